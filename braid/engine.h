@@ -1,0 +1,146 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <stop_token>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "match_rule.h"
+
+/// The engine as its callers see it: one pass between two homes.
+namespace braid
+{
+
+enum class Peer { Local, Network };
+
+/// Where a pass stands; the numbers go over the bus as they are.
+enum class PassState {
+    Idle = 0,
+    Starting = 1,
+    Updating = 2,
+    Checking = 3,
+    Processing = 4,
+    Cleanup = 5,
+    Finished = 6,
+    Aborted = 7,
+    Invalid = 8,
+};
+
+/// What one job may do. Without any option a conflict is recorded and both sides are left alone.
+struct JobOptions {
+    std::optional<Peer> resolveConflictsInFavorOf;
+    std::optional<Peer> readOnlyPeer;               ///< Nothing is written to this peer outside its marker folder.
+    std::optional<Peer> abortOnWriteToReadOnlyPeer; ///< The job ends before its first write if it would write there.
+    bool abortOnConflict = false;
+    bool suppressConflictDialogs = false;
+    bool suppressErrorDialogs = false;
+};
+
+/// A share of the home. An item belongs to the first job of the pass that covers it and whose rules do not exclude it.
+struct Job {
+    std::set<std::string> inclusions; ///< Home-relative paths with all below them; empty: the whole home.
+    std::vector<MatchRule> exclusions;
+    JobOptions options;
+};
+
+struct Counts {
+    std::uint64_t created = 0;
+    std::uint64_t updated = 0;
+    std::uint64_t deleted = 0;
+    std::uint64_t renamed = 0;
+    std::uint64_t bytes = 0; ///< File content written, both directions together.
+};
+
+/// A conflict that the pass left for a person, or kept from an earlier pass.
+struct Conflict {
+    std::string path; ///< Home-relative, in the bytes of the file system.
+    std::string kind; ///< "modify/modify", "modify/delete", "create/create", "type/type", "delete-folder/edit-inside" …
+};
+
+struct ItemError {
+    std::string path;
+    std::string message; ///< In words, with the reason.
+};
+
+/// How one job ended, when it did not simply finish.
+struct JobStatus {
+    std::string name;   ///< "" for success, else for example "AttemptToWriteToReadOnlyPeerException".
+    std::string reason; ///< In words.
+};
+
+struct Progress {
+    PassState state = PassState::Idle;
+    std::optional<double> percent; ///< 0 to 100, only while Processing.
+    std::uint64_t completedItems = 0;
+    std::uint64_t totalItems = 0;
+    std::uint64_t completedBytes = 0;
+    std::uint64_t totalBytes = 0;
+    std::string currentPath; ///< Absolute path of the item at hand, "" for none.
+    std::uint64_t conflicts = 0;
+    std::uint64_t errors = 0;
+    std::vector<JobStatus> jobStatus; ///< One per job that has ended, in job order.
+};
+
+/// Numbers of PassReport::result. Other codes are positive errno values.
+inline constexpr int kPassSucceeded = 0;
+inline constexpr int kPassAborted = -999;
+inline constexpr int kPassRefused = -1000; ///< Not a pair of homes that may be synced; the reason says why.
+
+struct PassReport {
+    int result = kPassSucceeded; ///< 0 also when conflicts or item errors remain.
+    std::string reason;          ///< In words, when the result is not 0.
+    Counts counts;
+    std::vector<Conflict> conflicts;
+    std::vector<ItemError> errors;
+    std::vector<JobStatus> jobStatus; ///< One per job, in job order.
+};
+
+struct PassSettings {
+    std::filesystem::path localHome;
+    std::filesystem::path networkHome;
+    std::vector<Job> jobs;
+    bool dryRun = false; ///< Decide and report, write nothing anywhere.
+    /// Called on the pass's thread, at each change of state and otherwise at most ten times a second. May be empty.
+    std::function<void(const Progress&)> onProgress;
+};
+
+/// Runs one pass to its end on the calling thread. Never throws for what a file system can do; a stop request ends the
+/// pass soon, with kPassAborted and everything consistent. Takes the one-engine lock of the local home for the pass
+/// unless the caller hands over one that it holds.
+PassReport runPass(const PassSettings& settings, std::stop_token stop, class EngineLock* held = nullptr);
+
+/// "One engine for a local home": a lock file with the process id in the local home's marker folder, freed by the
+/// kernel when the process ends.
+class EngineLock
+{
+public:
+    struct Holder {
+        int pid = 0; ///< 0: the holder has not written it (yet).
+    };
+
+    /// The lock, or who holds it, or (a string) why the marker folder cannot be used.
+    static std::variant<std::unique_ptr<EngineLock>, Holder, std::string> take(const std::filesystem::path& localHome);
+    ~EngineLock();
+    EngineLock(const EngineLock&) = delete;
+    EngineLock& operator=(const EngineLock&) = delete;
+
+private:
+    explicit EngineLock(int descriptor);
+    int mDescriptor;
+};
+
+/// What the archive of a local home still holds as unresolved. A local home without an archive has none.
+struct OpenMatters {
+    std::vector<Conflict> conflicts;
+    std::vector<ItemError> errors;
+};
+OpenMatters openMatters(const std::filesystem::path& localHome);
+
+} // namespace braid
