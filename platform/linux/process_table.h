@@ -1,0 +1,12 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/process_table.h"
+
+namespace platform
+{
+
+std::unique_ptr<ProcessTable> makeProcessTable();
+
+} // namespace platform

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/threads.h"
+
+namespace platform
+{
+
+std::unique_ptr<Threads> makeThreads();
+
+} // namespace platform
