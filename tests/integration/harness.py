@@ -1,0 +1,216 @@
+"""A private world for one test: system root, account, two homes, message bus and the real programs."""
+
+import contextlib
+import os
+import plistlib
+import pwd
+import re
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+import urllib.parse
+from pathlib import Path
+
+BUILD = Path(os.environ["ROAMER_BUILD_DIR"])
+AGENT = "System/Library/Hearth/Custodia.app/Contents/ZilOS/roamer"
+ENGINE = "System/Library/Hearth/BraidAgent.app/Contents/ZilOS/BraidAgent"
+USER = pwd.getpwuid(os.getuid()).pw_name
+
+
+def wait_for(condition, seconds, what):
+    """Polls until the condition holds and returns its value; fails the test by its name after the time."""
+    end = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > end:
+            raise AssertionError(f"waited {seconds} s in vain for {what}")
+        time.sleep(0.05)
+
+
+class World:
+    def __init__(self):
+        self.top = Path(tempfile.mkdtemp(prefix="roamer-test-"))
+        self.root = self.top / "root"
+        self.local = self.top / "local home"
+        self.share = self.top / "share"
+        self.network = self.share / "jo ü%"
+        for folder in ("Library/Preferences", "Library/Directory/Local/Users", "Volumes"):
+            (self.root / folder).mkdir(parents=True)
+        (self.root / "System").symlink_to(BUILD / "root/System")
+        (self.local / "Library/Preferences").mkdir(parents=True)
+        (self.network / "Library/Preferences").mkdir(parents=True)
+        self.children = []
+        self.environment = {
+            **{key: value for key, value in os.environ.items() if not key.startswith(("DBUS_", "ROAMER_", "XDG_"))},
+            "ROAMER_ROOT": str(self.root),
+            "HOME": str(self.top),
+            "LC_ALL": "C.UTF-8",
+        }
+        self.write_record()
+        self.write_plist(self.root / "Library/Preferences/com.kestrel.VEXDebug.plist", {"debugOutput": "2"})
+        self.prefer({})
+        self.start_bus()
+        self.start(BUILD / "bin/lobbyd", "--session")
+        self.wait_for_name("com.kestrel.lobby.notify")
+
+    def close(self):
+        for pid in self.engine_pids():
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(pid, signal.SIGCONT)
+                os.kill(pid, signal.SIGKILL)
+        for child in reversed(self.children):
+            child.kill()
+            child.wait()
+        shutil.rmtree(self.top, ignore_errors=True)
+
+    # Set-up
+
+    @staticmethod
+    def write_plist(path, value, binary=False):
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(plistlib.dumps(value, fmt=plistlib.FMT_BINARY if binary else plistlib.FMT_XML))
+
+    def write_record(self, **changes):
+        url = "file://" + urllib.parse.quote(str(self.share))
+        path = urllib.parse.quote(self.network.name)
+        record = {
+            "axAttrTypeStandard:NFSHomeDirectory": [str(self.local)],
+            "axAttrTypeStandard:OriginalHomeDirectory": [
+                f"<home_dir><url>{urllib.parse.quote(url, safe=':/')}</url><path>{path}</path></home_dir>"
+            ],
+            "axAttrTypeStandard:CopyTimestamp": ["2026-01-01T00:00:00Z"],
+            "axAttrTypeNative:preserved_attributes": ["axAttrTypeStandard:RealName"],
+            **changes,
+        }
+        self.write_plist(self.root / f"Library/Directory/Local/Users/{USER}.plist", record)
+
+    def prefer(self, preferences):
+        """Sets the user's sync preferences."""
+        self.write_plist(self.local / "Library/Preferences/com.kestrel.roamer.plist", preferences)
+
+    def manage(self, preferences):
+        """Sets the administrator's sync preferences for the user."""
+        self.write_plist(self.root / f"Library/Managed Preferences/{USER}/com.kestrel.roamer.plist", preferences)
+
+    def preferences(self, home=None):
+        path = (home or self.local) / "Library/Preferences/com.kestrel.roamer.plist"
+        return plistlib.loads(path.read_bytes()) if path.exists() else {}
+
+    # Processes
+
+    def start_bus(self):
+        config = self.top / "bus.conf"
+        config.write_text(
+            "<busconfig><type>session</type><keep_umask/>"
+            f"<listen>unix:path={self.top}/bus</listen><auth>EXTERNAL</auth>"
+            '<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>'
+            '<allow own="*"/></policy></busconfig>'
+        )
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={self.top}/bus"
+        self.environment["DBUS_SYSTEM_BUS_ADDRESS"] = f"unix:path={self.top}/no-system-bus"
+        self.start("dbus-daemon", f"--config-file={config}", "--nofork")
+        wait_for((self.top / "bus").exists, 10, "the message bus")
+
+    def start(self, *command):
+        output = open(self.top / f"{Path(str(command[0])).name}.out", "ab")
+        child = subprocess.Popen(
+            [str(part) for part in command],
+            env=self.environment,
+            stdin=subprocess.DEVNULL,
+            stdout=output,
+            stderr=subprocess.STDOUT,
+        )
+        output.close()
+        self.children.append(child)
+        return child
+
+    def start_agent(self, *flags):
+        return self.start(self.root / AGENT, *flags)
+
+    def run_agent(self, *flags, seconds=60):
+        """Runs the agent to its end and returns its exit status."""
+        return self.start_agent(*flags).wait(timeout=seconds)
+
+    def sync_now(self):
+        status = self.run_agent("-s")
+        assert status == 0, f"roamer -s ended with {status}:\n{self.log()}"
+
+    def engine_pids(self):
+        """The engine processes of this world: those started with its system root."""
+        pids = []
+        mark = f"ROAMER_ROOT={self.root}".encode()
+        for process in Path("/proc").glob("[0-9]*"):
+            with contextlib.suppress(OSError):
+                if (process / "comm").read_text().strip() == "BraidAgent":
+                    if mark in (process / "environ").read_bytes().split(b"\0"):
+                        if (process / "stat").read_text().rsplit(")", 1)[1].split()[0] != "Z":
+                            pids.append(int(process.name))
+        return pids
+
+    # Bus
+
+    def bus(self, *arguments):
+        """dbus-send on the private bus; returns (status, output)."""
+        done = subprocess.run(
+            ["dbus-send", "--session", "--print-reply", *arguments],
+            env=self.environment,
+            capture_output=True,
+            text=True,
+            timeout=60,
+            check=False,
+        )
+        return done.returncode, done.stdout + done.stderr
+
+    def name_is_taken(self, name):
+        status, output = self.bus(
+            "--dest=org.freedesktop.DBus", "/", "org.freedesktop.DBus.NameHasOwner", f"string:{name}"
+        )
+        return status == 0 and "true" in output
+
+    def wait_for_name(self, name):
+        wait_for(lambda: self.name_is_taken(name), 10, f"the name {name}")
+
+    # Observation
+
+    def log(self):
+        path = self.root / "Library/Logs/Custodia/Custodia.log"
+        return path.read_text(errors="replace") if path.exists() else ""
+
+    def wait_for_log(self, text, seconds=30):
+        wait_for(lambda: text in self.log(), seconds, f"the log line {text!r}; the log:\n{self.log()[-4000:]}")
+
+    def statuses(self):
+        """The status of each pass, as the agent logged them."""
+        return [int(match) for match in re.findall(r"done  Returning status = (-?\d+)", self.log())]
+
+
+def write(path, text):
+    path.parent.mkdir(parents=True, exist_ok=True)
+    path.write_text(text)
+
+
+OWN_FILES = ("Library/Preferences/com.kestrel.roamer.plist",)
+
+
+def tree(home):
+    """Everything in a home that is a person's: path → kind, mode, time and content."""
+    found = {}
+    for folder, folders, files in os.walk(home):
+        folders[:] = [name for name in folders if name != ".Braid"]
+        for name in folders + files:
+            path = Path(folder) / name
+            relative = str(path.relative_to(home))
+            if relative in OWN_FILES:
+                continue
+            facts = path.lstat()
+            if path.is_symlink():
+                found[relative] = ("link", os.readlink(path))
+            elif path.is_dir():
+                found[relative] = ("folder", facts.st_mode & 0o7777)
+            else:
+                found[relative] = ("file", facts.st_mode & 0o7777, facts.st_mtime_ns, path.read_bytes())
+    return found

@@ -1,0 +1,264 @@
+"""Real processes, real homes: what a person's files look like after `roamer -s`, whatever happens meanwhile."""
+
+import os
+import signal
+import sys
+import time
+import unittest
+
+from harness import World, tree, wait_for, write
+
+BACKGROUND_ONLY = {"syncPreferencesAtSyncNow": "dontSync", "syncPreferencesInBackground": "dontSync"}
+
+
+class SyncNow(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.world = World()
+        self.addCleanup(self.world.close)
+
+    def assert_in_step(self):
+        self.assertEqual(tree(self.world.local), tree(self.world.network))
+
+    def fill_local(self):
+        local = self.world.local
+        write(local / "Documents/plan.txt", "the plan\n")
+        write(local / "Documents/deep/er/notes.txt", "notes\n")
+        write(local / "Music/tune", "la\n")
+        write(local / ".config/app/settings", "dark = yes\n")
+        write(local / "Library/Preferences/app.plist", "<plist/>")
+        (local / "Documents/link").symlink_to("plan.txt")
+        os.chmod(local / "Music/tune", 0o600)
+
+    def many_files(self, count=12000):
+        """Enough of them that a pass is still under way when a test looks."""
+        for number in range(count):
+            write(self.world.local / f"Documents/many/{number // 500}/{number}.txt", f"{number}\n" * 20)
+
+    def wait_for_pass(self):
+        self.world.wait_for_log("Pavo.doSync:kNowPeriodicSync Going into runloop")
+        self.world.wait_for_log("syncState=SyncSetStateProcessing")
+
+    # What a pass does to the homes
+
+    def test_first_sync_copies_everything(self):
+        self.fill_local()
+        write(self.world.network / "Documents/from elsewhere.txt", "hello\n")
+        self.world.sync_now()
+        self.assert_in_step()
+        self.assertTrue((self.world.local / "Documents/from elsewhere.txt").exists())
+        self.assertTrue((self.world.network / ".Braid").is_dir())
+        self.assertEqual(self.world.statuses(), [0])
+        local, network = self.world.preferences(), self.world.preferences(self.world.network)
+        self.assertEqual(local["roamerTime"], network["roamerTime"])
+
+    def test_edits_on_both_sides_meet(self):
+        self.fill_local()
+        self.world.sync_now()
+        local, network = self.world.local, self.world.network
+        write(local / "Documents/plan.txt", "the plan, changed here\n")
+        write(network / "Documents/deep/er/notes.txt", "notes, changed there\n")
+        write(network / "Documents/new there.txt", "new\n")
+        (local / "Music/tune").unlink()
+        self.world.sync_now()
+        self.assert_in_step()
+        self.assertEqual((network / "Documents/plan.txt").read_text(), "the plan, changed here\n")
+        self.assertEqual((local / "Documents/deep/er/notes.txt").read_text(), "notes, changed there\n")
+        self.assertTrue((local / "Documents/new there.txt").exists())
+        self.assertFalse((network / "Music/tune").exists())
+
+    def test_jobs_have_exclusions_of_their_own(self):
+        self.world.prefer(
+            {
+                "excludedPrefItems": [{"comparison": "endsWith", "value": ".pref-skip"}],
+                "excludedItems": [{"comparison": "endsWith", "value": ".doc-skip"}],
+            }
+        )
+        for folder in ("Library/App", "Documents"):
+            for name in ("a.pref-skip", "a.doc-skip", "a.txt"):
+                write(self.world.local / folder / name, name)
+        self.world.sync_now()
+        found = {path for path, facts in tree(self.world.network).items() if facts[0] == "file"}
+        # A preference item that its own job leaves out is kept out of the background job by that job's rules.
+        self.assertEqual(
+            found, {"Library/App/a.doc-skip", "Library/App/a.txt", "Documents/a.pref-skip", "Documents/a.txt"}
+        )
+
+    def test_managed_lists_go_before_the_users(self):
+        self.fill_local()
+        self.world.prefer({"syncedFolders": [{"path": "~/Music"}], **BACKGROUND_ONLY})
+        self.world.manage({"syncedFolders-managed": [{"path": "~/Documents"}]})
+        self.world.sync_now()
+        network = self.world.network
+        self.assertTrue((network / "Documents/plan.txt").exists())
+        self.assertFalse((network / "Music").exists())
+
+    def test_a_conflict_is_left_for_the_person(self):
+        self.fill_local()
+        self.world.sync_now()
+        write(self.world.local / "Documents/plan.txt", "mine\n")
+        write(self.world.network / "Documents/plan.txt", "theirs, longer\n")
+        write(self.world.local / "Documents/other.txt", "no conflict\n")
+        self.world.sync_now()
+        self.assertEqual((self.world.local / "Documents/plan.txt").read_text(), "mine\n")
+        self.assertEqual((self.world.network / "Documents/plan.txt").read_text(), "theirs, longer\n")
+        self.assertTrue((self.world.network / "Documents/other.txt").exists())
+
+    def test_a_conflict_goes_to_the_side_that_the_preferences_name(self):
+        self.world.prefer({"backgroundConflictResolution": "networkHomeWins"})
+        self.fill_local()
+        self.world.sync_now()
+        write(self.world.local / "Documents/plan.txt", "mine\n")
+        write(self.world.network / "Documents/plan.txt", "theirs, longer\n")
+        self.world.sync_now()
+        self.assert_in_step()
+        self.assertEqual((self.world.local / "Documents/plan.txt").read_text(), "theirs, longer\n")
+        trash = [path.read_text() for path in (self.world.local / ".Braid").rglob("*") if path.name.startswith("plan.txt")]
+        self.assertIn("mine\n", trash)
+
+    # What happens while a pass runs
+
+    def test_a_second_sync_now_is_turned_away(self):
+        self.many_files()
+        first = self.world.start_agent("-s")
+        self.wait_for_pass()
+        self.assertEqual(self.world.run_agent("-s"), 0)
+        self.world.wait_for_log("Pavo.syncNow Server is busy! Ignoring command")
+        self.assertEqual(first.wait(timeout=60), 0)
+        self.assert_in_step()
+        self.assertEqual(self.world.statuses(), [0])
+
+    def test_refresh_during_a_pass_ends_the_agent_and_no_file(self):
+        self.many_files()
+        first = self.world.start_agent("-s")
+        self.wait_for_pass()
+        self.assertEqual(self.world.run_agent("-r"), 0)
+        self.assertEqual(first.wait(timeout=60), 0)
+        self.assertIn("Pavo.refreshPreferences Server is busy! Ignoring command", self.world.log())
+        self.world.sync_now()
+        self.assert_in_step()
+
+    def test_a_logout_during_a_pass_keeps_its_time_from_being_saved(self):
+        self.many_files()
+        first = self.world.start_agent("-s")
+        self.wait_for_pass()
+        status, output = self.world.bus(
+            "--dest=com.kestrel.roamer",
+            "/com/kestrel/roamer",
+            "com.kestrel.roamer.pavo_doLogoutChecks",
+            "boolean:false",
+        )
+        self.assertEqual(status, 0, output)
+        self.assertIn("int32 -1", output)
+        self.assertIn("boolean false", output)
+        self.assertEqual(first.wait(timeout=60), 0)
+        self.assertNotIn("roamerTime", self.world.preferences())
+        self.assertNotIn("Pavo.setupPeriodicSync", self.world.log())
+
+    def test_an_engine_that_is_killed_costs_nothing(self):
+        self.many_files()
+        first = self.world.start_agent("-s")
+        self.wait_for_pass()
+        for pid in self.world.engine_pids():
+            os.kill(pid, signal.SIGKILL)
+        self.assertEqual(first.wait(timeout=90), 0)
+        self.assertEqual(self.world.statuses(), [-2])
+        self.world.sync_now()
+        self.assertEqual(self.world.statuses(), [-2, 0])
+        self.assert_in_step()
+
+    # When there is nothing to sync with
+
+    def test_a_missing_share_deletes_nothing(self):
+        self.fill_local()
+        self.world.sync_now()
+        before = tree(self.world.local)
+        self.world.share.rename(self.world.top / "away")
+        self.world.sync_now()
+        self.assertEqual(tree(self.world.local), before)
+        self.assertIn("Pavo.doUnableToMountHomeForSyncMsg", self.world.log())
+        self.assertEqual(self.world.statuses(), [0])
+        (self.world.top / "away").rename(self.world.share)
+        self.world.sync_now()
+        self.assert_in_step()
+
+    def test_a_home_that_is_no_folder_is_not_writable(self):
+        self.fill_local()
+        before = tree(self.world.local)
+        network = self.world.network
+        network.rename(self.world.top / "aside")
+        network.write_text("not a folder")
+        self.world.sync_now()
+        self.assertEqual(tree(self.world.local), before)
+        self.assertIn("is not writeable.", self.world.log())
+        self.assertEqual(network.read_text(), "not a folder")
+        self.assertEqual(self.world.statuses(), [])
+
+    def test_an_emptied_network_home_deletes_nothing(self):
+        self.fill_local()
+        self.world.sync_now()
+        before = tree(self.world.local)
+        self.world.network.rename(self.world.top / "aside")
+        (self.world.network / "Library/Preferences").mkdir(parents=True)
+        self.world.sync_now()
+        self.assertEqual(tree(self.world.local), before)
+        self.assert_in_step()
+
+    def test_without_an_account_record_nothing_is_touched(self):
+        self.fill_local()
+        for record in (self.world.root / "Library/Directory/Local/Users").iterdir():
+            record.unlink()
+        self.world.sync_now()
+        self.assertIn("(Record Not Found)", self.world.log())
+        self.assertEqual(set(tree(self.world.network)), {"Library", "Library/Preferences"})
+
+    # The agent as a server
+
+    def test_of_two_agents_one_serves(self):
+        first = self.world.start_agent()
+        self.world.wait_for_name("com.kestrel.roamer")
+        self.assertEqual(self.world.run_agent(seconds=20), 0)
+        self.assertIn("Roamer- Unable to create the Roamer connection", self.world.log())
+        self.assertIsNone(first.poll())
+        self.world.bus("--dest=com.kestrel.roamer", "/com/kestrel/roamer", "com.kestrel.roamer.pavo_quit")
+        self.assertEqual(first.wait(timeout=20), 0)
+
+    def test_a_serving_agent_takes_the_command_and_ends(self):
+        self.fill_local()
+        server = self.world.start_agent()
+        self.world.wait_for_name("com.kestrel.roamer")
+        started = time.monotonic()
+        self.assertEqual(self.world.run_agent("-s"), 0)
+        self.assertLess(time.monotonic() - started, 3, "the sender waited for the work")
+        self.assertEqual(server.wait(timeout=60), 0)
+        self.assert_in_step()
+
+    def test_calls_outside_the_protocol_are_refused(self):
+        self.world.start_agent()
+        self.world.wait_for_name("com.kestrel.roamer")
+        for member in ("syncNow", "dealloc", "pavo_formatDisk"):
+            status, output = self.world.bus(
+                "--dest=com.kestrel.roamer", "/com/kestrel/roamer", f"com.kestrel.roamer.{member}"
+            )
+            self.assertNotEqual(status, 0)
+            self.assertIn("UnknownMethod", output)
+
+    def test_refresh_programs_the_background_sync(self):
+        self.fill_local()
+        self.world.prefer({"syncPeriodSeconds": 60})
+        self.assertEqual(self.world.run_agent("-r"), 0)
+        self.assertIn("Pavo.setupPeriodicSync: phdSyncSet.isAutomaticallySyncing = TRUE", self.world.log())
+        # 60 s × 0.0625, so the engine's own pass comes within seconds.
+        wait_for(lambda: (self.world.network / "Documents/plan.txt").exists(), 30, "the background pass")
+
+    def test_no_level_file_no_log(self):
+        (self.world.root / "Library/Preferences/com.kestrel.VEXDebug.plist").unlink()
+        self.fill_local()
+        self.world.sync_now()
+        self.assert_in_step()
+        self.assertFalse((self.world.root / "Library/Logs").exists())
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[1:]])
