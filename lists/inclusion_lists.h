@@ -9,9 +9,9 @@
 #include "exclusion_lists.h"
 #include "home/home_locations.h"
 #include "home/roamer_preferences.h"
-#include "inclusion_set.h"
 #include "platform/effective_user.h"
 #include "platform/file_system.h"
+#include "values/inclusion_set.h"
 #include "values/match_rule.h"
 
 namespace roamer

@@ -9,10 +9,10 @@
 #include "home/home_locations.h"
 #include "home/roamer_preferences.h"
 #include "inclusion_lists.h"
-#include "inclusion_set.h"
 #include "platform/effective_user.h"
 #include "platform/file_system.h"
 #include "platform/predicates.h"
+#include "values/inclusion_set.h"
 #include "values/match_rule.h"
 
 namespace roamer
