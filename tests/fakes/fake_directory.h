@@ -1,0 +1,110 @@
+#pragma once
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/directory_service.h"
+
+namespace fakes
+{
+
+/// A directory record out of a table: attribute -> array.
+class FakeDirectoryRecord final : public platform::DirectoryRecord
+{
+public:
+    FakeDirectoryRecord(std::string type, std::string name, roamer::Dictionary attributes)
+        : mType(std::move(type)), mName(std::move(name)), mAttributes(std::move(attributes))
+    {
+    }
+
+    std::string recordType() const override { return mType; }
+    std::string recordName() const override { return mName; }
+    std::optional<roamer::Array> valuesForAttribute(const std::string& attribute) const override
+    {
+        asked.push_back(attribute);
+        const auto item = mAttributes.find(attribute);
+        if (item == mAttributes.end()) return std::nullopt;
+        return *item->second.as<roamer::Array>();
+    }
+    std::optional<roamer::Dictionary>
+    recordDetailsForAttributes(const std::optional<std::vector<std::string>>& attributes) const override
+    {
+        roamer::Dictionary details;
+        for (const auto& [name, values] : mAttributes) {
+            if (isWanted(name, attributes)) details[name] = values;
+        }
+        if (details.empty()) return std::nullopt;
+        return details;
+    }
+
+    mutable std::vector<std::string> asked; ///< Attributes whose values were asked for, in order.
+
+private:
+    static bool isWanted(const std::string& name, const std::optional<std::vector<std::string>>& attributes)
+    {
+        if (!attributes) return true;
+        return std::any_of(attributes->begin(), attributes->end(), [&name](const std::string& wanted) {
+            return wanted == "axAttributesAll" || wanted == name ||
+                   (wanted == "axAttributesStandardAll" && name.starts_with("axAttrTypeStandard:")) ||
+                   (wanted == "axAttributesNativeAll" && name.starts_with("axAttrTypeNative:"));
+        });
+    }
+
+    std::string mType;
+    std::string mName;
+    roamer::Dictionary mAttributes;
+};
+
+/// A directory of one node, with records by type and name and errors on demand. Counts what it is asked.
+class FakeDirectory final : public platform::DirectoryService
+{
+public:
+    std::map<std::pair<std::string, std::string>, roamer::Dictionary> records; ///< (type, name) -> attributes.
+    std::string localNodeName = "/Local/Default";
+    std::string login = "jo";
+    platform::DirectoryError openError;   ///< A code other than 0: the node does not open.
+    platform::DirectoryError lookUpError; ///< A code other than 0: no look-up works.
+    int opened = 0;
+    int lookedUp = 0;
+    std::vector<std::uint32_t> nodeTypes;
+    std::vector<std::string> askedAttributes; ///< Of the last look-up.
+
+    std::shared_ptr<platform::DirectoryNode> openNode(std::uint32_t nodeType, platform::DirectoryError& error) override
+    {
+        ++opened;
+        nodeTypes.push_back(nodeType);
+        error = openError;
+        if (openError.code != 0) return nullptr;
+        return std::make_shared<Node>(*this);
+    }
+    std::string loginName() override { return login; }
+
+private:
+    class Node final : public platform::DirectoryNode
+    {
+    public:
+        explicit Node(FakeDirectory& directory) : mDirectory(directory) {}
+        std::string nodeName() const override { return mDirectory.localNodeName; }
+        std::shared_ptr<platform::DirectoryRecord> lookUp(const std::string& recordType, const std::string& name,
+                                                          const std::vector<std::string>& attributes,
+                                                          platform::DirectoryError& error) override
+        {
+            ++mDirectory.lookedUp;
+            mDirectory.askedAttributes = attributes;
+            error = mDirectory.lookUpError;
+            const auto item = mDirectory.records.find({recordType, name});
+            if (error.code != 0 || item == mDirectory.records.end()) return nullptr;
+            return std::make_shared<FakeDirectoryRecord>(recordType, name, item->second);
+        }
+
+    private:
+        FakeDirectory& mDirectory;
+    };
+};
+
+} // namespace fakes
