@@ -1,0 +1,131 @@
+#include "file_system.h"
+
+#include <array>
+#include <cerrno>
+#include <dirent.h>
+#include <string_view>
+#include <sys/stat.h>
+
+#include "platform/system_root.h"
+#include "util/path_text.h"
+
+namespace platform
+{
+
+namespace
+{
+
+/// Folders with these extensions hold one document or program that people handle as a whole.
+constexpr std::array<std::string_view, 4> kPackageExtensions = {"app", "bundle", "plugin", "pkg"};
+
+/// Extensions that people do not see as a part of the name.
+constexpr std::array<std::string_view, 2> kHiddenExtensions = {"app", "desktop"};
+
+template <std::size_t N>
+bool contains(const std::array<std::string_view, N>& table, std::string_view item)
+{
+    for (const auto entry : table)
+        if (entry == item) return true;
+    return false;
+}
+
+/// "" for a name without one; the dot of a hidden file starts none.
+std::string_view extensionOf(std::string_view name)
+{
+    const auto dot = name.rfind('.');
+    return dot == std::string_view::npos || dot == 0 ? std::string_view{} : name.substr(dot + 1);
+}
+
+bool statPath(const std::string& path, struct stat& info)
+{
+    return stat(systemPath(path).c_str(), &info) == 0;
+}
+
+/// A folder while it is read.
+class OpenFolder
+{
+public:
+    explicit OpenFolder(const std::string& path) : mFolder(opendir(systemPath(path).c_str())) {}
+    ~OpenFolder()
+    {
+        if (mFolder != nullptr) closedir(mFolder);
+    }
+    OpenFolder(const OpenFolder&) = delete;
+    OpenFolder& operator=(const OpenFolder&) = delete;
+
+    bool isOpen() const { return mFolder != nullptr; }
+    /// Null at the end and on an error; then errno is 0 or the reason.
+    const dirent* next()
+    {
+        errno = 0;
+        return readdir(mFolder);
+    }
+
+private:
+    DIR* mFolder;
+};
+
+class LinuxFileSystem final : public FileSystem
+{
+public:
+    bool exists(const std::string& path) override
+    {
+        struct stat info {
+        };
+        return statPath(path, info);
+    }
+
+    bool isDirectory(const std::string& path) override
+    {
+        struct stat info {
+        };
+        return statPath(path, info) && S_ISDIR(info.st_mode);
+    }
+
+    std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path) override
+    {
+        OpenFolder folder(path);
+        if (!folder.isOpen()) return std::nullopt;
+        std::vector<std::string> names;
+        while (const auto* entry = folder.next()) {
+            const std::string_view name = entry->d_name;
+            if (name != "." && name != "..") names.emplace_back(name);
+        }
+        // A share that goes away while it is listed must not look like a shorter folder.
+        if (errno != 0) return std::nullopt;
+        return names;
+    }
+
+    bool directoryIsReadable(const std::string& path) override
+    {
+        OpenFolder folder(path);
+        return folder.isOpen() && folder.next() != nullptr;
+    }
+
+    bool createDirectory(const std::string& path) override { return mkdir(systemPath(path).c_str(), 0777) == 0; }
+
+    std::string displayName(const std::string& path) override
+    {
+        struct stat info {
+        };
+        if (lstat(systemPath(path).c_str(), &info) != 0) return {};
+        std::string name = roamer::lastPathComponent(path);
+        const auto extension = extensionOf(name);
+        if (contains(kHiddenExtensions, extension)) name.resize(name.size() - extension.size() - 1);
+        return name;
+    }
+
+    bool isPackage(const std::string& path) override
+    {
+        return contains(kPackageExtensions, extensionOf(roamer::lastPathComponent(path))) && isDirectory(path);
+    }
+};
+
+} // namespace
+
+std::unique_ptr<FileSystem> makeFileSystem()
+{
+    return std::make_unique<LinuxFileSystem>();
+}
+
+} // namespace platform

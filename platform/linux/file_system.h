@@ -1,0 +1,12 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/file_system.h"
+
+namespace platform
+{
+
+std::unique_ptr<FileSystem> makeFileSystem();
+
+} // namespace platform
