@@ -5,6 +5,8 @@
 
 #include "directory/amru_vex_record.h"
 #include "home/roamer_preferences.h"
+#include "list_keys.h"
+#include "list_source.h"
 #include "platform/effective_user.h"
 #include "platform/predicates.h"
 #include "values/match_rule.h"
@@ -27,16 +29,16 @@ public:
     MatchRules preferenceExcludeList();
 
 private:
-    std::optional<Array> managedList(const char* key);
-    std::optional<Array> userList(bool loginSyncKeys);
-    std::optional<Array> defaultList(const char* name);
+    std::optional<Array> userList(const ListKeys& keys);
     void addRules(const std::optional<Array>& list, MatchRules& rules);
     void addRule(const MatchRule& rule, MatchRules& rules);
+    bool canBeEvaluated(const MatchRule& rule);
 
     const std::optional<AmruVEXRecord>& mUserRecord;
     RoamerPreferences& mPreferences;
     platform::Predicates& mPredicates;
     platform::EffectiveUser& mEffectiveUser;
+    ListSource mSource;
 };
 
 } // namespace roamer

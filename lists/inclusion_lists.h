@@ -9,6 +9,8 @@
 #include "exclusion_lists.h"
 #include "home/home_locations.h"
 #include "home/roamer_preferences.h"
+#include "list_keys.h"
+#include "list_source.h"
 #include "platform/effective_user.h"
 #include "platform/file_system.h"
 #include "values/inclusion_set.h"
@@ -40,13 +42,13 @@ public:
     std::set<std::string> preferenceIncludeList(const std::optional<std::string>& networkHomeMountpoint);
 
 private:
-    std::optional<Array> chosenList(bool loginSyncKeys);
+    std::optional<Array> chosenList(const ListKeys& keys);
     std::optional<Array> listWithoutUserSetting(const char* key);
-    InclusionSet filteredWholeHome(std::int32_t syncType, const std::optional<std::string>& networkHomeMountpoint,
-                                   std::optional<MatchRules>* extraExclusions);
-    InclusionSet filteredPaths(const std::set<std::string>& paths, std::int32_t syncType,
-                               const std::optional<std::string>& networkHomeMountpoint);
-    void excludePreferenceItems(std::int32_t syncType, std::optional<MatchRules>* extraExclusions);
+    InclusionSet preferenceShare(const std::set<std::string>& paths,
+                                 const std::optional<std::string>& networkHomeMountpoint);
+    InclusionSet nonPreferenceShare(std::set<std::string> paths,
+                                    const std::optional<std::string>& networkHomeMountpoint);
+    void excludePreferenceItems(const std::string& typeName, std::optional<MatchRules>* extraExclusions);
     void addHiddenItems(const std::optional<std::string>& home, std::set<std::string>& items);
 
     const std::optional<AmruVEXRecord>& mUserRecord;
@@ -55,6 +57,7 @@ private:
     platform::FileSystem& mFileSystem;
     ExclusionLists& mExclusionLists;
     platform::EffectiveUser& mEffectiveUser;
+    ListSource mSource;
 };
 
 } // namespace roamer

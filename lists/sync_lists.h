@@ -33,6 +33,8 @@ public:
                               MatchRules* exclusionList = nullptr);
 
 private:
+    InclusionSet withoutExcluded(InclusionSet inclusionList, const MatchRules& rules);
+
     platform::Predicates& mPredicates;
     ExclusionLists mExclusionLists;
     InclusionLists mInclusionLists;
