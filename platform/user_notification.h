@@ -9,9 +9,9 @@ namespace platform
 
 /// An alert to one person. Null texts are left out.
 struct NotificationRequest {
-    std::string header;
+    std::optional<std::string> header;
     std::optional<std::string> message;
-    std::string defaultButton;
+    std::optional<std::string> defaultButton; ///< Null: the service's own word for it.
     std::optional<std::string> alternateButton;
     std::optional<std::string> otherButton;
     std::optional<std::string> checkBox;

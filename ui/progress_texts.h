@@ -74,7 +74,7 @@ private:
 
     std::optional<std::string> home() const;
     Located locate(const std::string& path) const;
-    WindowFrame savedPosition(WindowFrame fallback);
+    WindowFrame savedPosition();
 
     SharedState& mState;
     RoamerPreferences& mPreferences;
