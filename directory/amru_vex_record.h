@@ -154,11 +154,19 @@ private:
     AmruVEXRecord(DirectoryContext& context, Record record, std::optional<Dictionary> overrideValues);
 
     const Array* overrideValues(const std::string& attribute) const;
-    bool hasType(const char* type) const;
-    bool isOnLocalNode(const String& nodeName) const;
+    template <typename T>
+    std::optional<T> firstOverrideValue(const std::string& attribute) const
+    {
+        const auto* values = overrideValues(attribute);
+        const T* typed = values != nullptr && !values->empty() ? values->front().template as<T>() : nullptr;
+        return typed != nullptr ? std::optional<T>(*typed) : std::nullopt;
+    }
+    String ownText(const char* attribute, std::string (platform::DirectoryRecord::*ofRecord)() const) const;
     void store(const std::string& attribute, Array values) const;
     std::optional<PropertyList> parsed(const PropertyList& value) const;
-    String uuidOfId() const;
+    bool hasType(const char* type) const;
+    bool isOnLocalNode(const String& name, const char* question) const;
+    std::string uuidOfId(bool group) const;
 
     DirectoryContext* mContext;
     Record mRecord;

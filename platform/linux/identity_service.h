@@ -8,7 +8,8 @@ namespace platform
 {
 
 /// Identities of the passwd and group databases. The UUIDs of users and groups are made from their ids, so the same id
-/// has the same UUID at every time and on every computer.
+/// has the same UUID at every time and on every computer, also one that no account has. Membership can be asked of
+/// users whose UUID this service gave out; of others it is an error.
 std::unique_ptr<IdentityService> makeIdentityService();
 
 } // namespace platform
