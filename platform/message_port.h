@@ -28,5 +28,6 @@ public:
 
 inline constexpr std::int32_t kMessagePortSendTimeout = -1;
 inline constexpr std::int32_t kMessagePortReceiveTimeout = -2;
+inline constexpr std::int32_t kMessagePortTransportError = -4; ///< The port went away, or refused the message.
 
 } // namespace platform

@@ -7,8 +7,7 @@
 namespace platform
 {
 
-/// The process's one event-loop object, which must exist before every other service and outlive it. The process ends
-/// when the message bus of its session goes away.
+/// The process's one event-loop object. Made before every other service; outlives them.
 std::unique_ptr<Application> makeApplication();
 
 } // namespace platform

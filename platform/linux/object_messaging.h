@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "platform/object_messaging.h"
@@ -7,6 +8,8 @@
 namespace platform
 {
 
-std::unique_ptr<ObjectMessaging> makeObjectMessaging();
+/// Messaging over the session's message bus. `busLost` is called on the main run loop when the bus that an object is
+/// published on goes away: nobody can reach it any more.
+std::unique_ptr<ObjectMessaging> makeObjectMessaging(std::function<void()> busLost);
 
 } // namespace platform

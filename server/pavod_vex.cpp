@@ -1,0 +1,147 @@
+#include "pavod_vex.h"
+
+#include <string>
+
+#include "pavo_server.h"
+#include "platform/failure.h"
+#include "util/debug_log.h"
+#include "util/report.h"
+
+namespace roamer
+{
+
+namespace
+{
+
+/// The boundary of a message: runs its body and turns a failure into a log line. False after a failure.
+template <typename Body>
+bool guarded(const char* message, const Body& body)
+{
+    try {
+        body();
+        return true;
+    } catch (const platform::Failure& failure) {
+        DebugLog(1, "%s caught exception name=\"%s\", reason=\"%s\"", message, failure.name().c_str(),
+                 failure.reason().c_str());
+        return false;
+    }
+}
+
+} // namespace
+
+std::shared_ptr<Pavod_VEX> Pavod_VEX::init(const Services& services, const FlowsFactory& makeFlows)
+{
+    std::shared_ptr<Pavod_VEX> server(new Pavod_VEX(services));
+    server->mFlows = makeFlows(server->mShared);
+    if (server->mFlows == nullptr) return nullptr;
+    server->loadLocalizedStrings();
+    return server;
+}
+
+Pavod_VEX::Pavod_VEX(const Services& services) : mServices(services)
+{
+    DebugLog(2, "Pavo.init: mServerBusyState = kPavoNotBusy;");
+}
+
+Pavod_VEX::~Pavod_VEX()
+{
+    DebugLog(2, "Pavo Call- dealloc");
+    setConnection(nullptr);
+}
+
+void Pavod_VEX::loadLocalizedStrings()
+{
+    auto found = mServices.bundles.bundleWithPath(platform::kCustodiaBundlePath);
+    if (found == nullptr) {
+        report("Roamer bundle not found");
+        return;
+    }
+    setBundle(std::move(found));
+    const auto preferred = mBundle->preferredLocalizations(mBundle->localizations());
+    if (preferred.empty()) return;
+    const auto path = mBundle->pathForResource("localizable", "strings", preferred.front());
+    const auto texts = path ? mBundle->dictionaryWithContentsOfFile(*path) : std::nullopt;
+    if (!texts) return;
+    for (const auto& [key, value] : *texts) {
+        if (const auto* text = value.as<std::string>()) mShared.mLocalizedStringsDict[key] = *text;
+    }
+}
+
+bool Pavod_VEX::createConnection()
+{
+    if (mConnection != nullptr) return false;
+    auto connection = mServices.messaging.defaultConnection();
+    if (connection == nullptr) {
+        DebugLog(1, "Pavo- Unable to get the default connection");
+        return false;
+    }
+    connection->setRootObject(*this);
+    if (!connection->registerName(kPavoServerName)) {
+        DebugLog(1, "Pavo- Unable to register server");
+        return false;
+    }
+    setConnection(std::move(connection));
+    return true;
+}
+
+void Pavod_VEX::setConnection(std::unique_ptr<platform::ServerConnection> connection)
+{
+    mConnection.reset();
+    mConnection = std::move(connection);
+}
+
+void Pavod_VEX::pavo_quit()
+{
+    DebugLog(2, "Pavo Call- pavo_quit entering");
+    guarded("pavo_quit", [] { Pavo_StopPavo(); });
+}
+
+void Pavod_VEX::pavo_refreshPreferences()
+{
+    DebugLog(2, "Pavo Call- refreshPreferences entering");
+    guarded("pavo_refreshPreferences", [this] {
+        mFlows->refreshPreferences();
+        Pavo_StopPavo();
+    });
+}
+
+void Pavod_VEX::pavo_syncNow()
+{
+    DebugLog(2, "Pavo Call- pavo_syncNow entering");
+    guarded("pavo_syncNow", [this] {
+        if (mFlows->syncNow()) Pavo_StopPavo();
+    });
+}
+
+std::int32_t Pavod_VEX::pavo_doLogoutChecks(bool firstTimeSync, bool* prefSyncCompleted)
+{
+    DebugLog(2, "Pavo Call- pavo_doLogoutChecks entering");
+    std::int32_t status = -1;
+    const bool ended =
+        guarded("pavo_doLogoutChecks", [&] { status = mFlows->doPavoLogoutChecks(firstTimeSync, prefSyncCompleted); });
+    if (!ended && prefSyncCompleted != nullptr) *prefSyncCompleted = false;
+    return status;
+}
+
+std::int32_t Pavod_VEX::pavo_doLoginChecks(bool firstTimeSync, bool* prefSyncCompleted)
+{
+    DebugLog(2, "Pavo Call- pavo_doLoginChecks entering");
+    std::int32_t status = -1;
+    const bool ended =
+        guarded("pavo_doLoginChecks", [&] { status = mFlows->doPavoLoginChecks(firstTimeSync, prefSyncCompleted); });
+    if (!ended && prefSyncCompleted != nullptr) *prefSyncCompleted = false;
+    return status;
+}
+
+bool Pavod_VEX::applicationShouldTerminate()
+{
+    DebugLog(2, "Pavo.applicationShouldTerminate");
+    return true;
+}
+
+void Pavod_VEX::applicationWillTerminate()
+{
+    DebugLog(2, "Pavo.applicationWillTerminate");
+}
+
+} // namespace roamer
