@@ -90,8 +90,11 @@ private:
         const int savedErrno = errno;
         if (geteuid() != before.uid || getegid() != before.gid || currentIdentity().groups != before.groups) {
             if (!become(before)) {
-                roamer::report(roamer::formatText("Pavo.switchTo cannot become user %u again: %s; acting as user %u",
-                                                  before.uid, std::strerror(errno), geteuid()));
+                const int error = errno;
+                // Whatever the groups are: never stay someone else, least of all the superuser.
+                if (geteuid() != before.uid) static_cast<void>(seteuid(before.uid) == 0);
+                roamer::report(roamer::formatText("Pavo.switchTo cannot fully become user %u again: %s; now user %u",
+                                                  before.uid, std::strerror(error), geteuid()));
             }
         }
         errno = savedErrno;

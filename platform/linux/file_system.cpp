@@ -1,5 +1,6 @@
 #include "file_system.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <dirent.h>
@@ -17,17 +18,6 @@ namespace
 
 /// Folders with these extensions hold one document or program that people handle as a whole.
 constexpr std::array<std::string_view, 4> kPackageExtensions = {"app", "bundle", "plugin", "pkg"};
-
-/// Extensions that people do not see as a part of the name.
-constexpr std::array<std::string_view, 2> kHiddenExtensions = {"app", "desktop"};
-
-template <std::size_t N>
-bool contains(const std::array<std::string_view, N>& table, std::string_view item)
-{
-    for (const auto entry : table)
-        if (entry == item) return true;
-    return false;
-}
 
 /// "" for a name without one; the dot of a hidden file starts none.
 std::string_view extensionOf(std::string_view name)
@@ -109,15 +99,14 @@ public:
         struct stat info {
         };
         if (lstat(systemPath(path).c_str(), &info) != 0) return {};
-        std::string name = roamer::lastPathComponent(path);
-        const auto extension = extensionOf(name);
-        if (contains(kHiddenExtensions, extension)) name.resize(name.size() - extension.size() - 1);
-        return name;
+        return roamer::lastPathComponent(path); // file managers here show names as they are
     }
 
     bool isPackage(const std::string& path) override
     {
-        return contains(kPackageExtensions, extensionOf(roamer::lastPathComponent(path))) && isDirectory(path);
+        const std::string name = roamer::lastPathComponent(path);
+        const auto* end = kPackageExtensions.end();
+        return std::find(kPackageExtensions.begin(), end, extensionOf(name)) != end && isDirectory(path);
     }
 };
 
