@@ -6,7 +6,7 @@
 
 #include "binary_property_list.h"
 #include "property_list_forms.h"
-#include "utf_text.h"
+#include "util/utf_text.h"
 
 namespace platform
 {
@@ -256,7 +256,7 @@ private:
         std::u16string units(content.size() / 2, u'\0');
         for (std::size_t i = 0; i < units.size(); ++i)
             units[i] = static_cast<char16_t>(bigEndian(content.subspan(i * 2, 2)));
-        auto text = utf8FromUtf16(units);
+        auto text = roamer::utf8FromUtf16(units);
         if (!text) throw Problem{"a UTF-16 string with half a character"};
         return std::move(*text);
     }

@@ -4,7 +4,7 @@
 
 #include "binary_property_list.h"
 #include "property_list_forms.h"
-#include "utf_text.h"
+#include "util/utf_text.h"
 
 namespace platform
 {
@@ -110,8 +110,8 @@ private:
 
     void writeText(std::string_view text)
     {
-        const auto units = utf16FromUtf8(text).value_or(std::u16string()); // checked before: it is UTF-8
-        if (units.size() == text.size()) {                                 // one byte for each unit: ASCII
+        const auto units = roamer::utf16FromUtf8(text).value_or(std::u16string()); // checked before: it is UTF-8
+        if (units.size() == text.size()) {                                         // one byte for each unit: ASCII
             writeMarker(BinaryMarker::Ascii, text.size());
             for (const char character : text)
                 mBytes.push_back(static_cast<std::byte>(character));

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "property_list_forms.h"
-#include "utf_text.h"
+#include "util/utf_text.h"
 
 namespace platform
 {
@@ -44,7 +44,7 @@ private:
 
     std::optional<std::string> findInText(const std::string& text)
     {
-        if (!isUtf8(text)) return "a string that is not UTF-8";
+        if (!roamer::isUtf8(text)) return "a string that is not UTF-8";
         return addContent(text.size());
     }
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "utf_text.h"
+#include "util/utf_text.h"
 
 namespace platform
 {
@@ -27,7 +27,7 @@ std::string textFromUtf16(std::span<const std::byte> bytes, bool bigEndian)
         const auto second = std::to_integer<unsigned>(bytes[i + 1]);
         units += static_cast<char16_t>(bigEndian ? first << 8U | second : second << 8U | first);
     }
-    auto text = utf8FromUtf16(units);
+    auto text = roamer::utf8FromUtf16(units);
     if (!text) throw Problem{"half a character"};
     return std::move(*text);
 }
@@ -43,7 +43,7 @@ std::string decoded(std::span<const std::byte> bytes)
     if (startsWith({0xFF, 0xFE})) return textFromUtf16(bytes.subspan(2), false);
     if (startsWith({0xEF, 0xBB, 0xBF})) bytes = bytes.subspan(3);
     std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    if (!isUtf8(text)) throw Problem{"the text is not UTF-8"};
+    if (!roamer::isUtf8(text)) throw Problem{"the text is not UTF-8"};
     return text;
 }
 
@@ -164,7 +164,7 @@ private:
             mPosition += 2;
             units += readHexUnit();
         }
-        const auto text = utf8FromUtf16(units);
+        const auto text = roamer::utf8FromUtf16(units);
         if (!text) throw Problem{"an escape for half a character"};
         word += *text;
     }

@@ -4,7 +4,7 @@
 
 #include "base64.h"
 #include "property_list_forms.h"
-#include "utf_text.h"
+#include "util/utf_text.h"
 #include "xml_date.h"
 
 namespace platform
@@ -95,7 +95,7 @@ private:
         result.reserve(text.size());
         for (std::size_t position = 0; position < text.size();) {
             const std::size_t start = position;
-            const auto character = nextCodePoint(text, position);
+            const auto character = roamer::nextCodePoint(text, position);
             if (!character || !isXmlCharacter(*character)) {
                 mProblem = "a string holds a character that the text form cannot hold";
                 return {};

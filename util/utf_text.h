@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace platform
+namespace roamer
 {
 
 /// The code point that starts at `position`, which moves behind it; nothing where the bytes are not UTF-8 (too long a
@@ -22,4 +22,4 @@ std::optional<std::string> utf8FromUtf16(std::u16string_view text);
 /// Nothing when the text is not UTF-8.
 std::optional<std::u16string> utf16FromUtf8(std::string_view text);
 
-} // namespace platform
+} // namespace roamer

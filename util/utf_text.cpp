@@ -1,6 +1,6 @@
 #include "utf_text.h"
 
-namespace platform
+namespace roamer
 {
 
 namespace
@@ -109,4 +109,4 @@ std::optional<std::u16string> utf16FromUtf8(std::string_view text)
     return result;
 }
 
-} // namespace platform
+} // namespace roamer
