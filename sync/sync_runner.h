@@ -82,19 +82,22 @@ private:
     void showCancelled(Pass& pass);
     void readResult(Pass& pass);
     bool isCurrent(const Pass& pass) const;
-    std::string cancelTitle(const Pass& pass);
+    std::optional<std::string> cancelTitle(const Pass& pass);
     std::optional<std::string> cancelMessage(const Pass& pass);
+    std::string partMessage(const char* key, const Pass& pass);
     void updateWindow(double value, const std::string* title, const std::string* message,
                       std::optional<bool> relaxKeepInFront);
 
     // What arrives meanwhile.
     void statusCallBack(const Dictionary& status);
+    void showStatus(const Dictionary& status);
     void checkBraidTimer();
     void waitForSyncCallBack(const Dictionary& status);
 
     // The waits.
     bool idleWaitIsOver(const Set& set, BorrowedCallback& callback, SyncCallbackData::Time start, double maxWait);
-    std::optional<bool> conflictWaitAnswer(bool conflictsOnly, const Set& set, BorrowedCallback& callback);
+    bool conflictsKeepWaiting(bool conflictsOnly, const Set& set, const BorrowedCallback& callback);
+    void logConflictState(bool conflictsOnly) const;
     bool stepWindow();
     double secondsSince(SyncCallbackData::Time time) const;
 

@@ -1,0 +1,175 @@
+// The waits that flows put around a pass.
+
+#include <utility>
+
+#include "sync_runner.h"
+#include "util/debug_log.h"
+
+namespace roamer
+{
+
+namespace
+{
+
+constexpr double kIdleSliceSeconds = 0.1;
+constexpr double kConflictSliceSeconds = 1.0;
+constexpr double kStaleStatusSeconds = 10.0;
+
+} // namespace
+
+/// Takes the set's status callback when a wait asks for it and puts the former one back when the wait is over.
+class SyncRunner::BorrowedCallback
+{
+public:
+    BorrowedCallback(SyncRunner& runner, const Set& set, const char* restoreLog)
+        : mRunner(runner), mSet(set), mRestoreLog(restoreLog)
+    {
+    }
+    ~BorrowedCallback()
+    {
+        if (!mInstalled) return;
+        DebugLog(2, "%s", mRestoreLog);
+        mSet->setStatusCallback(std::move(mBefore));
+    }
+    BorrowedCallback(const BorrowedCallback&) = delete;
+    BorrowedCallback& operator=(const BorrowedCallback&) = delete;
+
+    bool isInstalled() const { return mInstalled; }
+    void install()
+    {
+        mBefore = mSet->statusCallback();
+        mSet->setStatusCallback([&runner = mRunner](const Dictionary& status) { runner.waitForSyncCallBack(status); });
+        mInstalled = true;
+    }
+
+private:
+    SyncRunner& mRunner;
+    Set mSet;
+    const char* mRestoreLog;
+    platform::StatusCallback mBefore;
+    bool mInstalled = false;
+};
+
+bool SyncRunner::stepWindow()
+{
+    return !mState.mProgress || mState.mProgress->runModal();
+}
+
+double SyncRunner::secondsSince(SyncCallbackData::Time time) const
+{
+    return platform::Seconds(mRunLoop.now() - time).count();
+}
+
+void SyncRunner::waitTillSyncIdle(Set set, double minWait, double maxWait)
+{
+    DebugLog(2, "Pavo.waitTillSyncIdle: minWait = %f, maxWait = %f", minWait, maxWait);
+    const auto start = mRunLoop.now();
+    const auto serial = mSyncData.serial;
+    mSyncData.lastCallBack.reset();
+    {
+        BorrowedCallback callback(*this, set,
+                                  "Pavo.waitTillSyncIdle: phdSyncSet.statusCallbackDelegate = "
+                                  "saveStatusCallbackDelegate; phdSyncSet.statusCallbackSelector = "
+                                  "saveStatusCallbackSelector;");
+        while (serial == mSyncData.serial) {
+            if (secondsSince(start) > minWait && idleWaitIsOver(set, callback, start, maxWait)) break;
+            if (!stepWindow()) break;
+            mRunLoop.runFor(platform::seconds(kIdleSliceSeconds));
+        }
+    }
+    mSyncData.lastCallBack.reset();
+    DebugLog(2, "Pavo.waitTillSyncIdle: exiting");
+}
+
+bool SyncRunner::idleWaitIsOver(const Set& set, BorrowedCallback& callback, SyncCallbackData::Time start,
+                                double maxWait)
+{
+    if (!set) {
+        DebugLog(2, "Pavo.waitTillSyncIdle: timing out after waiting %f seconds (no sync set)", secondsSince(start));
+        return true;
+    }
+    if (!mManager.syncAgentIsRunning()) {
+        DebugLog(1, "Pavo.waitTillSyncIdle: the sync engine's agent is not running");
+        return true;
+    }
+    // Another flow's wait inside a slice of this one forgets the time of the last status when it ends.
+    if (!callback.isInstalled() || !mSyncData.lastCallBack) waitForSyncCallBack(set->info());
+    if (mSyncData.syncIsIdle) return true;
+    if (!callback.isInstalled()) {
+        DebugLog(2, "Pavo.waitTillSyncIdle: phdSyncSet.statusCallback = waitForSyncCallBack;");
+        callback.install();
+    }
+    const double silence = mSyncData.lastCallBack ? secondsSince(*mSyncData.lastCallBack) : 0.0;
+    // A status that has just arrived is older than no time at all, however coarse the clock.
+    if (silence <= maxWait && maxWait > 0.0) return false;
+    DebugLog(1, "Pavo.waitTillSyncIdle: timing out because no callbacks for %f seconds.  Total wait %f seconds",
+             silence, secondsSince(start));
+    return true;
+}
+
+bool SyncRunner::waitTillConflictsResolved(bool conflictsOnly, Set set, double maxWait)
+{
+    DebugLog(2, "Pavo.waitTillConflictsResolved:%d maxWait = %f", conflictsOnly, maxWait);
+    auto start = mRunLoop.now();
+    const auto serial = mSyncData.serial;
+    mSyncData.lastCallBack.reset();
+    std::uint32_t conflictsBefore = 0;
+    std::uint32_t errorsBefore = 0;
+    bool result = true;
+    {
+        BorrowedCallback callback(*this, set,
+                                  "Pavo.waitTillConflictsResolved: phdSyncSet.statusCallbackDelegate = "
+                                  "saveStatusCallbackDelegate; phdSyncSet.statusCallbackSelector = "
+                                  "saveStatusCallbackSelector;");
+        while (serial == mSyncData.serial && conflictsKeepWaiting(conflictsOnly, set, callback)) {
+            if (!callback.isInstalled()) {
+                DebugLog(2, "Pavo.waitTillConflictsResolved: phdSyncSet.statusCallback = waitForSyncCallBack;");
+                callback.install();
+            }
+            const bool moved =
+                mSyncData.unresolvedConflicts != conflictsBefore || mSyncData.unresolvedErrors != errorsBefore;
+            if (maxWait > 0.0 && moved) start = mRunLoop.now();
+            if (maxWait > 0.0 && !moved && secondsSince(start) > maxWait) {
+                DebugLog(1,
+                         "Pavo.waitTillConflictsResolved:%d  timing out after waiting %f seconds, braidUIRunning = %d, "
+                         "unresolvedConflicts = %u, unresolvedErrors = %u ",
+                         conflictsOnly, secondsSince(start), mSyncData.braidUIRunning, conflictsBefore, errorsBefore);
+                result = false;
+                break;
+            }
+            conflictsBefore = mSyncData.unresolvedConflicts;
+            errorsBefore = mSyncData.unresolvedErrors;
+            if (!stepWindow()) break;
+            logConflictState(conflictsOnly);
+            mRunLoop.runFor(platform::seconds(kConflictSliceSeconds));
+        }
+    }
+    mSyncData.lastCallBack.reset();
+    DebugLog(2, "Pavo.waitTillConflictsResolved: exiting with result = %d", result);
+    return result;
+}
+
+bool SyncRunner::conflictsKeepWaiting(bool conflictsOnly, const Set& set, const BorrowedCallback& callback)
+{
+    if (!set) {
+        DebugLog(1, "Pavo.waitTillConflictsResolved: phdSyncSet = nil");
+        return false;
+    }
+    if (!callback.isInstalled() || !mSyncData.lastCallBack ||
+        secondsSince(*mSyncData.lastCallBack) > kStaleStatusSeconds) {
+        waitForSyncCallBack(set->info());
+    }
+    const bool settled = mSyncData.unresolvedConflicts == 0 && (conflictsOnly || mSyncData.unresolvedErrors == 0);
+    if (mManager.syncAgentIsRunning() && mSyncData.braidUIRunning && !settled) return true;
+    logConflictState(conflictsOnly);
+    return false;
+}
+
+void SyncRunner::logConflictState(bool conflictsOnly) const
+{
+    DebugLog(2,
+             "Pavo.waitTillConflictsResolved:%d braidUIRunning = %d, unresolvedConflicts = %u, unresolvedErrors = %u ",
+             conflictsOnly, mSyncData.braidUIRunning, mSyncData.unresolvedConflicts, mSyncData.unresolvedErrors);
+}
+
+} // namespace roamer
