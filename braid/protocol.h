@@ -43,8 +43,10 @@ inline constexpr const char* kDefaultSyncOptions = "defaultSyncOptions"; ///< Ar
 inline constexpr const char* kAutomaticSyncInterval = "automaticSyncInterval"; ///< Seconds.
 inline constexpr const char* kAutoSyncOnFileSystemModification = "autoSyncOnFileSystemModification";
 inline constexpr const char* kNextSyncTime = "nextSyncTime";
-inline constexpr const char* kLocalInclusionSets = "localPeer.inclusionSets"; ///< Array of arrays of paths, one per job.
-inline constexpr const char* kLocalExclusionSets = "localPeer.exclusionSets"; ///< Array of arrays of rules, one per job.
+inline constexpr const char* kLocalInclusionSets =
+    "localPeer.inclusionSets"; ///< Array of arrays of paths, one per job.
+inline constexpr const char* kLocalExclusionSets =
+    "localPeer.exclusionSets"; ///< Array of arrays of rules, one per job.
 inline constexpr const char* kRemoteInclusionSets = "remotePeer.inclusionSets";
 inline constexpr const char* kRemoteExclusionSets = "remotePeer.exclusionSets";
 

@@ -1,0 +1,124 @@
+#include "background_schedule.h"
+
+#include <algorithm>
+
+namespace braid::agent
+{
+
+namespace
+{
+
+using platform::RunLoop;
+using platform::seconds;
+
+// The calendar may be set, and the loop's clock stands still while the machine sleeps: look at the calendar this often.
+constexpr double kLongestTickSeconds = 30;
+// Against a set that asks for passes without a pause.
+constexpr double kShortestIntervalSeconds = 1;
+
+BackgroundSchedule::Date::duration calendarSpan(double span)
+{
+    return std::chrono::duration_cast<BackgroundSchedule::Date::duration>(platform::Seconds(span));
+}
+
+} // namespace
+
+BackgroundSchedule::BackgroundSchedule(RunLoop& runLoop, std::function<void()> due)
+    : mRunLoop(runLoop), mDue(std::move(due)), mStarted(runLoop.now())
+{
+}
+
+void BackgroundSchedule::configure(const Settings& settings)
+{
+    const bool sameTime = mSettings.isOn && settings.isOn && mSettings.nextTime == settings.nextTime;
+    mSettings = settings;
+    mSettings.intervalSeconds = std::max(settings.intervalSeconds, kShortestIntervalSeconds);
+    if (!settings.isOn) {
+        mNextTime.reset();
+    } else if (!sameTime || !mNextTime) {
+        mNextTime = settings.nextTime.value_or(mRunLoop.date() + calendarSpan(mSettings.intervalSeconds));
+    }
+    if (!settings.isOn || !settings.onModification) {
+        mFirstChange.reset();
+        mLastChange.reset();
+        mQuietTimer.invalidate();
+    }
+    plan();
+}
+
+void BackgroundSchedule::plan()
+{
+    mClockTimer.invalidate();
+    if (!mNextTime) return;
+    const double wait = std::chrono::duration<double>(*mNextTime - mRunLoop.date()).count();
+    const double grace = kGraceSeconds - platform::Seconds(mRunLoop.now() - mStarted).count();
+    const double tick = std::clamp(wait, std::max(grace, 0.0), std::max(grace, kLongestTickSeconds));
+    mClockTimer = mRunLoop.after(seconds(tick), [this] { clockTick(); });
+}
+
+void BackgroundSchedule::clockTick()
+{
+    if (!mNextTime) return;
+    if (mRunLoop.date() < *mNextTime) return plan();
+    moveOn();
+    plan();
+    if (mPassRuns) return;
+    mLastPassFailed = false;
+    mDue();
+}
+
+void BackgroundSchedule::moveOn()
+{
+    const double late = std::chrono::duration<double>(mRunLoop.date() - *mNextTime).count();
+    // A missed time, however long ago, is made up for once: the next one is in the future and keeps the rhythm.
+    const double rounds = static_cast<double>(static_cast<std::int64_t>(late / mSettings.intervalSeconds)) + 1;
+    *mNextTime += calendarSpan(rounds * mSettings.intervalSeconds);
+}
+
+void BackgroundSchedule::passStarted()
+{
+    mPassRuns = true;
+    mFirstChange.reset();
+    mLastChange.reset();
+    mQuietTimer.invalidate();
+}
+
+void BackgroundSchedule::passEnded(bool succeeded)
+{
+    mPassRuns = false;
+    mLastPassFailed = !succeeded;
+    mLastPassEnd = mRunLoop.now();
+    // What changed during the pass may have been missed by it, and may have been its own doing: one more pass settles
+    // it, and changes nothing if there is nothing to do.
+    if (mLastChange) quietCheck();
+}
+
+void BackgroundSchedule::homeChanged()
+{
+    if (!mSettings.isOn || !mSettings.onModification) return;
+    mLastChange = mRunLoop.now();
+    if (!mFirstChange) mFirstChange = mLastChange;
+    if (!mQuietTimer) quietCheck();
+}
+
+RunLoop::Duration BackgroundSchedule::untilQuiet() const
+{
+    auto time = std::min(*mLastChange + seconds(kQuietSeconds), *mFirstChange + seconds(kLongestHoldSeconds));
+    if (mLastPassEnd) time = std::max(time, *mLastPassEnd + seconds(kShortestGapSeconds));
+    return time - mRunLoop.now();
+}
+
+void BackgroundSchedule::quietCheck()
+{
+    mQuietTimer.invalidate();
+    // After a failure the share is most likely away: then only the clock tries again.
+    if (!mLastChange || mPassRuns || mLastPassFailed) return;
+    const auto wait = untilQuiet();
+    if (wait > RunLoop::Duration::zero()) {
+        mQuietTimer = mRunLoop.after(wait, [this] { quietCheck(); });
+        return;
+    }
+    mDue();
+}
+
+} // namespace braid::agent

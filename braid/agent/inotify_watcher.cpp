@@ -1,0 +1,234 @@
+#include "inotify_watcher.h"
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include "pass_plan.h"
+#include "util/debug_log.h"
+#include "util/path_text.h"
+
+namespace braid::agent
+{
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+constexpr auto kShortestTellGap = 250ms;
+// A file counts once it is complete: a modification per write would be a flood for a growing one.
+constexpr std::uint32_t kEvents = IN_CLOSE_WRITE | IN_ATTRIB | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
+
+/// What the engine and its locks write into a home themselves.
+bool isEnginesOwn(std::string_view name)
+{
+    return name == ".Braid" || name == ".vexlc" || name.starts_with(".fstemp");
+}
+
+struct FolderCloser {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
+using Folder = std::unique_ptr<DIR, FolderCloser>;
+
+class Watch
+{
+public:
+    Watch(std::string home, std::vector<Job> jobs, std::stop_token stop)
+        : mHome(std::move(home)), mCoverage(std::move(jobs)), mStop(std::move(stop)),
+          mInotify(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK))
+    {
+        if (mInotify < 0) giveUp("inotify_init1");
+    }
+    ~Watch()
+    {
+        if (mInotify >= 0) ::close(mInotify);
+    }
+    Watch(const Watch&) = delete;
+    Watch& operator=(const Watch&) = delete;
+
+    int descriptor() const { return mInotify; }
+
+    /// Watches the folder and what lies below it. `top` is home-relative, "" for the home.
+    void addTree(const std::string& top)
+    {
+        std::vector<std::string> waiting{top};
+        while (!waiting.empty() && !mStop.stop_requested() && !mIsFull) {
+            const std::string folder = std::move(waiting.back());
+            waiting.pop_back();
+            if (addFolder(folder)) listFolders(folder, waiting);
+        }
+    }
+
+    /// Takes what has happened; whether any of it is worth a pass.
+    bool takeEvents()
+    {
+        alignas(inotify_event) std::array<char, 65536> buffer;
+        bool changed = false;
+        while (!mStop.stop_requested()) {
+            const ssize_t count = ::read(mInotify, buffer.data(), buffer.size());
+            if (count <= 0) return changed;
+            for (const char* at = buffer.data(); at < buffer.data() + count;) {
+                const auto* event = reinterpret_cast<const inotify_event*>(at);
+                changed = takeEvent(*event) || changed;
+                at += sizeof(inotify_event) + event->len;
+            }
+        }
+        return changed;
+    }
+
+private:
+    std::string absolute(const std::string& folder) const { return roamer::pathByAppending(mHome, folder); }
+
+    bool addFolder(const std::string& folder)
+    {
+        if (mFolders.size() >= InotifyWatcher::kMaxWatches) {
+            errno = ENOSPC;
+            giveUp("limit");
+            return false;
+        }
+        const int watch =
+            ::inotify_add_watch(mInotify, absolute(folder).c_str(), kEvents | IN_ONLYDIR | IN_DONT_FOLLOW);
+        if (watch < 0) {
+            if (errno == ENOSPC || errno == ENOMEM) giveUp("inotify_add_watch");
+            return false;
+        }
+        mFolders[watch] = folder;
+        return true;
+    }
+
+    void listFolders(const std::string& folder, std::vector<std::string>& result) const
+    {
+        const int descriptor = ::open(absolute(folder).c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (descriptor < 0) return;
+        const Folder listing(::fdopendir(descriptor));
+        if (!listing) {
+            ::close(descriptor);
+            return;
+        }
+        while (const dirent* entry = ::readdir(listing.get())) {
+            const std::string_view name = entry->d_name;
+            // An unknown type is tried: the watch refuses what is not a folder.
+            if (entry->d_type != DT_DIR && entry->d_type != DT_UNKNOWN) continue;
+            if (name == "." || name == ".." || isEnginesOwn(name)) continue;
+            auto path = folder.empty() ? std::string(name) : folder + "/" + std::string(name);
+            if (mCoverage.leadsToCovered(path)) result.push_back(std::move(path));
+        }
+    }
+
+    bool takeEvent(const inotify_event& event)
+    {
+        if ((event.mask & IN_Q_OVERFLOW) != 0) return true;
+        const auto folder = mFolders.find(event.wd);
+        if (folder == mFolders.end()) return false;
+        if ((event.mask & IN_IGNORED) != 0) {
+            mFolders.erase(folder);
+            return false;
+        }
+        const std::string_view name = event.len > 0 ? event.name : "";
+        if (name.empty() || isEnginesOwn(name)) return false;
+        const auto path = folder->second.empty() ? std::string(name) : folder->second + "/" + std::string(name);
+        if ((event.mask & IN_ISDIR) != 0) {
+            if (!mCoverage.leadsToCovered(path)) return false;
+            if ((event.mask & IN_MOVED_FROM) != 0) dropTree(path);
+            if ((event.mask & (IN_CREATE | IN_MOVED_TO)) != 0) addTree(path);
+        }
+        return mCoverage.covers(path);
+    }
+
+    // A folder that moved away keeps its watches, under a path that is no longer its own.
+    void dropTree(const std::string& top)
+    {
+        for (const auto& [watch, folder] : mFolders) {
+            if (folder == top || folder.starts_with(top + "/")) ::inotify_rm_watch(mInotify, watch);
+        }
+        std::erase_if(mFolders,
+                      [&](const auto& item) { return item.second == top || item.second.starts_with(top + "/"); });
+    }
+
+    void giveUp(const char* call)
+    {
+        mIsFull = true;
+        const std::string reason = std::generic_category().message(errno);
+        roamer::DebugLog(0, "watch: incomplete call=%s reason=\"%s\" folders=%zu", call, reason.c_str(),
+                         mFolders.size());
+    }
+
+    std::string mHome;
+    Coverage mCoverage;
+    std::stop_token mStop;
+    int mInotify;
+    bool mIsFull = false;
+    std::map<int, std::string> mFolders;
+};
+
+/// Waits for events and tells of them until asked to stop.
+void watchLoop(Watch& watch, int wake, const std::stop_token& stop, const std::function<void()>& tell)
+{
+    bool pending = false;
+    auto nextTell = Clock::now();
+    while (!stop.stop_requested()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextTell - Clock::now());
+        const int wait = pending ? static_cast<int>(std::max(left, 0ms).count()) : -1;
+        std::array<pollfd, 2> sources{{{watch.descriptor(), POLLIN, 0}, {wake, POLLIN, 0}}};
+        if (::poll(sources.data(), sources.size(), wait) < 0 && errno != EINTR) return;
+        pending = watch.takeEvents() || pending;
+        if (!pending || Clock::now() < nextTell) continue;
+        tell();
+        pending = false;
+        nextTell = Clock::now() + kShortestTellGap;
+    }
+}
+
+} // namespace
+
+InotifyWatcher::InotifyWatcher(std::filesystem::path home, PostToMain post)
+    : mHome(std::move(home)), mPost(std::move(post)), mWake(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+}
+
+InotifyWatcher::~InotifyWatcher()
+{
+    stop();
+    if (mWake >= 0) ::close(mWake);
+}
+
+void InotifyWatcher::watch(std::vector<Job> jobs, std::function<void()> changed)
+{
+    stop();
+    if (mWake < 0) return;
+    mThread = std::jthread([this, jobs = std::move(jobs), changed = std::move(changed)](const std::stop_token& stop) {
+        Watch watch(mHome.string(), jobs, stop);
+        if (watch.descriptor() < 0) return;
+        watch.addTree("");
+        watchLoop(watch, mWake, stop, [this, &changed] { mPost(changed); });
+    });
+}
+
+void InotifyWatcher::stop()
+{
+    if (!mThread.joinable()) return;
+    mThread.request_stop();
+    ::eventfd_write(mWake, 1);
+    mThread.join();
+    eventfd_t drained = 0;
+    ::eventfd_read(mWake, &drained);
+}
+
+} // namespace braid::agent

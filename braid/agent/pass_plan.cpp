@@ -1,0 +1,229 @@
+#include "pass_plan.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <optional>
+
+#include "braid/protocol.h"
+#include "platform/sync_engine.h"
+#include "util/path_text.h"
+
+namespace braid::agent
+{
+
+namespace
+{
+
+using roamer::ComparisonForm;
+using roamer::Dictionary;
+using roamer::PropertyList;
+
+constexpr std::array kComparisons = std::to_array<Comparison>({
+    Comparison::PathEquals,
+    Comparison::PathBeginsWith,
+    Comparison::NameBeginsWith,
+    Comparison::NameEndsWith,
+    Comparison::NameContains,
+    Comparison::PathContains,
+    Comparison::NameMatches,
+    Comparison::PathMatches,
+    Comparison::NameLike,
+    Comparison::PathLike,
+});
+static_assert(kComparisons.size() == roamer::kComparisonFormats.size());
+static_assert(kComparisons.at(static_cast<std::size_t>(ComparisonForm::NameMatches)) == Comparison::NameMatches);
+static_assert(kComparisons.at(static_cast<std::size_t>(ComparisonForm::PathLike)) == Comparison::PathLike);
+
+struct PeerOption {
+    const char* key;
+    std::optional<Peer> JobOptions::*field;
+};
+constexpr std::array kPeerOptions = std::to_array<PeerOption>({
+    {platform::kSyncOptionResolveConflictInFavorOfPeerKey, &JobOptions::resolveConflictsInFavorOf},
+    {platform::kSyncOptionPeerSyncPassReadOnlyKey, &JobOptions::readOnlyPeer},
+    {platform::kSyncOptionPeerAbortSyncPassOnWriteToReadOnlyKey, &JobOptions::abortOnWriteToReadOnlyPeer},
+});
+
+struct FlagOption {
+    const char* key;
+    bool JobOptions::*field;
+};
+constexpr std::array kFlagOptions = std::to_array<FlagOption>({
+    {platform::kSyncOptionSuppressErrorDialogsKey, &JobOptions::suppressErrorDialogs},
+    {platform::kSyncOptionAbortSyncPassOnConflictKey, &JobOptions::abortOnConflict},
+    {platform::kSyncOptionSuppressConflictDialogsKey, &JobOptions::suppressConflictDialogs},
+});
+
+std::optional<Peer> peerFrom(const PropertyList& reference)
+{
+    const auto* text = reference.as<std::string>();
+    if (text == nullptr) return std::nullopt;
+    if (*text == protocol::kLocalPeerRef) return Peer::Local;
+    if (*text == protocol::kRemotePeerRef) return Peer::Network;
+    return std::nullopt;
+}
+
+/// False for an option that is unknown or has an impossible value.
+bool applyOption(JobOptions& options, const std::string& key, const PropertyList& value)
+{
+    if (key == platform::kSyncOptionExclusionInclusionSetIndexKey) return true;
+    for (const auto& option : kPeerOptions) {
+        if (key != option.key) continue;
+        options.*option.field = peerFrom(value);
+        return (options.*option.field).has_value();
+    }
+    for (const auto& option : kFlagOptions) {
+        if (key != option.key) continue;
+        const auto flag = value.boolReading();
+        options.*option.field = flag.value_or(false);
+        return flag.has_value();
+    }
+    return false;
+}
+
+Refusal refusal(std::string reason)
+{
+    return Refusal{kPassRefused, std::move(reason)};
+}
+
+/// Finds each job's options by the index that they carry.
+std::optional<Refusal> applyOptions(std::vector<Job>& jobs, const std::vector<Dictionary>& dictionaries)
+{
+    std::set<std::int64_t> seen;
+    for (const auto& dictionary : dictionaries) {
+        const auto entry = dictionary.find(platform::kSyncOptionExclusionInclusionSetIndexKey);
+        const auto index = entry == dictionary.end() ? std::nullopt : entry->second.integerReading();
+        if (!index || *index < 0 || *index >= static_cast<std::int64_t>(jobs.size()) || !seen.insert(*index).second) {
+            return refusal("the sync options do not say which job they belong to");
+        }
+        for (const auto& [key, value] : dictionary) {
+            if (!applyOption(jobs[static_cast<std::size_t>(*index)].options, key, value)) {
+                return refusal("the sync option " + key + " cannot be " + value.description());
+            }
+        }
+    }
+    if (seen.size() != jobs.size()) return refusal("a job of the sync set has no options");
+    return std::nullopt;
+}
+
+std::optional<Refusal> addRules(Job& job, const roamer::MatchRules& rules)
+{
+    for (const auto& rule : rules) {
+        auto made = MatchRule::make(kComparisons.at(static_cast<std::size_t>(rule.form)), rule.value);
+        if (const auto* reason = std::get_if<std::string>(&made)) {
+            return refusal("the exclusion rule " + std::string(roamer::comparisonFormat(rule.form)) + " \"" +
+                           rule.value + "\" cannot be used: " + *reason);
+        }
+        job.exclusions.push_back(std::get<MatchRule>(std::move(made)));
+    }
+    return std::nullopt;
+}
+
+int hexDigit(char c)
+{
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+/// A "%" without two digits behind it stands for itself; "%00" cannot be in a path.
+std::optional<std::string> percentDecoded(std::string_view text)
+{
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool coded =
+            text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 && hexDigit(text[i + 2]) >= 0;
+        if (!coded) {
+            result += text[i];
+            continue;
+        }
+        const auto byte = static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
+        if (byte == '\0') return std::nullopt;
+        result += byte;
+        i += 2;
+    }
+    return result;
+}
+
+/// The path of a URL of the form file:///path or file://localhost/path.
+std::optional<std::string> pathOfFileURL(std::string_view url)
+{
+    constexpr std::string_view kScheme = "file://";
+    if (!url.starts_with(kScheme)) return std::nullopt;
+    url.remove_prefix(kScheme.size());
+    const auto slash = url.find('/');
+    if (slash == std::string_view::npos) return std::nullopt;
+    const auto host = url.substr(0, slash);
+    if (!host.empty() && host != "localhost") return std::nullopt;
+    return percentDecoded(url.substr(slash));
+}
+
+/// `path` lies at or below `folder`.
+bool isWithin(std::string_view path, std::string_view folder)
+{
+    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+bool isExcluded(const Job& job, std::string_view path)
+{
+    return std::any_of(job.exclusions.begin(), job.exclusions.end(),
+                       [path](const MatchRule& rule) { return rule.matches(path); });
+}
+
+bool isIncluded(const Job& job, std::string_view path)
+{
+    return job.inclusions.empty() || std::any_of(job.inclusions.begin(), job.inclusions.end(),
+                                                 [path](const auto& folder) { return isWithin(path, folder); });
+}
+
+} // namespace
+
+std::variant<std::vector<Job>, Refusal> jobsOf(const SyncSet& set)
+{
+    if (set.local != set.remote) return refusal("the two homes of the sync set were given different lists");
+    if (set.local.inclusions.size() != set.local.exclusions.size()) {
+        return refusal("the sync set has inclusion lists and exclusion lists for a different number of jobs");
+    }
+    std::vector<Job> jobs;
+    for (std::size_t i = 0; i < set.local.inclusions.size(); ++i) {
+        auto& job = jobs.emplace_back();
+        job.inclusions = set.local.inclusions[i];
+        if (auto refused = addRules(job, set.local.exclusions[i])) return *std::move(refused);
+    }
+    if (auto refused = applyOptions(jobs, set.defaultSyncOptions)) return *std::move(refused);
+    return jobs;
+}
+
+std::variant<std::string, Refusal> networkHomeOf(const SyncSet& set)
+{
+    if (set.remoteHomePath) return *set.remoteHomePath;
+    if (!set.remoteHomeXMLSpec) return Refusal{EDESTADDRREQ, "the sync set does not say where the network home is"};
+    const auto share = pathOfFileURL(*set.remoteHomeXMLSpec);
+    if (!share) {
+        // The URL may carry a password: only its scheme is shown.
+        const auto scheme = set.remoteHomeXMLSpec->substr(0, set.remoteHomeXMLSpec->find(':'));
+        return Refusal{EPROTONOSUPPORT, "the network home is not mounted, and a share of the kind \"" + scheme +
+                                            "\" cannot be mounted from here"};
+    }
+    return set.mountSuffixPath ? roamer::pathByAppending(*share, *set.mountSuffixPath) : *share;
+}
+
+bool Coverage::covers(std::string_view path) const
+{
+    return std::any_of(mJobs.begin(), mJobs.end(),
+                       [path](const Job& job) { return isIncluded(job, path) && !isExcluded(job, path); });
+}
+
+bool Coverage::leadsToCovered(std::string_view folder) const
+{
+    return std::any_of(mJobs.begin(), mJobs.end(), [folder](const Job& job) {
+        if (folder.empty()) return true;
+        if (isExcluded(job, folder)) return false;
+        return isIncluded(job, folder) || std::any_of(job.inclusions.begin(), job.inclusions.end(),
+                                                      [folder](auto& path) { return isWithin(path, folder); });
+    });
+}
+
+} // namespace braid::agent

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <thread>
+
+#include "pass_engine.h"
+
+namespace braid::agent
+{
+
+/// Has a task run by the main run loop soon; safe from any thread.
+using PostToMain = std::function<void(std::function<void()>)>;
+
+/// Passes on a thread of their own.
+class ThreadedPassEngine final : public PassEngine
+{
+public:
+    ThreadedPassEngine(std::filesystem::path localHome, PostToMain post);
+    /// Waits for a running pass, which is asked to end.
+    ~ThreadedPassEngine() override;
+
+    void start(PassRequest request, OnProgress onProgress, OnEnd onEnd) override;
+    void stop() override;
+    OpenMatters openMatters() override;
+
+private:
+    std::filesystem::path mLocalHome;
+    PostToMain mPost;
+    std::jthread mThread;
+};
+
+} // namespace braid::agent

@@ -1,0 +1,142 @@
+#include "engine_link.h"
+
+#include <system_error>
+
+#include <unistd.h>
+
+#include "braid/protocol.h"
+#include "platform/failure.h"
+#include "platform/linux/bus_values.h"
+#include "platform/system_root.h"
+#include "util/debug_log.h"
+#include "util/report.h"
+
+namespace platform
+{
+
+namespace
+{
+
+namespace protocol = braid::protocol;
+
+constexpr int kCallMilliseconds = 10'000;
+constexpr double kNameWaitSeconds = 10;
+constexpr double kSliceSeconds = 0.1;
+
+constexpr const char* kEngineUnreachable = "EngineUnreachable";
+
+QString latin(const char* text)
+{
+    return QString::fromLatin1(text);
+}
+
+Failure failureFrom(const QDBusMessage& reply)
+{
+    const QString prefix = latin(protocol::kErrorPrefix);
+    const QString name = reply.errorName();
+    const std::string reason = reply.errorMessage().toStdString();
+    if (name.startsWith(prefix)) return {name.mid(prefix.size()).toStdString(), reason};
+    return {kEngineUnreachable, reason.empty() ? "the sync engine does not answer" : reason};
+}
+
+} // namespace
+
+EngineLink::EngineLink(RunLoop& runLoop, EngineStarter starter) : mRunLoop(runLoop), mStarter(std::move(starter)) {}
+
+BusConnection& EngineLink::bus()
+{
+    if (mBus && mBus->isConnected()) return *mBus;
+    mBus = std::make_unique<BusConnection>(Bus::Session);
+    mBus->connection().connect(latin(protocol::kBusName), latin(protocol::kObjectPath), latin(protocol::kInterface),
+                               latin(protocol::kStatusChanged), this,
+                               SLOT(takeStatus(qulonglong, QVariantMap, QDBusMessage)));
+    return *mBus;
+}
+
+bool EngineLink::isRunning()
+{
+    return bus().hasOwner(latin(protocol::kBusName));
+}
+
+bool EngineLink::startProcess()
+{
+    if (mStarter) return mStarter();
+    const std::string program = systemPath(protocol::kProgram);
+    mProcess.emplace(DetachedProcess::start(program, {protocol::kUidArgument, std::to_string(::getuid())}));
+    if (mProcess->error() == 0) return true;
+    roamer::report("Pavo.syncEngine: starting \"" + program +
+                   "\" failed: " + std::generic_category().message(mProcess->error()));
+    return false;
+}
+
+bool EngineLink::ensureRunning()
+{
+    if (isRunning()) return true;
+    // The slices below deliver commands, which may read the set again while the engine is on its way.
+    const bool isFirst = !mIsStarting;
+    if (isFirst) {
+        mIsStarting = true;
+        if (!startProcess()) {
+            mIsStarting = false;
+            return false;
+        }
+    }
+    const auto deadline = mRunLoop.now() + seconds(kNameWaitSeconds);
+    bool running = false;
+    while (!(running = isRunning()) && mRunLoop.now() < deadline) {
+        // An engine that ended early may have lost a race against another one, whose name is there by then.
+        if (mProcess && mProcess->hasEnded()) {
+            running = isRunning();
+            break;
+        }
+        mRunLoop.runFor(seconds(kSliceSeconds));
+    }
+    if (isFirst) {
+        mIsStarting = false;
+        mProcess.reset();
+        if (!running) roamer::DebugLog(0, "Pavo.syncEngine: the sync engine was started but did not appear");
+    }
+    return running;
+}
+
+QDBusMessage EngineLink::send(const char* method, const QVariantList& arguments)
+{
+    auto message = QDBusMessage::createMethodCall(latin(protocol::kBusName), latin(protocol::kObjectPath),
+                                                  latin(protocol::kInterface), latin(method));
+    message.setAutoStartService(false);
+    message.setArguments(arguments);
+    const QDBusMessage reply = bus().connection().call(message, QDBus::Block, kCallMilliseconds);
+    if (reply.type() != QDBusMessage::ReplyMessage) throw failureFrom(reply);
+    return reply;
+}
+
+QVariantList EngineLink::call(const char* method, const QVariantList& arguments)
+{
+    return send(method, arguments).arguments();
+}
+
+std::optional<QVariantList> EngineLink::ask(const char* method)
+{
+    try {
+        return call(method);
+    } catch (const Failure&) {
+        return std::nullopt;
+    }
+}
+
+void EngineLink::startSync()
+{
+    const QDBusMessage reply = send(protocol::kStartSync, {});
+    mPassOwner = reply.service();
+    mPassSerial = reply.arguments().value(0).toULongLong();
+}
+
+void EngineLink::takeStatus(qulonglong serial, const QVariantMap& status, const QDBusMessage& message)
+{
+    if (message.service() == mPassOwner && serial < mPassSerial) return;
+    // A copy: the callback may put another one in its place.
+    const auto callback = mStatusCallback;
+    if (callback) callback(fromBusValues(status));
+}
+
+} // namespace platform

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QDBusMessage>
+#include <QObject>
+#include <QVariantMap>
+
+#include <memory>
+#include <optional>
+
+#include "platform/linux/bus_connection.h"
+#include "platform/linux/process_start.h"
+#include "platform/linux/sync_engine.h"
+#include "platform/sync_engine.h"
+
+namespace platform
+{
+
+/// One process's line to BraidAgent: calls that start nothing, the rule that starts it, and its status signal.
+class EngineLink : public QObject
+{
+    Q_OBJECT
+
+public:
+    EngineLink(RunLoop& runLoop, EngineStarter starter);
+
+    bool isRunning();
+
+    /// Starts the engine unless one runs, and waits for its name in slices of the run loop. False when no engine came.
+    bool ensureRunning();
+
+    /// The reply's arguments. Raises Failure when the engine is gone, does not answer in time, or refuses the call.
+    QVariantList call(const char* method, const QVariantList& arguments = {});
+
+    /// As `call`, but nothing instead of a Failure.
+    std::optional<QVariantList> ask(const char* method);
+
+    /// Asks for a pass; statuses that were sent about earlier passes and have not been delivered yet never will be: a
+    /// late "idle" would otherwise be taken for the end of the new pass.
+    void startSync();
+
+    StatusCallback mStatusCallback; ///< The set's; shared by all handles.
+
+public Q_SLOTS:
+    void takeStatus(qulonglong serial, const QVariantMap& status, const QDBusMessage& message);
+
+private:
+    QDBusMessage send(const char* method, const QVariantList& arguments);
+    bool startProcess();
+    BusConnection& bus();
+
+    RunLoop& mRunLoop;
+    EngineStarter mStarter;
+    std::unique_ptr<BusConnection> mBus;
+    std::optional<DetachedProcess> mProcess;
+    bool mIsStarting = false;
+    QString mPassOwner;         ///< The engine (its unique bus name) that the pass was asked of …
+    qulonglong mPassSerial = 0; ///< … and the pass.
+};
+
+} // namespace platform
