@@ -9,7 +9,8 @@ namespace roamer
 // On the heap for good: the process may end deep inside one of the object's messages.
 std::shared_ptr<Pavod_VEX>& gPavoServer = *new std::shared_ptr<Pavod_VEX>;
 
-bool Pavo_StartPavo(RunMode /*runMode*/, bool createConnection, const Services& services, const FlowsFactory& makeFlows)
+bool Pavo_StartPavo(RunMode /*runMode*/, bool createConnection, const ServerServices& services,
+                    const FlowsFactory& makeFlows)
 {
     DebugLog(2, "Pavo_StartPavo: Built %s at %s", __DATE__, __TIME__);
     if (gPavoServer != nullptr) {

@@ -20,7 +20,8 @@ extern std::shared_ptr<Pavod_VEX>& gPavoServer;
 
 /// Makes the server object and, with `createConnection`, publishes it. False after a failure, which was reported; then
 /// gPavoServer is as before.
-bool Pavo_StartPavo(RunMode runMode, bool createConnection, const Services& services, const FlowsFactory& makeFlows);
+bool Pavo_StartPavo(RunMode runMode, bool createConnection, const ServerServices& services,
+                    const FlowsFactory& makeFlows);
 
 /// Stops the main event loop and ends the process. Does nothing without a server object; comes back only when the
 /// application refuses to end, and then the server object is gone.

@@ -29,7 +29,7 @@ bool guarded(const char* message, const Body& body)
 
 } // namespace
 
-std::shared_ptr<Pavod_VEX> Pavod_VEX::init(const Services& services, const FlowsFactory& makeFlows)
+std::shared_ptr<Pavod_VEX> Pavod_VEX::init(const ServerServices& services, const FlowsFactory& makeFlows)
 {
     std::shared_ptr<Pavod_VEX> server(new Pavod_VEX(services));
     server->mFlows = makeFlows(server->mShared);
@@ -38,7 +38,7 @@ std::shared_ptr<Pavod_VEX> Pavod_VEX::init(const Services& services, const Flows
     return server;
 }
 
-Pavod_VEX::Pavod_VEX(const Services& services) : mServices(services)
+Pavod_VEX::Pavod_VEX(const ServerServices& services) : mServices(services)
 {
     DebugLog(2, "Pavo.init: mServerBusyState = kPavoNotBusy;");
 }

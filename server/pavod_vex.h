@@ -30,7 +30,7 @@ class Pavod_VEX final : public platform::Pavo_Server, public platform::Applicati
 public:
     /// The object with its localized texts loaded, or null when its flows cannot be built. A missing bundle is reported
     /// and leaves all texts empty. Borrows the services.
-    static std::shared_ptr<Pavod_VEX> init(const Services& services, const FlowsFactory& makeFlows);
+    static std::shared_ptr<Pavod_VEX> init(const ServerServices& services, const FlowsFactory& makeFlows);
 
     Pavod_VEX(const Pavod_VEX&) = delete;
     Pavod_VEX& operator=(const Pavod_VEX&) = delete;
@@ -60,10 +60,10 @@ public:
     void applicationWillTerminate() override;
 
 private:
-    explicit Pavod_VEX(const Services& services);
+    explicit Pavod_VEX(const ServerServices& services);
     void loadLocalizedStrings();
 
-    Services mServices;
+    ServerServices mServices;
     std::unique_ptr<platform::Bundle> mBundle;
     SharedState mShared;
     std::unique_ptr<Flows> mFlows;

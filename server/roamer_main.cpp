@@ -50,7 +50,7 @@ bool needsOwnServer(RunMode runMode, platform::ObjectMessaging& messaging)
     }
 }
 
-void serve(RunMode runMode, const Services& services, const FlowsFactory& makeFlows)
+void serve(RunMode runMode, const ServerServices& services, const FlowsFactory& makeFlows)
 {
     if (!Pavo_StartPavo(runMode, true, services, makeFlows)) return;
     DebugLog(2, "Roamer: runloop entering");
@@ -89,7 +89,7 @@ RunRequest parseArguments(int argc, const char* const* argv)
 }
 
 int roamerMain(int argc, const char* const* argv, platform::EventTrace& trace,
-               const std::function<const Services&()>& services, const FlowsFactory& makeFlows)
+               const std::function<ServerServices()>& services, const FlowsFactory& makeFlows)
 {
     trace.trace(kTraceMainEntered);
     const RunRequest request = parseArguments(argc, argv);
@@ -97,7 +97,7 @@ int roamerMain(int argc, const char* const* argv, platform::EventTrace& trace,
         report("Roamer: main ended.. no work to do");
         return 1;
     }
-    const Services& platformServices = services();
+    const ServerServices platformServices = services();
     const bool startServer =
         request.runMode == kRunModeStartup || needsOwnServer(request.runMode, platformServices.messaging);
     if (startServer) serve(request.runMode, platformServices, makeFlows);

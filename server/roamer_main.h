@@ -22,6 +22,6 @@ RunRequest parseArguments(int argc, const char* const* argv);
 /// `services` is called once, when there is work that needs them. Returns the exit status; a command that ends the
 /// process inside does not come back.
 int roamerMain(int argc, const char* const* argv, platform::EventTrace& trace,
-               const std::function<const Services&()>& services, const FlowsFactory& makeFlows);
+               const std::function<ServerServices()>& services, const FlowsFactory& makeFlows);
 
 } // namespace roamer

@@ -56,4 +56,11 @@ struct Services {
     platform::WindowSystem& windows;
 };
 
+/// The three that the server object and the run modes themselves work with.
+struct ServerServices {
+    platform::Application& application;
+    platform::Bundles& bundles;
+    platform::ObjectMessaging& messaging;
+};
+
 } // namespace roamer

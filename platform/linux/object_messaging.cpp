@@ -1,13 +1,13 @@
 #include "object_messaging.h"
 
-#include <QDBusPendingCall>
-#include <QDBusPendingCallWatcher>
-#include <QEventLoop>
+#include <QDBusConnectionInterface>
 #include <climits>
 
 #include "bus_connection.h"
+#include "bus_watch.h"
 #include "pavo_adaptor.h"
 #include "platform/failure.h"
+#include "util/debug_log.h"
 #include "vexd_proxy.h"
 
 namespace platform
@@ -47,8 +47,14 @@ public:
     {
         // The object first: whoever sees the name may call at once.
         auto& bus = mBus.connection();
-        return mObject != nullptr && bus.registerObject(QString::fromLatin1(kPavoObjectPath), mObject) &&
-               bus.registerService(QString::fromStdString(name));
+        if (mObject == nullptr || !bus.registerObject(QString::fromLatin1(kPavoObjectPath), mObject)) return false;
+        const QString service = QString::fromStdString(name);
+        if (bus.registerService(service)) return true;
+        const QDBusReply<uint> holder = bus.interface()->servicePid(service);
+        if (holder.isValid()) {
+            roamer::DebugLog(1, "ObjectMessaging: process %u holds the name \"%s\"", holder.value(), name.c_str());
+        }
+        return false;
     }
 
 private:

@@ -38,16 +38,4 @@ int PavoAdaptor::pavo_doLoginChecks(bool firstTimeSync, bool& prefSyncCompleted)
     return mRoot != nullptr ? mRoot->pavo_doLoginChecks(firstTimeSync, &prefSyncCompleted) : -1;
 }
 
-BusWatch::BusWatch(QDBusConnection& connection, std::function<void()> lost) : mLost(std::move(lost))
-{
-    connection.connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
-                       QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this,
-                       SLOT(disconnected()));
-}
-
-void BusWatch::disconnected()
-{
-    if (mLost) mLost();
-}
-
 } // namespace platform

@@ -3,7 +3,6 @@
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <functional>
 
 #include "platform/object_messaging.h"
 
@@ -40,21 +39,6 @@ private:
 
     Pavo_Server* mRoot;
     QDBusConnection mConnection;
-};
-
-/// Calls `lost` when the bus of a connection goes away.
-class BusWatch final : public QObject
-{
-    Q_OBJECT
-
-public:
-    BusWatch(QDBusConnection& connection, std::function<void()> lost);
-
-private Q_SLOTS:
-    void disconnected();
-
-private:
-    std::function<void()> mLost;
 };
 
 } // namespace platform

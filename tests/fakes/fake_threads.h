@@ -9,22 +9,21 @@
 namespace fakes
 {
 
-/// Keeps what is to run elsewhere until a test runs it, at the time that it chooses.
+/// Threads that run when the test says so, on the test's own thread.
 class FakeThreads final : public platform::Threads
 {
 public:
-    std::vector<std::function<void()>> bodies; ///< Not run yet, in the order asked.
-    bool available = true;
+    bool hasThreads = true;
+    std::vector<std::function<void()>> waiting;
 
     bool detach(std::function<void()> body) override
     {
-        if (!available) return false;
-        bodies.push_back(std::move(body));
-        return true;
+        if (hasThreads) waiting.push_back(std::move(body));
+        return hasThreads;
     }
     void runAll()
     {
-        for (auto& body : std::exchange(bodies, {}))
+        for (const auto& body : std::exchange(waiting, {}))
             body();
     }
 };

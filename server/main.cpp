@@ -1,0 +1,133 @@
+// roamer: keeps the two homes of a portable account in step.
+//
+//   roamer        serves commands until it is told to quit
+//   roamer -s     syncs now
+//   roamer -r     reads the sync preferences anew
+//
+// The only place that builds the real platform services.
+
+#include <memory>
+
+#include "agent_flows.h"
+#include "platform/linux/application.h"
+#include "platform/linux/bundle.h"
+#include "platform/linux/directory_service.h"
+#include "platform/linux/disk_service.h"
+#include "platform/linux/distributed_notifications.h"
+#include "platform/linux/effective_user.h"
+#include "platform/linux/event_trace.h"
+#include "platform/linux/file_system.h"
+#include "platform/linux/identity_service.h"
+#include "platform/linux/message_port.h"
+#include "platform/linux/mount_service.h"
+#include "platform/linux/object_messaging.h"
+#include "platform/linux/power_service.h"
+#include "platform/linux/predicates.h"
+#include "platform/linux/preference_store.h"
+#include "platform/linux/process_table.h"
+#include "platform/linux/property_list_codec.h"
+#include "platform/linux/run_loop.h"
+#include "platform/linux/share_holds.h"
+#include "platform/linux/sync_engine.h"
+#include "platform/linux/system_log.h"
+#include "platform/linux/system_settings.h"
+#include "platform/linux/threads.h"
+#include "platform/linux/user_formats.h"
+#include "platform/linux/user_notification.h"
+#include "platform/linux/window_system.h"
+#include "roamer_main.h"
+#include "util/debug_log.h"
+#include "util/debug_log_file.h"
+#include "util/report.h"
+
+namespace
+{
+
+void endWithTheBus()
+{
+    roamer::DebugLog(1, "Roamer: the message bus went away, ending");
+    roamer::Pavo_StopPavo();
+}
+
+/// Members stand in the order of what needs what; the application object comes first.
+class LinuxServices
+{
+public:
+    roamer::Services services()
+    {
+        return {
+            .application = *mApplication,
+            .bundles = *mBundles,
+            .directory = *mDirectory,
+            .disks = *mDisks,
+            .notifications = *mNotifications,
+            .effectiveUser = *mEffectiveUser,
+            .eventTrace = *mEventTrace,
+            .fileSystem = *mFileSystem,
+            .identity = *mIdentity,
+            .messagePort = *mMessagePort,
+            .mounts = *mMounts,
+            .messaging = *mMessaging,
+            .power = *mPower,
+            .predicates = *mPredicates,
+            .preferenceStore = *mPreferenceStore,
+            .processTable = *mProcessTable,
+            .codec = *mCodec,
+            .runLoop = *mRunLoop,
+            .syncManager = *mSyncManager,
+            .systemSettings = *mSystemSettings,
+            .threads = *mThreads,
+            .userFormats = *mUserFormats,
+            .userNotification = *mUserNotification,
+            .windows = *mWindows,
+        };
+    }
+
+private:
+    std::unique_ptr<platform::Application> mApplication = platform::makeApplication();
+    std::unique_ptr<platform::RunLoop> mRunLoop = platform::makeRunLoop();
+    std::unique_ptr<platform::PropertyListCodec> mCodec = platform::makePropertyListCodec();
+    std::unique_ptr<platform::Bundles> mBundles = platform::makeBundles(*mCodec);
+    std::unique_ptr<platform::DirectoryService> mDirectory = platform::makeDirectoryService(*mCodec);
+    std::unique_ptr<platform::DistributedNotifications> mNotifications = platform::makeDistributedNotifications();
+    std::unique_ptr<platform::EffectiveUser> mEffectiveUser = platform::makeEffectiveUser();
+    std::unique_ptr<platform::EventTrace> mEventTrace = platform::makeEventTrace();
+    std::unique_ptr<platform::FileSystem> mFileSystem = platform::makeFileSystem();
+    std::unique_ptr<platform::IdentityService> mIdentity = platform::makeIdentityService();
+    std::unique_ptr<platform::MessagePort> mMessagePort = platform::makeMessagePort();
+    platform::ShareHolds mHolds;
+    std::unique_ptr<platform::MountService> mMounts = platform::makeMountService(*mRunLoop, mHolds);
+    std::unique_ptr<platform::DiskService> mDisks = platform::makeDiskService(mHolds, *mMessagePort, *mCodec);
+    std::unique_ptr<platform::ObjectMessaging> mMessaging = platform::makeObjectMessaging(endWithTheBus);
+    std::unique_ptr<platform::PowerService> mPower = platform::makePowerService();
+    std::unique_ptr<platform::Predicates> mPredicates = platform::makePredicates();
+    std::unique_ptr<platform::PreferenceStore> mPreferenceStore = platform::makePreferenceStore(*mCodec);
+    std::unique_ptr<platform::ProcessTable> mProcessTable = platform::makeProcessTable();
+    std::unique_ptr<platform::SyncManager> mSyncManager = platform::makeSyncManager(*mRunLoop);
+    std::unique_ptr<platform::SystemSettings> mSystemSettings = platform::makeSystemSettings();
+    std::unique_ptr<platform::Threads> mThreads = platform::makeThreads();
+    std::unique_ptr<platform::UserFormats> mUserFormats = platform::makeUserFormats();
+    std::unique_ptr<platform::UserNotification> mUserNotification = platform::makeUserNotification();
+    std::unique_ptr<platform::WindowSystem> mWindows = platform::makeWindowSystem();
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const auto trace = platform::makeEventTrace();
+    const auto systemLog = platform::makeSystemLog("roamer");
+    roamer::setReportLog(systemLog.get());
+
+    std::unique_ptr<LinuxServices> linuxServices; // Made when there is work for them.
+    return roamer::roamerMain(
+        argc, argv, *trace,
+        [&linuxServices] {
+            linuxServices = std::make_unique<LinuxServices>();
+            const auto all = linuxServices->services();
+            return roamer::ServerServices{all.application, all.bundles, all.messaging};
+        },
+        [&linuxServices](roamer::SharedState& state) {
+            return roamer::makeAgentFlows(linuxServices->services(), state);
+        });
+}

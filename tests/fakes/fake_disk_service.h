@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/disk_service.h"
+
+namespace fakes
+{
+
+class FakeDiskService final : public platform::DiskService
+{
+public:
+    bool isPresent = true;
+    std::set<std::string> mounted;
+    std::vector<std::string> unmounted; ///< Asked for, in order.
+
+    std::variant<std::unique_ptr<Session>, Error> openSession() override
+    {
+        if (!isPresent) return Error{"no disk service"};
+        return std::make_unique<FakeSession>(*this);
+    }
+
+private:
+    class FakeSession final : public Session
+    {
+    public:
+        explicit FakeSession(FakeDiskService& service) : mService(service) {}
+        std::variant<Disk, Error> diskAtMountPoint(const std::string& mountPoint) override
+        {
+            if (!mService.mounted.contains(mountPoint)) return Error{"nothing is mounted there"};
+            return Disk{mountPoint};
+        }
+        void requestForcedUnmount(const Disk& disk) override { mService.unmounted.push_back(disk.mountPoint); }
+
+    private:
+        FakeDiskService& mService;
+    };
+};
+
+} // namespace fakes
