@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "platform/process_table.h"
+
+namespace fakes
+{
+
+/// A table of processes as the test wrote it; null for one that cannot be read.
+class FakeProcessTable final : public platform::ProcessTable
+{
+public:
+    std::optional<std::vector<platform::ProcessRecord>> table = std::vector<platform::ProcessRecord>{};
+    int own = 1000;
+
+    std::optional<std::vector<platform::ProcessRecord>> processes() override { return table; }
+    int ownPid() override { return own; }
+};
+
+} // namespace fakes
