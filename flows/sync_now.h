@@ -73,7 +73,8 @@ private:
     Step readKeysAndHome(Run& run);
     Step findDueJobs(Run& run);
     Step mountHome(Run& run);
-    Step unableToMount(Run& run);
+    Step unableToMount();
+    std::optional<std::string> accountName() const;
     Step sync(Run& run);
     void startSync(Run& run, platform::PhdSyncSet& set);
     void recordOutcome(Run& run);
