@@ -15,6 +15,11 @@ std::string urlWithoutUserInfo(const std::string& url)
     return url.substr(0, authority) + url.substr(at + 1);
 }
 
+std::string urlWithoutUserInfo(std::string_view url)
+{
+    return urlWithoutUserInfo(std::string(url));
+}
+
 std::optional<std::string> urlWithoutUserInfo(const std::optional<std::string>& url)
 {
     if (!url) return std::nullopt;
