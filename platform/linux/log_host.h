@@ -1,0 +1,12 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/log_host.h"
+
+namespace platform
+{
+
+std::unique_ptr<LogHost> makeLogHost();
+
+} // namespace platform
