@@ -127,7 +127,8 @@ std::uint64_t SyncAgent::startPass(Cause cause)
 {
     ++mSerial;
     mPassStart = mRunLoop.now();
-    mProgress = Progress{.state = PassState::Starting};
+    mProgress = Progress{};
+    mProgress.state = PassState::Starting;
     mSchedule.passStarted();
     mHeartbeat = mRunLoop.every(seconds(kHeartbeatSeconds), [this] { send(); });
     DebugLog(1, "pass: start serial=%llu cause=%s", static_cast<unsigned long long>(mSerial),
@@ -135,11 +136,11 @@ std::uint64_t SyncAgent::startPass(Cause cause)
     send();
     auto wanted = request();
     if (const auto* refused = std::get_if<Refusal>(&wanted)) {
+        PassReport report;
+        report.result = refused->code;
+        report.reason = refused->reason;
         // Later, so that who asked has the serial before the pass ends.
-        mRefusal =
-            mRunLoop.after(seconds(0), [this, report = PassReport{.result = refused->code, .reason = refused->reason}] {
-                passEnded(report);
-            });
+        mRefusal = mRunLoop.after(seconds(0), [this, report] { passEnded(report); });
         return mSerial;
     }
     mEngine.start(
@@ -203,7 +204,7 @@ Dictionary SyncAgent::info()
 {
     // Another program may have settled a conflict meanwhile.
     if (!passRuns()) countOpenMatters();
-    return agent::describe(Status{.progress = mProgress, .lastResult = mLastResult, .lastReason = mLastReason});
+    return agent::describe(Status{mProgress, false, mLastResult, mLastReason});
 }
 
 void SyncAgent::send()
@@ -211,8 +212,7 @@ void SyncAgent::send()
     mSentState = mProgress.state;
     mSentTime = mRunLoop.now();
     if (!mListener) return;
-    mListener(mSerial,
-              agent::describe(Status{.progress = mProgress, .lastResult = mLastResult, .lastReason = mLastReason}));
+    mListener(mSerial, agent::describe(Status{mProgress, false, mLastResult, mLastReason}));
 }
 
 void SyncAgent::end(std::function<void()> ended)

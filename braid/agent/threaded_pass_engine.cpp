@@ -25,7 +25,10 @@ constexpr auto kLockRetry = 100ms;
 
 PassReport failed(int code, std::string reason)
 {
-    return PassReport{.result = code, .reason = std::move(reason)};
+    PassReport report;
+    report.result = code;
+    report.reason = std::move(reason);
+    return report;
 }
 
 PassReport aborted()
