@@ -35,13 +35,6 @@ private:
 
 } // namespace
 
-QByteArray PortAdaptor::Message(int id, const QByteArray& body)
-{
-    const auto* first = reinterpret_cast<const std::byte*>(body.constData());
-    const auto reply = mHandler(id, {first, first + body.size()});
-    return {reinterpret_cast<const char*>(reply.data()), static_cast<qsizetype>(reply.size())};
-}
-
 std::unique_ptr<PortServer> servePort(PortServer::Place place, const std::string& portName, PortServer::Handler handler,
                                       std::function<void()> lost)
 {
