@@ -6,34 +6,20 @@
 #include <utility>
 
 #include "directory/amru_vex_record.h"
-#include "platform/property_list_codec.h"
+#include "platform/linux/property_list_codec.h"
 #include "tests/fakes/fake_directory.h"
 #include "tests/fakes/fake_identity_service.h"
 
 namespace fakes
 {
 
-/// For records whose attributes hold no property-list texts: reads and writes nothing.
-class UnusedCodec final : public platform::PropertyListCodec
-{
-public:
-    std::variant<roamer::PropertyList, Error> parse(std::span<const std::byte>) override
-    {
-        return Error{"this double reads nothing"};
-    }
-    std::variant<std::vector<std::byte>, Error> serialise(const roamer::PropertyList&, Format) override
-    {
-        return Error{"this double writes nothing"};
-    }
-};
-
 /// A context for records of whose services a test wants nothing in particular. The local node is "/Local/Default".
 inline roamer::DirectoryContext& testDirectoryContext()
 {
     static FakeDirectory directory;
     static FakeIdentityService identity;
-    static UnusedCodec codec;
-    static roamer::DirectoryContext context(directory, identity, codec);
+    static const auto codec = platform::makePropertyListCodec();
+    static roamer::DirectoryContext context(directory, identity, *codec);
     return context;
 }
 
