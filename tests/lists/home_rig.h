@@ -33,7 +33,7 @@ inline roamer::Array paths(std::initializer_list<const char*> entries)
 {
     roamer::Array result;
     for (const auto* path : entries)
-        result.push_back(roamer::Dictionary{{"path", path}});
+        result.emplace_back(roamer::Dictionary{{"path", path}});
     return result;
 }
 
@@ -42,7 +42,7 @@ inline roamer::Array rules(std::initializer_list<std::pair<const char*, const ch
 {
     roamer::Array result;
     for (const auto& [comparison, value] : entries)
-        result.push_back(roamer::Dictionary{{"comparison", comparison}, {"value", value}});
+        result.emplace_back(roamer::Dictionary{{"comparison", comparison}, {"value", value}});
     return result;
 }
 
