@@ -1,16 +1,16 @@
 #pragma once
 
 #include <functional>
-#include <string>
 #include <vector>
 
 #include "braid/engine.h"
+#include "network_home.h"
 
 namespace braid::agent
 {
 
 struct PassRequest {
-    std::string networkHome; ///< Without the system root in front.
+    NetworkHome networkHome;
     std::vector<Job> jobs;
 };
 

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <optional>
 
 #include "braid/protocol.h"
 #include "platform/sync_engine.h"
-#include "util/path_text.h"
 
 namespace braid::agent
 {
@@ -120,46 +118,6 @@ std::optional<Refusal> addRules(Job& job, const roamer::MatchRules& rules)
     return std::nullopt;
 }
 
-int hexDigit(char c)
-{
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
-/// A "%" without two digits behind it stands for itself; "%00" cannot be in a path.
-std::optional<std::string> percentDecoded(std::string_view text)
-{
-    std::string result;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool coded =
-            text[i] == '%' && i + 2 < text.size() && hexDigit(text[i + 1]) >= 0 && hexDigit(text[i + 2]) >= 0;
-        if (!coded) {
-            result += text[i];
-            continue;
-        }
-        const auto byte = static_cast<char>(hexDigit(text[i + 1]) * 16 + hexDigit(text[i + 2]));
-        if (byte == '\0') return std::nullopt;
-        result += byte;
-        i += 2;
-    }
-    return result;
-}
-
-/// The path of a URL of the form file:///path or file://localhost/path.
-std::optional<std::string> pathOfFileURL(std::string_view url)
-{
-    constexpr std::string_view kScheme = "file://";
-    if (!url.starts_with(kScheme)) return std::nullopt;
-    url.remove_prefix(kScheme.size());
-    const auto slash = url.find('/');
-    if (slash == std::string_view::npos) return std::nullopt;
-    const auto host = url.substr(0, slash);
-    if (!host.empty() && host != "localhost") return std::nullopt;
-    return percentDecoded(url.substr(slash));
-}
-
 /// `path` lies at or below `folder`.
 bool isWithin(std::string_view path, std::string_view folder)
 {
@@ -194,20 +152,6 @@ std::variant<std::vector<Job>, Refusal> jobsOf(const SyncSet& set)
     }
     if (auto refused = applyOptions(jobs, set.defaultSyncOptions)) return *std::move(refused);
     return jobs;
-}
-
-std::variant<std::string, Refusal> networkHomeOf(const SyncSet& set)
-{
-    if (set.remoteHomePath) return *set.remoteHomePath;
-    if (!set.remoteHomeXMLSpec) return Refusal{EDESTADDRREQ, "the sync set does not say where the network home is"};
-    const auto share = pathOfFileURL(*set.remoteHomeXMLSpec);
-    if (!share) {
-        // The URL may carry a password: only its scheme is shown.
-        const auto scheme = set.remoteHomeXMLSpec->substr(0, set.remoteHomeXMLSpec->find(':'));
-        return Refusal{EPROTONOSUPPORT, "the network home is not mounted, and a share of the kind \"" + scheme +
-                                            "\" cannot be mounted from here"};
-    }
-    return set.mountSuffixPath ? roamer::pathByAppending(*share, *set.mountSuffixPath) : *share;
 }
 
 bool Coverage::covers(std::string_view path) const

@@ -1,30 +1,21 @@
 #pragma once
 
-#include <filesystem>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
 
 #include "braid/engine.h"
+#include "network_home.h"
 #include "sync_set.h"
 
 namespace braid::agent
 {
 
-/// Why a pass cannot be run: a PassReport's result and reason.
-struct Refusal {
-    int code = kPassRefused;
-    std::string reason;
-};
-
 /// The set's jobs; none for a set that was never given any. A set that is configured in part (the two peers or the
 /// lists' lengths differ, options are missing) or that carries something the engine does not understand is refused: a
 /// pass without the rules that it was meant to have could write where it must not.
 std::variant<std::vector<Job>, Refusal> jobsOf(const SyncSet& set);
-
-/// Where the network home lies, without the system root in front; whether anything is there is not looked at.
-std::variant<std::string, Refusal> networkHomeOf(const SyncSet& set);
 
 /// What of the home the jobs sync, for those who watch it.
 class Coverage

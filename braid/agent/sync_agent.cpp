@@ -118,9 +118,8 @@ std::variant<PassRequest, Refusal> SyncAgent::request() const
 {
     auto jobs = jobsOf(*mSet);
     if (auto* refused = std::get_if<Refusal>(&jobs)) return std::move(*refused);
-    auto home = networkHomeOf(*mSet);
-    if (auto* refused = std::get_if<Refusal>(&home)) return std::move(*refused);
-    return PassRequest{std::get<std::string>(std::move(home)), std::get<std::vector<Job>>(std::move(jobs))};
+    return PassRequest{{mSet->remoteHomePath, mSet->remoteHomeXMLSpec, mSet->mountSuffixPath},
+                       std::get<std::vector<Job>>(std::move(jobs))};
 }
 
 std::uint64_t SyncAgent::startPass(Cause cause)

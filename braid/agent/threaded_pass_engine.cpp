@@ -4,11 +4,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <system_error>
 #include <utility>
 #include <variant>
-
-#include <sys/stat.h>
 
 #include "platform/system_root.h"
 
@@ -58,20 +55,6 @@ std::variant<std::unique_ptr<EngineLock>, PassReport> waitForLock(const std::fil
     }
 }
 
-/// Why the network home cannot be synced with as it is; the look at it may take long when its server does not answer.
-std::optional<PassReport> checkNetworkHome(const std::string& path)
-{
-    struct stat status {
-    };
-    if (::stat(path.c_str(), &status) != 0) {
-        const int error = errno;
-        return failed(error,
-                      "the network home \"" + path + "\" is not there: " + std::generic_category().message(error));
-    }
-    if (!S_ISDIR(status.st_mode)) return failed(ENOTDIR, "the network home \"" + path + "\" is not a folder");
-    return std::nullopt;
-}
-
 /// Everybody else knows the network home without the system root in front.
 void hideSystemRoot(Progress& progress, const std::string& opened, const std::string& known)
 {
@@ -81,17 +64,19 @@ void hideSystemRoot(Progress& progress, const std::string& opened, const std::st
 PassReport runWhole(const std::filesystem::path& localHome, const PassRequest& request,
                     const std::function<void(const Progress&)>& onProgress, const std::stop_token& stop)
 {
-    const std::string networkHome = platform::systemPath(request.networkHome);
-    if (auto missing = checkNetworkHome(networkHome)) return *std::move(missing);
+    const auto found = findNetworkHome(request.networkHome);
+    if (const auto* refused = std::get_if<Refusal>(&found)) return failed(refused->code, refused->reason);
+    const auto& known = std::get<std::string>(found);
+    const std::string opened = platform::systemPath(known);
     auto lock = waitForLock(localHome, stop);
     if (auto* report = std::get_if<PassReport>(&lock)) return std::move(*report);
     PassSettings settings;
     settings.localHome = localHome;
-    settings.networkHome = networkHome;
+    settings.networkHome = opened;
     settings.jobs = request.jobs;
     settings.onProgress = [&](const Progress& progress) {
         auto shown = progress;
-        hideSystemRoot(shown, networkHome, request.networkHome);
+        hideSystemRoot(shown, opened, known);
         onProgress(shown);
     };
     return runPass(settings, stop, std::get<std::unique_ptr<EngineLock>>(lock).get());
