@@ -18,6 +18,7 @@
 #include "platform/linux/event_trace.h"
 #include "platform/linux/file_system.h"
 #include "platform/linux/identity_service.h"
+#include "platform/linux/log_host.h"
 #include "platform/linux/message_port.h"
 #include "platform/linux/mount_service.h"
 #include "platform/linux/object_messaging.h"
@@ -107,8 +108,39 @@ private:
     std::unique_ptr<platform::SystemSettings> mSystemSettings = platform::makeSystemSettings();
     std::unique_ptr<platform::Threads> mThreads = platform::makeThreads();
     std::unique_ptr<platform::UserFormats> mUserFormats = platform::makeUserFormats();
-    std::unique_ptr<platform::UserNotification> mUserNotification = platform::makeUserNotification();
+    std::unique_ptr<platform::UserNotification> mUserNotification = platform::makeUserNotification(*mCodec);
     std::unique_ptr<platform::WindowSystem> mWindows = platform::makeWindowSystem();
+};
+
+/// Where the process's messages go: the system log and the debug log.
+class Logs
+{
+public:
+    Logs() : mFile(program(), *mHost, *mSystemLog, *mCodec)
+    {
+        roamer::setReportLog(mSystemLog.get());
+        roamer::setLogTarget(&mFile);
+    }
+    ~Logs()
+    {
+        roamer::setLogTarget(nullptr);
+        roamer::setReportLog(nullptr);
+    }
+    Logs(const Logs&) = delete;
+    Logs& operator=(const Logs&) = delete;
+
+private:
+    roamer::FileLogTarget::Program program()
+    {
+        const auto bundle = platform::makeBundles(*mCodec)->bundleWithPath(platform::kCustodiaBundlePath);
+        if (bundle == nullptr) return {};
+        return {bundle->name(), bundle->version()};
+    }
+
+    std::unique_ptr<platform::PropertyListCodec> mCodec = platform::makePropertyListCodec();
+    std::unique_ptr<platform::LogHost> mHost = platform::makeLogHost();
+    std::unique_ptr<platform::SystemLog> mSystemLog = platform::makeSystemLog("roamer");
+    roamer::FileLogTarget mFile;
 };
 
 } // namespace
@@ -116,18 +148,18 @@ private:
 int main(int argc, char** argv)
 {
     const auto trace = platform::makeEventTrace();
-    const auto systemLog = platform::makeSystemLog("roamer");
-    roamer::setReportLog(systemLog.get());
-
-    std::unique_ptr<LinuxServices> linuxServices; // Made when there is work for them.
+    std::unique_ptr<Logs> logs;
+    std::unique_ptr<LinuxServices> linuxServices;
     return roamer::roamerMain(
-        argc, argv, *trace,
-        [&linuxServices] {
-            linuxServices = std::make_unique<LinuxServices>();
-            const auto all = linuxServices->services();
-            return roamer::ServerServices{all.application, all.bundles, all.messaging};
-        },
-        [&linuxServices](roamer::SharedState& state) {
-            return roamer::makeAgentFlows(linuxServices->services(), state);
-        });
+        argc, argv,
+        {.trace = *trace,
+         .openLogs = [&] { logs = std::make_unique<Logs>(); },
+         .services =
+             [&] {
+                 linuxServices = std::make_unique<LinuxServices>();
+                 const auto all = linuxServices->services();
+                 return roamer::ServerServices{all.application, all.bundles, all.messaging};
+             },
+         .makeFlows =
+             [&](roamer::SharedState& state) { return roamer::makeAgentFlows(linuxServices->services(), state); }});
 }

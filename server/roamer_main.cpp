@@ -88,20 +88,19 @@ RunRequest parseArguments(int argc, const char* const* argv)
     return request;
 }
 
-int roamerMain(int argc, const char* const* argv, platform::EventTrace& trace,
-               const std::function<ServerServices()>& services, const FlowsFactory& makeFlows)
+int roamerMain(int argc, const char* const* argv, const RoamerProcess& process)
 {
-    trace.trace(kTraceMainEntered);
+    process.trace.trace(kTraceMainEntered);
+    process.openLogs();
     const RunRequest request = parseArguments(argc, argv);
     if (!request.hasWork) {
         report("Roamer: main ended.. no work to do");
         return 1;
     }
-    const ServerServices platformServices = services();
-    const bool startServer =
-        request.runMode == kRunModeStartup || needsOwnServer(request.runMode, platformServices.messaging);
-    if (startServer) serve(request.runMode, platformServices, makeFlows);
-    trace.trace(kTraceMainEnded);
+    const ServerServices services = process.services();
+    const bool startServer = request.runMode == kRunModeStartup || needsOwnServer(request.runMode, services.messaging);
+    if (startServer) serve(request.runMode, services, process.makeFlows);
+    process.trace.trace(kTraceMainEnded);
     return 0;
 }
 
