@@ -35,11 +35,12 @@ Identity currentIdentity()
     return identity;
 }
 
-/// The user with the groups the system knows for it; a user the system does not know keeps its number and no group but
-/// the present one.
+constexpr gid_t kNoGroup = 65534;
+
+/// The user with the groups that the system knows for it; one that it does not know is a number in no real group.
 Identity identityOfUser(uid_t uid)
 {
-    Identity identity{.uid = uid, .gid = getegid(), .groups = {}};
+    Identity identity{.uid = uid, .gid = kNoGroup, .groups = {}};
     std::vector<char> buffer(1024);
     passwd entry{};
     passwd* found = nullptr;

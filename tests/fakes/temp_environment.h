@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace fakes
+{
+
+/// Environment variables that are set while this lives, and afterwards as before.
+class TempEnvironment
+{
+public:
+    explicit TempEnvironment(const std::vector<std::pair<std::string, std::string>>& variables)
+    {
+        for (const auto& [name, value] : variables) {
+            const char* before = std::getenv(name.c_str());
+            mBefore.emplace_back(name, before != nullptr ? std::optional<std::string>(before) : std::nullopt);
+            setenv(name.c_str(), value.c_str(), 1);
+        }
+    }
+    ~TempEnvironment()
+    {
+        for (const auto& [name, value] : mBefore) {
+            if (value) {
+                setenv(name.c_str(), value->c_str(), 1);
+            } else {
+                unsetenv(name.c_str());
+            }
+        }
+    }
+    TempEnvironment(const TempEnvironment&) = delete;
+    TempEnvironment& operator=(const TempEnvironment&) = delete;
+
+private:
+    std::vector<std::pair<std::string, std::optional<std::string>>> mBefore;
+};
+
+} // namespace fakes
