@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <utility>
@@ -9,16 +10,18 @@
 namespace fakes
 {
 
-/// Environment variables that are set while this lives, and afterwards as before.
+/// Environment variables that are set while this lives, and afterwards as before:
+///
+///     const TempEnvironment environment{{"LANG", "de_DE"}, {"LC_ALL", ""}};
 class TempEnvironment
 {
 public:
-    explicit TempEnvironment(const std::vector<std::pair<std::string, std::string>>& variables)
+    TempEnvironment(std::initializer_list<std::pair<const char*, std::string>> variables)
     {
         for (const auto& [name, value] : variables) {
-            const char* before = std::getenv(name.c_str());
+            const char* before = std::getenv(name);
             mBefore.emplace_back(name, before != nullptr ? std::optional<std::string>(before) : std::nullopt);
-            setenv(name.c_str(), value.c_str(), 1);
+            setenv(name, value.c_str(), 1);
         }
     }
     ~TempEnvironment()
