@@ -100,6 +100,7 @@ struct PassReport {
     std::vector<Conflict> conflicts;
     std::vector<ItemError> errors;
     std::vector<JobStatus> jobStatus; ///< One per job, in job order.
+    std::vector<std::string> skipped; ///< Sockets, pipes, devices and mounted folders: left alone, nobody's task.
 };
 
 struct PassSettings {
@@ -107,13 +108,21 @@ struct PassSettings {
     std::filesystem::path networkHome;
     std::vector<Job> jobs;
     bool dryRun = false; ///< Decide and report, write nothing anywhere.
+    /// More than half of a home's items deleted in one pass looks like an accident: they stay, as a conflict of kind
+    /// "mass-deletion" at path ".", unless a person said that this is meant.
+    bool allowMassDeletion = false;
     /// Called on the pass's thread, at each change of state and otherwise at most ten times a second. May be empty.
     std::function<void(const Progress&)> onProgress;
 };
 
+/// Why the two folders cannot be synced with each other, in words; nothing if they can. Writes nothing.
+std::optional<std::string> whyNotAPair(const std::filesystem::path& localHome,
+                                       const std::filesystem::path& networkHome);
+
 /// Runs one pass to its end on the calling thread. Never throws for what a file system can do; a stop request ends the
 /// pass soon, with kPassAborted and everything consistent. Takes the one-engine lock of the local home for the pass
-/// unless the caller hands over one that it holds.
+/// unless the caller hands over one that it holds; EBUSY if another process holds it. The last state that the progress
+/// callback hears of is Finished or Aborted; what idles afterwards is the caller.
 PassReport runPass(const PassSettings& settings, std::stop_token stop, class EngineLock* held = nullptr);
 
 /// "One engine for a local home": a lock file with the process id in the local home's marker folder, freed by the

@@ -1,0 +1,290 @@
+#include "archive.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+
+namespace braid
+{
+
+namespace
+{
+
+constexpr const char* kFile = "archive.sqlite";
+constexpr std::int64_t kLayout = 1; // user_version; a file of another layout is set aside
+
+constexpr const char* kSchema = R"sql(
+CREATE TABLE IF NOT EXISTS pair (
+    number INTEGER PRIMARY KEY, local_id BLOB NOT NULL, network_id BLOB NOT NULL,
+    local_generation INTEGER NOT NULL, network_generation INTEGER NOT NULL, used INTEGER NOT NULL,
+    UNIQUE (local_id, network_id));
+CREATE TABLE IF NOT EXISTS item (
+    pair INTEGER NOT NULL, folder BLOB NOT NULL, name BLOB NOT NULL,
+    kind INTEGER NOT NULL, size INTEGER NOT NULL, digest BLOB, unfinished INTEGER NOT NULL,
+    local_inode INTEGER NOT NULL, local_ctime INTEGER NOT NULL, local_mtime INTEGER NOT NULL,
+    local_mode INTEGER NOT NULL, local_attributes INTEGER NOT NULL,
+    network_inode INTEGER NOT NULL, network_ctime INTEGER NOT NULL, network_mtime INTEGER NOT NULL,
+    network_mode INTEGER NOT NULL, network_attributes INTEGER NOT NULL,
+    PRIMARY KEY (pair, folder, name)) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS conflict (
+    pair INTEGER NOT NULL, path BLOB NOT NULL, kind BLOB NOT NULL,
+    local_kind INTEGER, local_size INTEGER, local_mtime INTEGER,
+    network_kind INTEGER, network_size INTEGER, network_mtime INTEGER,
+    found INTEGER NOT NULL, PRIMARY KEY (pair, path)) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS trouble (
+    pair INTEGER NOT NULL, path BLOB NOT NULL, message BLOB NOT NULL,
+    PRIMARY KEY (pair, path)) WITHOUT ROWID;
+)sql";
+
+std::int64_t asSigned(std::uint64_t number)
+{
+    return static_cast<std::int64_t>(number);
+}
+
+std::uint64_t asUnsigned(std::int64_t number)
+{
+    return static_cast<std::uint64_t>(number);
+}
+
+using DigestBytes = std::array<char, sizeof(Digest)>;
+
+DigestBytes bytesOf(const Digest& digest)
+{
+    DigestBytes bytes{};
+    std::memcpy(bytes.data(), &digest, bytes.size());
+    return bytes;
+}
+
+std::optional<Digest> digestFrom(std::string_view bytes)
+{
+    if (bytes.size() != sizeof(Digest)) return std::nullopt;
+    Digest digest;
+    std::memcpy(&digest, bytes.data(), sizeof digest);
+    return digest;
+}
+
+void bindStamp(Statement& statement, int at, const Stamp& stamp)
+{
+    statement.bind(at, asSigned(stamp.inode))
+        .bind(at + 1, stamp.ctime)
+        .bind(at + 2, stamp.mtime)
+        .bind(at + 3, stamp.mode)
+        .bind(at + 4, asSigned(stamp.attributes));
+}
+
+Stamp stampFrom(const Statement& statement, int at)
+{
+    Stamp stamp;
+    stamp.inode = asUnsigned(statement.number(at));
+    stamp.ctime = statement.number(at + 1);
+    stamp.mtime = statement.number(at + 2);
+    stamp.mode = static_cast<std::uint16_t>(statement.number(at + 3));
+    stamp.attributes = asUnsigned(statement.number(at + 4));
+    return stamp;
+}
+
+void setAside(const std::string& file)
+{
+    const std::string aside = file + ".damaged-" + std::to_string(std::time(nullptr));
+    std::rename(file.c_str(), aside.c_str());
+    // The log belongs to the damaged file; SQLite would play it into the new one.
+    std::rename((file + "-wal").c_str(), (aside + "-wal").c_str());
+    ::unlink((file + "-shm").c_str());
+}
+
+std::int64_t layoutOf(Database& database)
+{
+    Statement statement = database.prepare("PRAGMA user_version");
+    return statement.step() ? statement.number(0) : -1;
+}
+
+/// Damaged, or of a layout that this version does not know.
+bool isUnusable(Database& database)
+{
+    const std::int64_t layout = layoutOf(database);
+    return database.isDamaged() || layout != kLayout;
+}
+
+Outcome<std::unique_ptr<Database>> openForWriting(const std::string& file)
+{
+    auto database = Database::open(file, Database::Access::ReadWrite);
+    if (!database) return database;
+    (*database)->execute("PRAGMA journal_mode=WAL");
+    // Every agreement must be on the disk before the pass relies on it.
+    (*database)->execute("PRAGMA synchronous=FULL");
+    (*database)->execute("PRAGMA mmap_size=268435456");
+    if (layoutOf(**database) == 0) {
+        (*database)->execute("BEGIN IMMEDIATE");
+        (*database)->execute(kSchema);
+        (*database)->execute("PRAGMA user_version=1");
+        (*database)->execute("COMMIT");
+    }
+    return database;
+}
+
+/// An archive that nobody may write is read from a copy when its log is not empty: an immutable open skips the log.
+Outcome<std::unique_ptr<Database>> openForReading(const std::string& file)
+{
+    struct stat facts {
+    };
+    if (::stat(file.c_str(), &facts) < 0) return openForWriting(":memory:");
+    if (::stat((file + "-wal").c_str(), &facts) < 0 || facts.st_size == 0) {
+        return Database::open(file, Database::Access::ReadOnlyAsItLies);
+    }
+    std::string folder = (std::filesystem::temp_directory_path() / "braid-XXXXXX").native();
+    if (!::mkdtemp(folder.data())) return Problem{errno, "copy the archive", file};
+    const std::string copy = folder + "/" + kFile;
+    std::error_code error;
+    std::filesystem::copy_file(file, copy, error);
+    if (!error) std::filesystem::copy_file(file + "-wal", copy + "-wal", error);
+    auto database = Database::open(copy, Database::Access::ReadWrite);
+    if (database) (*database)->execute("SELECT count(*) FROM pair"); // attaches the log before the names go
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+    return database;
+}
+
+} // namespace
+
+Archive::Archive(std::unique_ptr<Database> database) : mDatabase(std::move(database)) {}
+
+Outcome<std::unique_ptr<Archive>> Archive::open(const std::string& markerFolder, bool mayWrite)
+{
+    const std::string file = markerFolder + "/" + kFile;
+    auto database = mayWrite ? openForWriting(file) : openForReading(file);
+    if (database && isUnusable(**database)) {
+        if (mayWrite) {
+            *database = nullptr;
+            setAside(file);
+            database = openForWriting(file);
+        } else {
+            database = openForWriting(":memory:");
+        }
+    }
+    if (!database) return database.problem();
+    std::unique_ptr<Archive> archive{new Archive{std::move(*database)}};
+    archive->prepareStatements();
+    if (auto failure = archive->failure()) return *failure;
+    return archive;
+}
+
+void Archive::prepareStatements()
+{
+    mChildren = mDatabase->prepare("SELECT name, kind, size, digest, unfinished,"
+                                   " local_inode, local_ctime, local_mtime, local_mode, local_attributes,"
+                                   " network_inode, network_ctime, network_mtime, network_mode, network_attributes"
+                                   " FROM item WHERE pair = ?1 AND folder = ?2 ORDER BY name");
+    mRecord = mDatabase->prepare("INSERT OR REPLACE INTO item (pair, folder, name, kind, size, digest, unfinished,"
+                                 " local_inode, local_ctime, local_mtime, local_mode, local_attributes,"
+                                 " network_inode, network_ctime, network_mtime, network_mode, network_attributes)"
+                                 " VALUES (?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13,?14,?15,?16,?17)");
+    mForget = mDatabase->prepare("DELETE FROM item WHERE pair = ?1 AND folder = ?2 AND name = ?3");
+}
+
+PairRecord Archive::usePair(const std::string& localId, const std::string& networkId)
+{
+    PairRecord record;
+    Statement find = mDatabase->prepare("SELECT number, local_generation, network_generation FROM pair"
+                                        " WHERE local_id = ?1 AND network_id = ?2");
+    find.bindBlob(0, localId).bindBlob(1, networkId);
+    if (find.step()) {
+        record.number = find.number(0);
+        record.generation.local = asUnsigned(find.number(1));
+        record.generation.network = asUnsigned(find.number(2));
+        mPair = record.number;
+        return record;
+    }
+    if (sqlite3_db_readonly(mDatabase->handle(), "main") == 1) return record;
+    Statement insert = mDatabase->prepare("INSERT INTO pair (local_id, network_id, local_generation,"
+                                          " network_generation, used) VALUES (?1, ?2, 0, 0, 0)");
+    insert.bindBlob(0, localId).bindBlob(1, networkId).run();
+    mPair = sqlite3_last_insert_rowid(mDatabase->handle());
+    return record;
+}
+
+void Archive::rememberGenerations(const PerPeer<std::uint64_t>& generations)
+{
+    Statement update = mDatabase->prepare(
+        "UPDATE pair SET local_generation = ?2, network_generation = ?3, used = ?4 WHERE number = ?1");
+    update.bind(0, mPair).bind(1, asSigned(generations.local)).bind(2, asSigned(generations.network));
+    update.bind(3, static_cast<std::int64_t>(std::time(nullptr))).run();
+}
+
+void Archive::clearEntries()
+{
+    Statement clear = mDatabase->prepare("DELETE FROM item WHERE pair = ?1");
+    clear.bind(0, mPair).run();
+}
+
+std::vector<NamedEntry> Archive::children(std::string_view folder)
+{
+    std::vector<NamedEntry> entries;
+    mChildren.bind(0, mPair).bindBlob(1, folder);
+    while (mChildren.step()) {
+        NamedEntry& row = entries.emplace_back();
+        row.name = mChildren.blob(0);
+        row.entry.kind = static_cast<Kind>(mChildren.number(1));
+        row.entry.size = mChildren.number(2);
+        row.entry.digest = digestFrom(mChildren.blob(3));
+        const std::int64_t unfinished = mChildren.number(4);
+        row.entry.unfinished.local = (unfinished & 1) != 0;
+        row.entry.unfinished.network = (unfinished & 2) != 0;
+        row.entry.stamps.local = stampFrom(mChildren, 5);
+        row.entry.stamps.network = stampFrom(mChildren, 10);
+    }
+    mChildren.reset();
+    return entries;
+}
+
+std::uint64_t Archive::countEntries()
+{
+    Statement count = mDatabase->prepare("SELECT count(*) FROM item WHERE pair = ?1");
+    count.bind(0, mPair);
+    return count.step() ? asUnsigned(count.number(0)) : 0;
+}
+
+void Archive::begin()
+{
+    mDatabase->execute("BEGIN IMMEDIATE");
+}
+
+void Archive::commit()
+{
+    mDatabase->execute("COMMIT");
+}
+
+void Archive::record(std::string_view path, const Entry& entry)
+{
+    const DigestBytes digest = bytesOf(entry.digest.value_or(Digest{}));
+    mRecord.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path));
+    mRecord.bind(3, static_cast<int>(entry.kind)).bind(4, entry.size);
+    if (entry.digest) {
+        mRecord.bindBlob(5, {digest.data(), digest.size()});
+    } else {
+        mRecord.bindNull(5);
+    }
+    mRecord.bind(6, (entry.unfinished.local ? 1 : 0) | (entry.unfinished.network ? 2 : 0));
+    bindStamp(mRecord, 7, entry.stamps.local);
+    bindStamp(mRecord, 12, entry.stamps.network);
+    mRecord.run();
+}
+
+void Archive::forget(std::string_view path)
+{
+    mForget.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path)).run();
+}
+
+void Archive::markUnfinished(std::string_view path, Peer peer)
+{
+    Statement mark = mDatabase->prepare(
+        "UPDATE item SET unfinished = unfinished | ?4 WHERE pair = ?1 AND folder = ?2 AND name = ?3");
+    mark.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path));
+    mark.bind(3, peer == Peer::Local ? 1 : 2).run();
+}
+
+} // namespace braid

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "braid/disk/facts.h"
+#include "braid/peers.h"
+#include "database.h"
+
+namespace braid
+{
+
+/// How an agreed item looked on one side. A side that still looks like this holds what was agreed.
+struct Stamp {
+    std::uint64_t inode = 0;
+    std::int64_t ctime = 0; ///< 0: do not trust the other figures, read the item again.
+    std::int64_t mtime = 0;
+    std::uint16_t mode = 0;
+    std::uint64_t attributes = 0; ///< extended::hashOf()
+};
+
+/// The last state of an item that both sides agreed on.
+struct Entry {
+    Kind kind = Kind::Absent;
+    std::int64_t size = 0;
+    std::optional<Digest> digest; ///< Of a file's content where it was read, of a link's target always.
+    PerPeer<Stamp> stamps;
+    /// The engine was about to bring this side to the agreed state when the entry was written: the side may still
+    /// look like its stamp, or lack the item, without anybody having changed anything there.
+    PerPeer<bool> unfinished;
+};
+
+struct NamedEntry {
+    std::string name;
+    Entry entry;
+};
+
+/// Both homes as the archive last saw them.
+struct PairRecord {
+    std::int64_t number = 0;           ///< 0: the archive does not know this pair.
+    PerPeer<std::uint64_t> generation; ///< Of the markers, at the end of the last pass that wrote.
+};
+
+/// What is kept of a conflict besides its path and kind.
+struct ConflictRecord {
+    Conflict conflict;
+    PerPeer<Stat> stats;
+};
+
+/// The third opinion in every merge, for one pair of homes. Use it from the thread that opened it. Failures stick;
+/// ask failure() before relying on what was read or written.
+class Archive
+{
+public:
+    /// Opens the archive, and makes it where `mayWrite`. Without a file and without that right: an empty archive that
+    /// forgets everything. A damaged file is set aside under another name.
+    static Outcome<std::unique_ptr<Archive>> open(const std::string& markerFolder, bool mayWrite);
+
+    /// Turns to one pair. Until then nothing below may be asked.
+    PairRecord usePair(const std::string& localId, const std::string& networkId);
+    void rememberGenerations(const PerPeer<std::uint64_t>& generations);
+    /// Forgets all entries of the pair.
+    void clearEntries();
+
+    std::vector<NamedEntry> children(std::string_view folder);
+    std::uint64_t countEntries();
+
+    /// Everything between becomes durable together, or not at all.
+    void begin();
+    void commit();
+
+    void record(std::string_view path, const Entry& entry);
+    void forget(std::string_view path);
+    /// Notes in the entry, if there is one, that this side is about to be brought to another state.
+    void markUnfinished(std::string_view path, Peer peer);
+
+    /// The unresolved matters of the pair. `isStale` tells which of the old ones this pass looked at again.
+    void replaceMatters(const std::function<bool(std::string_view path)>& isStale,
+                        const std::vector<ConflictRecord>& conflicts, const std::vector<ItemError>& errors);
+    OpenMatters matters();
+
+    /// The matters of the pair that was used last.
+    OpenMatters mattersOfLastPair();
+
+    std::optional<Problem> failure() const { return mDatabase->failure(); }
+    bool isDamaged() const { return mDatabase->isDamaged(); }
+
+private:
+    explicit Archive(std::unique_ptr<Database> database);
+    void prepareStatements();
+
+    std::unique_ptr<Database> mDatabase;
+    std::int64_t mPair = 0;
+    Statement mChildren;
+    Statement mRecord;
+    Statement mForget;
+};
+
+} // namespace braid

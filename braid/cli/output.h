@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+#include "braid/engine.h"
+
+namespace braid::cli
+{
+
+/// One JSON object, ending in a newline. A name's bytes that are not UTF-8 are written as "\xNN" in the text.
+std::string jsonReport(const PassReport& report, bool dryRun);
+
+/// The same for a person.
+std::string plainReport(const PassReport& report, bool dryRun);
+
+/// One line that a terminal shows over and over, without a newline.
+std::string progressLine(const Progress& progress);
+
+} // namespace braid::cli

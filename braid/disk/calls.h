@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "descriptor.h"
+#include "facts.h"
+#include "problem.h"
+
+/// System calls as the engine uses them: below an open folder, never through a link. Where an int is returned it is
+/// 0 or an errno value.
+namespace braid::disk
+{
+
+/// Opens the folder `path` below `root` ("" is the root itself) without following a link or crossing into another
+/// mounted file system. Paths longer than the kernel takes at once are walked in pieces.
+Outcome<Descriptor> openFolder(int root, std::string_view path);
+
+/// The item `name` in the open folder; kind Absent where there is none.
+Outcome<Stat> statAt(int folder, const char* name);
+Outcome<Stat> statOf(int descriptor);
+
+/// For reading; never follows a link, never waits for a pipe's other end, leaves the access time alone where it may.
+Outcome<Descriptor> openFile(int folder, const char* name);
+/// A new file that must not exist yet, for reading and writing, mode 0600.
+Outcome<Descriptor> createFile(int folder, const char* name);
+
+int makeFolder(int folder, const char* name, std::uint16_t mode);
+int makeLink(int folder, const char* name, const std::string& target);
+Outcome<std::string> readLink(int folder, const char* name);
+int unlink(int folder, const char* name);
+int removeFolder(int folder, const char* name);
+
+/// Never replaces what lies at the new name: EEXIST. Where the file system knows no such rename, a hard link does it;
+/// without hard links the absence is checked right before.
+int renameNew(int fromFolder, const char* from, int toFolder, const char* to);
+/// Swaps both items; EINVAL or ENOSYS where the file system cannot.
+int exchange(int oneFolder, const char* one, int otherFolder, const char* other);
+/// Replaces what lies at the new name.
+int renameOver(int fromFolder, const char* from, int toFolder, const char* to);
+
+int setMode(int folder, const char* name, std::uint16_t mode);
+int setModifiedTime(int folder, const char* name, std::int64_t mtime);
+int setOwner(int folder, const char* name, std::uint32_t owner, std::uint32_t group);
+
+/// Everything written to the file system so far is on its disk afterwards.
+int syncFileSystem(int descriptor);
+int syncFile(int descriptor);
+
+/// The file system flushes all its writes with one call and keeps the order of its own changes.
+bool syncsAsAWhole(int descriptor);
+
+} // namespace braid::disk

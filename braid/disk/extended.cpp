@@ -1,0 +1,126 @@
+#include "extended.h"
+
+#include <fcntl.h>
+#include <sys/xattr.h>
+#include <xxhash.h>
+
+#include <cerrno>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "descriptor.h"
+#include "seam.h"
+
+namespace braid::extended
+{
+
+namespace
+{
+
+using Attributes = std::map<std::string, std::string>;
+
+bool isUnsupported(int code)
+{
+    return code == ENOTSUP || code == ENOSYS;
+}
+
+/// The item itself, reached without following a link. Links cannot carry such attributes.
+class Item
+{
+public:
+    Item(int folder, const char* name) : mHandle(::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC))
+    {
+        if (mHandle) mPath = "/proc/self/fd/" + std::to_string(mHandle.number());
+    }
+    explicit operator bool() const { return static_cast<bool>(mHandle); }
+    const char* path() const { return mPath.c_str(); }
+
+private:
+    Descriptor mHandle;
+    std::string mPath;
+};
+
+Outcome<Attributes> readAll(const Item& item, const char* name)
+{
+    Attributes attributes;
+    if (!item) return Problem{errno, "read its attributes", name};
+    ssize_t length = ::listxattr(item.path(), nullptr, 0);
+    if (length == 0) return attributes;
+    if (length < 0) {
+        if (isUnsupported(errno) || errno == ELOOP) return attributes;
+        return Problem{errno, "read its attributes", name};
+    }
+    std::vector<char> names(static_cast<std::size_t>(length) + 256);
+    length = ::listxattr(item.path(), names.data(), names.size());
+    if (length < 0) return Problem{errno == ERANGE ? EAGAIN : errno, "read its attributes", name};
+
+    std::string_view rest{names.data(), static_cast<std::size_t>(length)};
+    while (!rest.empty()) {
+        const std::string key{rest.substr(0, rest.find('\0'))};
+        rest.remove_prefix(std::min(rest.size(), key.size() + 1));
+        if (!key.starts_with("user.")) continue;
+        std::string value(65536, '\0'); // the kernel's largest value
+        const ssize_t size = ::getxattr(item.path(), key.c_str(), value.data(), value.size());
+        if (size < 0) {
+            if (errno == ENODATA) continue;
+            return Problem{errno, "read its attributes", name};
+        }
+        value.resize(static_cast<std::size_t>(size));
+        attributes.emplace(key, std::move(value));
+    }
+    return attributes;
+}
+
+std::uint64_t hash(const Attributes& attributes)
+{
+    if (attributes.empty()) return 0;
+    std::string flat;
+    for (const auto& [key, value] : attributes) {
+        flat += key;
+        flat += '\0';
+        flat += std::to_string(value.size());
+        flat += '\0';
+        flat += value;
+    }
+    // SQLite keeps 63 bits and a sign: the number goes there as it is, 0 stays reserved for "none".
+    const std::uint64_t number = XXH3_64bits(flat.data(), flat.size());
+    return number == 0 ? 1 : number;
+}
+
+} // namespace
+
+Outcome<std::uint64_t> hashOf(int folder, const char* name)
+{
+    if (int code = seam::ask(seam::Operation::Attributes, name)) return Problem{code, "read its attributes", name};
+    const auto attributes = readAll(Item{folder, name}, name);
+    if (!attributes) return attributes.problem();
+    return hash(*attributes);
+}
+
+Outcome<std::uint64_t> copy(int sourceFolder, const char* source, int targetFolder, const char* target)
+{
+    if (int code = seam::ask(seam::Operation::Attributes, source)) return Problem{code, "read its attributes", source};
+    const auto wanted = readAll(Item{sourceFolder, source}, source);
+    if (!wanted) return wanted.problem();
+    const Item item{targetFolder, target};
+    const auto present = readAll(item, target);
+    if (!present) return present.problem();
+    if (*wanted == *present) return hash(*wanted);
+
+    if (int code = seam::ask(seam::Operation::Restamp, target)) return Problem{code, "set its attributes", target};
+    for (const auto& [key, value] : *present) {
+        if (!wanted->contains(key)) ::removexattr(item.path(), key.c_str());
+    }
+    for (const auto& [key, value] : *wanted) {
+        const auto old = present->find(key);
+        if (old != present->end() && old->second == value) continue;
+        if (::setxattr(item.path(), key.c_str(), value.data(), value.size(), 0) == 0) continue;
+        if (isUnsupported(errno)) return std::uint64_t{0};
+        return Problem{errno, "set its attributes", target};
+    }
+    return hash(*wanted);
+}
+
+} // namespace braid::extended

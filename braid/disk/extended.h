@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+
+#include "problem.h"
+
+/// The extended attributes that people and programs set ("user.…"); the kernel's own namespaces do not travel.
+namespace braid::extended
+{
+
+/// A number that is the same for the same names and values; 0 for none, and where the file system keeps none.
+Outcome<std::uint64_t> hashOf(int folder, const char* name);
+
+/// Makes the attributes of the target those of the source, and answers their hash as the target now holds them. A
+/// target file system without such attributes is no problem.
+Outcome<std::uint64_t> copy(int sourceFolder, const char* source, int targetFolder, const char* target);
+
+} // namespace braid::extended

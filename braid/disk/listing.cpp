@@ -1,0 +1,123 @@
+#include "listing.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+
+#include "calls.h"
+#include "seam.h"
+
+namespace braid
+{
+
+namespace
+{
+
+struct DirectoryCloser {
+    void operator()(DIR* directory) const { ::closedir(directory); }
+};
+
+} // namespace
+
+bool neverSyncs(std::string_view name)
+{
+    return name == ".Braid" || name == ".vexlc" || name.starts_with(".fstemp");
+}
+
+Listing listFolder(int root, std::uint64_t device, const std::string& path)
+{
+    Listing listing;
+    const auto fail = [&](int code) {
+        listing.problem = Problem{code, "list the folder", path};
+        listing.items.clear();
+        return std::move(listing);
+    };
+
+    auto folder = disk::openFolder(root, path);
+    if (!folder) return fail(folder.problem().code);
+    const int duplicate = ::fcntl(folder->number(), F_DUPFD_CLOEXEC, 0);
+    if (duplicate < 0) return fail(errno);
+    const std::unique_ptr<DIR, DirectoryCloser> directory{::fdopendir(duplicate)};
+    if (!directory) return fail(errno);
+
+    if (int code = seam::ask(seam::Operation::List, std::string{nameOf(path)}.c_str())) return fail(code);
+    while (true) {
+        errno = 0;
+        const dirent* entry = ::readdir(directory.get());
+        if (!entry) break;
+        const std::string_view name{entry->d_name};
+        if (name == "." || name == "..") continue;
+        if (neverSyncs(name)) {
+            listing.hasOwnNames = true;
+            continue;
+        }
+        listing.items.push_back({std::string{name}, {}, 0});
+    }
+    if (errno != 0) return fail(errno);
+
+    std::ranges::sort(listing.items, {}, &Listing::Item::name);
+    for (Listing::Item& item : listing.items) {
+        const auto stat = disk::statAt(folder->number(), item.name.c_str());
+        if (!stat) {
+            item.error = stat.problem().code;
+            continue;
+        }
+        item.stat = *stat;
+        if (item.stat.kind == Kind::Folder && item.stat.device != device) item.stat.kind = Kind::Other;
+    }
+    // Deleted since it was listed: as if it had not been there.
+    std::erase_if(listing.items,
+                  [](const Listing::Item& item) { return item.error == 0 && item.stat.kind == Kind::Absent; });
+    return listing;
+}
+
+struct ListingPool::Shared {
+    std::mutex mutex;
+    std::condition_variable_any wake;
+    std::deque<std::packaged_task<Listing()>> waiting;
+    std::vector<std::jthread> threads; // last: joined first
+
+    void work(const std::stop_token& stop)
+    {
+        while (true) {
+            std::packaged_task<Listing()> task;
+            {
+                std::unique_lock lock{mutex};
+                if (!wake.wait(lock, stop, [&] { return !waiting.empty(); })) return;
+                task = std::move(waiting.front());
+                waiting.pop_front();
+            }
+            task();
+        }
+    }
+};
+
+ListingPool::ListingPool(unsigned threads) : mShared(std::make_unique<Shared>())
+{
+    for (unsigned i = 0; i < threads; ++i) {
+        mShared->threads.emplace_back([this](const std::stop_token& stop) { mShared->work(stop); });
+    }
+}
+
+ListingPool::~ListingPool() = default;
+
+std::future<Listing> ListingPool::request(int root, std::uint64_t device, std::string path)
+{
+    std::packaged_task<Listing()> task{
+        [root, device, path = std::move(path)] { return listFolder(root, device, path); }};
+    auto future = task.get_future();
+    {
+        const std::lock_guard lock{mShared->mutex};
+        mShared->waiting.push_back(std::move(task));
+    }
+    mShared->wake.notify_one();
+    return future;
+}
+
+} // namespace braid

@@ -1,0 +1,204 @@
+#include "home.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+
+#include "braid/disk/calls.h"
+
+namespace braid
+{
+
+namespace
+{
+
+constexpr const char* kMarkerFolder = ".Braid";
+constexpr const char* kReplicaFile = "replica";
+constexpr const char* kNewReplicaFile = "replica.new";
+constexpr std::size_t kIdDigits = 32;
+constexpr std::uint16_t kPrivate = 0700;
+
+std::optional<Problem> problemIf(int code, const char* call, const std::string& path)
+{
+    if (code == 0) return std::nullopt;
+    return Problem{code, call, path};
+}
+
+std::string newId()
+{
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::array<unsigned char, kIdDigits / 2> bytes{};
+    // The pool is ready long before anyone logs in, and a request this small is never cut short.
+    while (::getrandom(bytes.data(), bytes.size(), 0) < 0 && errno == EINTR) {}
+    std::string id;
+    for (const unsigned char byte : bytes) {
+        id += kDigits[byte >> 4];
+        id += kDigits[byte & 15];
+    }
+    return id;
+}
+
+bool isId(std::string_view text)
+{
+    return text.size() == kIdDigits &&
+           std::ranges::all_of(text, [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); });
+}
+
+/// "id <32 digits>\ngeneration <number>\n"; anything else is no marker.
+std::optional<Marker> parseMarker(std::string_view text)
+{
+    constexpr std::string_view kId = "id ";
+    constexpr std::string_view kGeneration = "\ngeneration ";
+    if (!text.starts_with(kId)) return std::nullopt;
+    text.remove_prefix(kId.size());
+    if (text.size() < kIdDigits || !isId(text.substr(0, kIdDigits))) return std::nullopt;
+    Marker marker{std::string{text.substr(0, kIdDigits)}, 0};
+    text.remove_prefix(kIdDigits);
+    if (!text.starts_with(kGeneration)) return std::nullopt;
+    text.remove_prefix(kGeneration.size());
+    const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), marker.generation);
+    if (code != std::errc{} || end == text.data()) return std::nullopt;
+    return marker;
+}
+
+/// Nothing where there is no marker; a problem where it cannot be told.
+Outcome<std::optional<Marker>> readMarker(int root)
+{
+    const auto folder = disk::openFolder(root, kMarkerFolder);
+    if (!folder) {
+        if (folder.problem().code == ENOENT) return std::optional<Marker>{};
+        return folder.problem();
+    }
+    const auto file = disk::openFile(folder->number(), kReplicaFile);
+    if (!file) {
+        if (file.problem().code == ENOENT) return std::optional<Marker>{};
+        return file.problem();
+    }
+    std::array<char, 256> buffer{};
+    const ssize_t length = ::read(file->number(), buffer.data(), buffer.size());
+    if (length < 0) return Problem{errno, "read the marker", ".Braid/replica"};
+    return parseMarker({buffer.data(), static_cast<std::size_t>(length)});
+}
+
+/// The folder `name` below `parent`, made if need be.
+Outcome<Descriptor> ensureFolder(int parent, const std::string& name)
+{
+    const int code = disk::makeFolder(parent, name.c_str(), kPrivate);
+    if (code != 0 && code != EEXIST) return Problem{code, "make the folder", name};
+    return disk::openFolder(parent, name);
+}
+
+} // namespace
+
+Outcome<std::unique_ptr<Home>> Home::open(Peer peer, const std::filesystem::path& folder)
+{
+    std::unique_ptr<Home> home{new Home};
+    home->mPeer = peer;
+    home->mPath = folder.native();
+    home->mRoot = Descriptor{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    if (!home->mRoot) return Problem{errno, "open the folder", folder.native()};
+    auto stat = disk::statOf(home->root());
+    if (!stat) return stat.problem();
+    home->mRootStat = *stat;
+    home->mSyncsAsAWhole = disk::syncsAsAWhole(home->root());
+    auto marker = readMarker(home->root());
+    if (!marker) return marker.problem();
+    home->mMarker = *marker;
+    return home;
+}
+
+Outcome<Descriptor> Home::openFolder(std::string_view path) const
+{
+    return disk::openFolder(root(), path);
+}
+
+std::optional<Problem> Home::prepare(const std::string& foreignId)
+{
+    auto folder = ensureFolder(root(), kMarkerFolder);
+    if (!folder) return folder.problem();
+    mMarkerFolder = std::move(*folder);
+    if (mMarker && mMarker->id != foreignId) return std::nullopt;
+
+    const Marker marker{newId(), 0};
+    if (auto problem = writeMarker(marker)) return problem;
+    mMarker = marker;
+    return std::nullopt;
+}
+
+std::optional<Problem> Home::openStaging(const std::string& stagingName)
+{
+    auto all = ensureFolder(mMarkerFolder.number(), "staging");
+    if (!all) return all.problem();
+    auto own = ensureFolder(all->number(), stagingName);
+    if (!own) return own.problem();
+    mStaging = std::move(*own);
+
+    // "Now" is written by whoever keeps the disk, so reading it back tells that machine's time.
+    const std::array<timespec, 2> now{timespec{0, UTIME_NOW}, timespec{0, UTIME_NOW}};
+    if (::futimens(staging(), now.data()) < 0) return Problem{errno, "write to the folder", ".Braid/staging"};
+    auto stat = disk::statOf(staging());
+    if (!stat) return stat.problem();
+    mOpenedAt = stat->mtime;
+    return std::nullopt;
+}
+
+std::optional<Problem> Home::writeMarker(const Marker& marker) const
+{
+    const int folder = mMarkerFolder.number();
+    const std::string text = "id " + marker.id + "\ngeneration " + std::to_string(marker.generation) + "\n";
+    disk::unlink(folder, kNewReplicaFile); // left by a pass that was killed here
+    auto file = disk::createFile(folder, kNewReplicaFile);
+    if (!file) return file.problem();
+    if (::write(file->number(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        return Problem{errno == 0 ? ENOSPC : errno, "write the marker", ".Braid/replica"};
+    }
+    if (int code = disk::syncFile(file->number())) return Problem{code, "write the marker", ".Braid/replica"};
+    if (int code = disk::renameOver(folder, kNewReplicaFile, folder, kReplicaFile)) {
+        return Problem{code, "write the marker", ".Braid/replica"};
+    }
+    return problemIf(disk::syncFile(folder), "write the marker", ".Braid/replica");
+}
+
+std::optional<Problem> Home::countUpGeneration()
+{
+    // Another computer may have counted meanwhile: always go up from what is there.
+    const auto present = readMarker(root());
+    if (!present) return present.problem();
+    if (!*present || (*present)->id != mMarker->id) return Problem{ESTALE, "recognise the home", mPath};
+    Marker next = **present;
+    ++next.generation;
+    if (auto problem = writeMarker(next)) return problem;
+    mMarker = next;
+    return std::nullopt;
+}
+
+std::optional<Problem> Home::checkStillThere() const
+{
+    struct stat now {
+    };
+    if (::stat(mPath.c_str(), &now) < 0) return Problem{errno, "reach the home", mPath};
+    if (now.st_ino != mRootStat.inode) return Problem{ESTALE, "recognise the home", mPath};
+    const auto marker = readMarker(root());
+    if (!marker) return marker.problem();
+    if (!*marker || (*marker)->id != mMarker->id) return Problem{ESTALE, "recognise the home", mPath};
+    return std::nullopt;
+}
+
+std::optional<Problem> Home::makeDurable(const std::set<std::string>& folders) const
+{
+    if (mSyncsAsAWhole) return problemIf(disk::syncFileSystem(root()), "write to the disk", mPath);
+    for (const std::string& path : folders) {
+        const auto folder = openFolder(path);
+        if (!folder) continue; // gone since: nothing in it to keep
+        if (int code = disk::syncFile(folder->number())) return Problem{code, "write to the disk", path};
+    }
+    return problemIf(disk::syncFile(staging()), "write to the disk", mPath);
+}
+
+} // namespace braid

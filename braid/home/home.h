@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "braid/disk/descriptor.h"
+#include "braid/disk/facts.h"
+#include "braid/disk/problem.h"
+#include "braid/peers.h"
+
+namespace braid
+{
+
+/// Who a home is. Lies in `.Braid/replica` at its top.
+struct Marker {
+    std::string id;               ///< 32 hexadecimal digits, random, for ever.
+    std::uint64_t generation = 0; ///< Counted up by every pass that writes to the home.
+};
+
+/// One home, held open by its root folder for the length of a pass. Every path below is home-relative.
+class Home
+{
+public:
+    /// Opens the folder and reads its marker; writes nothing.
+    static Outcome<std::unique_ptr<Home>> open(Peer peer, const std::filesystem::path& folder);
+
+    Peer peer() const { return mPeer; }
+    int root() const { return mRoot.number(); }
+    std::uint64_t device() const { return mRootStat.device; }
+    const std::string& pathText() const { return mPath; }
+    const std::optional<Marker>& marker() const { return mMarker; }
+
+    Outcome<Descriptor> openFolder(std::string_view path) const;
+
+    /// Makes the marker folder, a new identity where there is none (or where it is `foreignId`, which another home
+    /// already has), and this pair's staging folder. `stagingName` tells computers that share a network home apart.
+    std::optional<Problem> prepare(const std::string& foreignId);
+    std::optional<Problem> openStaging(const std::string& stagingName);
+    int staging() const { return mStaging.number(); }
+    int markerFolder() const { return mMarkerFolder.number(); }
+
+    /// The home's own clock when the staging folder was opened, in nanoseconds; a file server's may differ from ours.
+    std::int64_t openedAt() const { return mOpenedAt; }
+
+    /// Counts up the generation, durable when it returns.
+    std::optional<Problem> countUpGeneration();
+
+    /// The held root still is what its path leads to, and carries the marker that was read at the start.
+    std::optional<Problem> checkStillThere() const;
+
+    /// Everything written so far is on the disk; `folders` are those whose entries changed.
+    std::optional<Problem> makeDurable(const std::set<std::string>& folders) const;
+    /// Files need a flush of their own before makeDurable().
+    bool flushesEachFile() const { return !mSyncsAsAWhole; }
+
+private:
+    Home() = default;
+    std::optional<Problem> writeMarker(const Marker& marker) const;
+
+    Peer mPeer = Peer::Local;
+    std::string mPath;
+    Descriptor mRoot;
+    Stat mRootStat;
+    Descriptor mMarkerFolder;
+    Descriptor mStaging;
+    std::optional<Marker> mMarker;
+    std::int64_t mOpenedAt = 0;
+    bool mSyncsAsAWhole = false;
+};
+
+/// Why these two folders cannot be synced with each other, in words, or nothing. Writes nothing.
+std::optional<std::string> whyNotHomes(const std::filesystem::path& local, const std::filesystem::path& network);
+
+} // namespace braid

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "home.h"
+
+namespace braid
+{
+
+/// Where a home keeps what a pass deleted or replaced: `.Braid/trash/<time of the pass>/<path in the home>`. Kept for
+/// 30 days; beyond a bound in bytes the oldest passes go first, never the running one.
+class Trash
+{
+public:
+    /// Borrows `home`, which must be prepared and outlive the trash.
+    explicit Trash(Home& home);
+
+    /// Moves the item into the trash as the version that lay at `homePath`. `seen` is what the caller knows of it: if
+    /// something else turns out to have been moved, it is put back and the code is EAGAIN. 0 or an errno value.
+    int keep(int folder, const char* name, std::string_view homePath, const Stat& seen);
+
+    /// Removes what is too old or too much. Problems are left for the next time.
+    void expire();
+
+private:
+    Outcome<Descriptor> ownFolder(std::string_view homeFolder);
+
+    Home& mHome;
+    std::string mPassName;
+    Descriptor mPass;        // opened with the first item
+    std::string mLastFolder; // of mLast; items come folder by folder
+    Descriptor mLast;
+    std::uint64_t mBytes = 0;
+};
+
+} // namespace braid

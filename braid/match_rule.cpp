@@ -1,0 +1,148 @@
+#include "match_rule.h"
+
+#include <unicode/regex.h>
+#include <unicode/unistr.h>
+
+#include <utility>
+
+#include "braid/disk/facts.h"
+#include "braid/text/folding.h"
+
+namespace braid
+{
+
+namespace
+{
+
+// ICU counts in steps of its own of about a millisecond each; beyond that a pattern is taken not to match.
+constexpr std::int32_t kRegexTimeLimit = 50;
+constexpr std::int32_t kRegexStackBytes = 1 << 20;
+
+bool isRegex(Comparison comparison)
+{
+    return comparison == Comparison::NameMatches || comparison == Comparison::PathMatches;
+}
+
+bool isWildcard(Comparison comparison)
+{
+    return comparison == Comparison::NameLike || comparison == Comparison::PathLike;
+}
+
+bool looksAtName(Comparison comparison)
+{
+    switch (comparison) {
+    case Comparison::NameBeginsWith:
+    case Comparison::NameEndsWith:
+    case Comparison::NameContains:
+    case Comparison::NameMatches:
+    case Comparison::NameLike:
+        return true;
+    default:
+        return false;
+    }
+}
+
+/// Remembers only the last "*": enough, since a later star can always take over what an earlier one would need.
+bool matchesWildcard(const std::vector<char32_t>& text, const std::vector<char32_t>& pattern)
+{
+    std::size_t at = 0;
+    std::size_t in = 0;
+    std::size_t starIn = std::u32string::npos;
+    std::size_t starAt = 0;
+    while (at < text.size()) {
+        if (in < pattern.size() && pattern[in] == U'*') {
+            starIn = in++;
+            starAt = at;
+        } else if (in < pattern.size() && (pattern[in] == U'?' || pattern[in] == text[at])) {
+            ++in;
+            ++at;
+        } else if (starIn != std::u32string::npos) {
+            in = starIn + 1;
+            at = ++starAt;
+        } else {
+            return false;
+        }
+    }
+    while (in < pattern.size() && pattern[in] == U'*')
+        ++in;
+    return in == pattern.size();
+}
+
+std::string reasonOf(UErrorCode status, const UParseError& where)
+{
+    std::string reason = "not a regular expression: ";
+    reason += u_errorName(status);
+    if (where.offset >= 0) reason += " at character " + std::to_string(where.offset + 1);
+    return reason;
+}
+
+} // namespace
+
+struct MatchRule::Compiled {
+    std::string folded;
+    std::vector<char32_t> wildcard;
+    std::unique_ptr<icu::RegexPattern> regex;
+
+    bool matchesRegex(std::string_view text) const
+    {
+        UErrorCode status = U_ZERO_ERROR;
+        const std::u16string units = text::toUtf16(text);
+        const icu::UnicodeString input{false, units.data(), static_cast<std::int32_t>(units.size())};
+        const std::unique_ptr<icu::RegexMatcher> matcher{regex->matcher(input, status)};
+        if (U_FAILURE(status) || !matcher) return false;
+        matcher->setTimeLimit(kRegexTimeLimit, status);
+        matcher->setStackLimit(kRegexStackBytes, status);
+        const bool matched = matcher->matches(status) != 0;
+        return U_SUCCESS(status) && matched;
+    }
+};
+
+MatchRule::MatchRule(Comparison comparison, std::string value, std::shared_ptr<const Compiled> compiled)
+    : mComparison(comparison), mValue(std::move(value)), mCompiled(std::move(compiled))
+{
+}
+
+std::variant<MatchRule, std::string> MatchRule::make(Comparison comparison, std::string value)
+{
+    auto compiled = std::make_shared<Compiled>();
+    if (isRegex(comparison)) {
+        UErrorCode status = U_ZERO_ERROR;
+        UParseError where{};
+        where.offset = -1;
+        const std::u16string units = text::toUtf16(value);
+        const icu::UnicodeString pattern{units.data(), static_cast<std::int32_t>(units.size())};
+        compiled->regex.reset(icu::RegexPattern::compile(pattern, 0, where, status));
+        if (U_FAILURE(status) || !compiled->regex) return reasonOf(status, where);
+    } else if (isWildcard(comparison)) {
+        text::foldCharacters(value, compiled->wildcard);
+    } else {
+        text::foldCase(value, compiled->folded);
+    }
+    return MatchRule{comparison, std::move(value), std::move(compiled)};
+}
+
+bool MatchRule::matches(std::string_view path) const
+{
+    if (mComparison == Comparison::PathEquals) return path == mValue;
+    if (mComparison == Comparison::PathBeginsWith) return path.starts_with(mValue);
+
+    const std::string_view subject = looksAtName(mComparison) ? nameOf(path) : path;
+    if (isRegex(mComparison)) return mCompiled->matchesRegex(subject);
+    if (isWildcard(mComparison)) {
+        thread_local std::vector<char32_t> characters;
+        text::foldCharacters(subject, characters);
+        return matchesWildcard(characters, mCompiled->wildcard);
+    }
+    thread_local std::string folded;
+    text::foldCase(subject, folded);
+    switch (mComparison) {
+    case Comparison::NameBeginsWith:
+        return folded.starts_with(mCompiled->folded);
+    case Comparison::NameEndsWith:
+        return folded.ends_with(mCompiled->folded);
+    default:
+        return folded.find(mCompiled->folded) != std::string::npos;
+    }
+}
+
+} // namespace braid

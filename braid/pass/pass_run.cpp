@@ -1,0 +1,258 @@
+#include "pass_run.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "braid/propagate/propagator.h"
+#include "braid/propagate/stager.h"
+#include "braid/reconcile/arrange.h"
+#include "braid/reconcile/walk.h"
+
+namespace braid
+{
+
+namespace
+{
+
+constexpr unsigned kListingThreads = 4; // two would do for local disks; a file server answers more at once
+
+struct JobEndWords {
+    JobEnd end;
+    const char* name;
+    const char* reason;
+};
+
+constexpr JobEndWords kJobEndWords[] = {
+    {JobEnd::None, "", ""},
+    {JobEnd::WriteToReadOnlyPeer, "AttemptToWriteToReadOnlyPeerException",
+     "The job would have had to change a home that it may only read. It changed nothing."},
+    {JobEnd::Conflict, "AbortedOnConflictException", "The job met a conflict and changed nothing."},
+};
+
+std::uint64_t bytesToCopy(const OrderedPlan& ordered)
+{
+    std::uint64_t bytes = 0;
+    for (const Action& action : ordered.items) {
+        const Stat& source = action.stats[otherPeer(action.target)];
+        if (action.verb == Action::Verb::Copy && source.kind == Kind::File) {
+            bytes += static_cast<std::uint64_t>(source.size);
+        }
+    }
+    return bytes;
+}
+
+} // namespace
+
+PassRun::PassRun(const PassSettings& settings, std::stop_token stop, EngineLock* held)
+    : mSettings(settings), mStop(std::move(stop)), mHeld(held),
+      mReporter(settings.onProgress, settings.localHome.native()), mCoverage(settings.jobs), mPool(kListingThreads)
+{
+}
+
+PassReport PassRun::run()
+{
+    mReporter.enter(PassState::Starting);
+    const Stop stop = runSteps();
+    if (stop) {
+        mReport.result = stop->result;
+        mReport.reason = stop->reason;
+    }
+    fillReport();
+    mReporter.setJobStatus(mReport.jobStatus);
+    mReporter.setMatters(mReport.conflicts.size(), mReport.errors.size());
+    mReporter.enter(mReport.result == kPassAborted ? PassState::Aborted : PassState::Finished);
+    return std::move(mReport);
+}
+
+PassRun::Stop PassRun::runSteps()
+{
+    if (auto stop = checkHomes()) return stop;
+    if (auto stop = lockLocalHome()) return stop;
+    mReporter.enter(PassState::Updating);
+    if (auto stop = openHomes()) return stop;
+    if (auto stop = prepareHomes()) return stop;
+    if (auto stop = openArchive()) return stop;
+    mReporter.enter(PassState::Checking);
+    if (auto stop = planAll()) return stop;
+    if (mSettings.dryRun) return reportPlanOnly();
+    mReporter.enter(PassState::Processing);
+    const Stop stop = carryOut();
+    mReporter.setJobStatus(jobStatus());
+    mReporter.setMatters(mPlan.conflicts.size(), mPlan.errors.size());
+    mReporter.enter(PassState::Cleanup);
+    if (auto problem = recordMatters()) return stop ? stop : problem;
+    return stop;
+}
+
+PassRun::Stop PassRun::checkHomes()
+{
+    if (auto reason = whyNotHomes(mSettings.localHome, mSettings.networkHome)) return End{kPassRefused, *reason};
+    return std::nullopt;
+}
+
+PassRun::Stop PassRun::lockLocalHome()
+{
+    if (mHeld) return std::nullopt;
+    if (mSettings.dryRun && ::access((mSettings.localHome / ".Braid" / "lock").c_str(), F_OK) != 0) {
+        return std::nullopt; // a dry run leaves no trace, and without a lock file there is no other engine
+    }
+    auto taken = EngineLock::take(mSettings.localHome);
+    if (auto* lock = std::get_if<std::unique_ptr<EngineLock>>(&taken)) {
+        mLock = std::move(*lock);
+        return std::nullopt;
+    }
+    if (const auto* holder = std::get_if<EngineLock::Holder>(&taken)) {
+        return End{EBUSY, "Process " + std::to_string(holder->pid) + " is syncing this home already."};
+    }
+    return End{kPassRefused, std::get<std::string>(taken)};
+}
+
+PassRun::Stop PassRun::ended(const Problem& problem) const
+{
+    return End{problem.code == 0 ? EIO : problem.code, problem.words() + " (" + problem.path + ")"};
+}
+
+PassRun::Stop PassRun::aborted() const
+{
+    return End{kPassAborted, "The pass was stopped."};
+}
+
+PassRun::Stop PassRun::openHomes()
+{
+    for (const Peer peer : kPeers) {
+        auto home = Home::open(peer, peer == Peer::Local ? mSettings.localHome : mSettings.networkHome);
+        if (!home) return ended(home.problem());
+        mHomes[peer] = std::move(*home);
+        mHomePointers[peer] = mHomes[peer].get();
+    }
+    return std::nullopt;
+}
+
+PassRun::Stop PassRun::prepareHomes()
+{
+    if (mSettings.dryRun) return std::nullopt;
+    Home& local = *mHomes.local;
+    Home& network = *mHomes.network;
+    if (auto problem = local.prepare("")) return ended(*problem);
+    // A home that was copied whole brings the other's identity along; it needs one of its own.
+    if (auto problem = network.prepare(local.marker()->id)) return ended(*problem);
+    for (const Peer peer : kPeers) {
+        Home& home = *mHomes[peer];
+        if (auto problem = home.openStaging(local.marker()->id)) return ended(*problem);
+        Trash trash{home};
+        if (auto problem = Stager::recover(home, trash)) return ended(*problem);
+        trash.expire();
+    }
+    return std::nullopt;
+}
+
+PassRun::Stop PassRun::openArchive()
+{
+    auto archive = Archive::open((mSettings.localHome / ".Braid").native(), !mSettings.dryRun);
+    if (!archive) return ended(archive.problem());
+    mArchive = std::move(*archive);
+    const auto& local = mHomes.local->marker();
+    const auto& network = mHomes.network->marker();
+    if (!local || !network || local->id == network->id) return std::nullopt; // a dry run before the first pass
+
+    const PairRecord pair = mArchive->usePair(local->id, network->id);
+    // An older marker than the last one seen: the home came back from a backup, and what the archive says of it is
+    // about a later state.
+    const bool isOlder = local->generation < pair.generation.local || network->generation < pair.generation.network;
+    mTrustsArchive = pair.number != 0 && !isOlder;
+    if (isOlder && !mSettings.dryRun) {
+        mArchive->begin();
+        mArchive->clearEntries();
+        mArchive->rememberGenerations({local->generation, network->generation});
+        mArchive->commit();
+    }
+    if (auto failure = mArchive->failure()) return ended(*failure);
+    return std::nullopt;
+}
+
+PassRun::Stop PassRun::planAll()
+{
+    WalkContext context{
+        mHomePointers, *mArchive, mCoverage, mPool, mStop, mTrustsArchive, [this](const std::string& folder) {
+            mReporter.at(folder);
+        }};
+    mPlan = planPass(context);
+    if (mStop.stop_requested()) return aborted();
+    if (auto failure = mArchive->failure()) return ended(*failure);
+    mOrdered = arrange(context, mPlan, mSettings.allowMassDeletion);
+    if (auto failure = mArchive->failure()) return ended(*failure);
+    mReporter.setMatters(mPlan.conflicts.size(), mPlan.errors.size());
+    mReporter.setTotals(mOrdered.makeRoom.size() + mOrdered.folders.size() + mOrdered.items.size() +
+                            mOrdered.restamps.size() + mOrdered.deletions.size(),
+                        bytesToCopy(mOrdered));
+    return std::nullopt;
+}
+
+PassRun::Stop PassRun::reportPlanOnly()
+{
+    Counts& counts = mReport.counts;
+    counts.created = mOrdered.folders.size();
+    counts.deleted = mOrdered.makeRoom.size() + mOrdered.deletions.size();
+    counts.updated = mOrdered.restamps.size();
+    for (const Action& action : mOrdered.items) {
+        if (action.verb == Action::Verb::Move) {
+            ++counts.renamed;
+        } else {
+            ++(action.stats[action.target].exists() ? counts.updated : counts.created);
+        }
+    }
+    counts.bytes = bytesToCopy(mOrdered);
+    return std::nullopt;
+}
+
+PassRun::Stop PassRun::carryOut()
+{
+    Workbench bench{mHomePointers, *mArchive, mCoverage, mReporter, mStop, mPlan};
+    const auto problem = propagate(bench, mOrdered);
+    mReport.counts = bench.counts;
+    if (problem) return ended(*problem);
+    if (mStop.stop_requested()) return aborted();
+    return std::nullopt;
+}
+
+PassRun::Stop PassRun::recordMatters()
+{
+    const auto wasLookedAt = [&](std::string_view path) {
+        if (path == ".") return true;
+        for (const std::string& folder : mPlan.unseen) {
+            if (liesBelow(path, folder)) return false;
+        }
+        return mCoverage.jobOfPath(path).has_value() || mPlan.unseen.contains(std::string{path});
+    };
+    mArchive->begin();
+    mArchive->replaceMatters(wasLookedAt, mPlan.conflicts, mPlan.errors);
+    mArchive->commit();
+    if (auto failure = mArchive->failure()) return ended(*failure);
+    return std::nullopt;
+}
+
+std::vector<JobStatus> PassRun::jobStatus() const
+{
+    std::vector<JobStatus> status;
+    for (const JobEnd end : mPlan.jobEnds) {
+        const auto words = std::ranges::find(kJobEndWords, end, &JobEndWords::end);
+        status.push_back({words->name, words->reason});
+    }
+    return status;
+}
+
+void PassRun::fillReport()
+{
+    mReport.jobStatus = jobStatus();
+    for (const ConflictRecord& record : mPlan.conflicts)
+        mReport.conflicts.push_back(record.conflict);
+    mReport.errors = std::move(mPlan.errors);
+    mReport.skipped = std::move(mPlan.skipped);
+    std::ranges::sort(mReport.conflicts, {}, &Conflict::path);
+    std::ranges::sort(mReport.errors, {}, &ItemError::path);
+    std::ranges::sort(mReport.skipped);
+}
+
+} // namespace braid

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <memory>
+
+#include "braid/archive/archive.h"
+#include "braid/disk/listing.h"
+#include "braid/home/home.h"
+#include "braid/home/trash.h"
+#include "braid/jobs/coverage.h"
+#include "braid/propagate/workbench.h"
+#include "braid/reconcile/plan.h"
+#include "reporter.h"
+
+namespace braid
+{
+
+/// One pass from its checks to its report. A step answers why the pass must end, or nothing.
+class PassRun
+{
+public:
+    PassRun(const PassSettings& settings, std::stop_token stop, EngineLock* held);
+
+    PassReport run();
+
+private:
+    struct End {
+        int result = kPassSucceeded;
+        std::string reason;
+    };
+    using Stop = std::optional<End>;
+
+    Stop runSteps();
+    Stop checkHomes();
+    Stop lockLocalHome();
+    Stop openHomes();
+    Stop prepareHomes();
+    Stop openArchive();
+    Stop planAll();
+    Stop reportPlanOnly();
+    Stop carryOut();
+    Stop recordMatters();
+    Stop ended(const Problem& problem) const;
+    Stop aborted() const;
+    std::vector<JobStatus> jobStatus() const;
+    void fillReport();
+
+    const PassSettings& mSettings;
+    std::stop_token mStop;
+    EngineLock* mHeld;
+    Reporter mReporter;
+    Coverage mCoverage;
+    std::unique_ptr<EngineLock> mLock;
+    PerPeer<std::unique_ptr<Home>> mHomes;
+    PerPeer<Home*> mHomePointers;
+    std::unique_ptr<Archive> mArchive;
+    bool mTrustsArchive = false;
+    ListingPool mPool;
+    Plan mPlan;
+    OrderedPlan mOrdered;
+    PassReport mReport;
+};
+
+} // namespace braid

@@ -1,0 +1,319 @@
+#include "placer.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "braid/disk/calls.h"
+#include "braid/disk/extended.h"
+#include "braid/reconcile/judge.h"
+
+namespace braid
+{
+
+namespace
+{
+
+/// The item lies where nothing or something else was expected; 0 where it is as seen.
+int checkUnchanged(int folder, const char* name, const Stat& seen)
+{
+    const auto now = disk::statAt(folder, name);
+    if (!now) return now.problem().code;
+    return isUnchanged(*now, seen) ? 0 : EAGAIN;
+}
+
+bool cannotExchange(int code)
+{
+    return code == EINVAL || code == ENOSYS || code == ENOTSUP;
+}
+
+/// A file server that keeps no modes or attributes is no reason to fail.
+int tolerant(int code)
+{
+    return code == EPERM || code == ENOTSUP ? 0 : code;
+}
+
+} // namespace
+
+/// Durable before the item changes: should the process end in between, the next pass must not take the gap for a
+/// deletion by a person.
+int Placer::markUnfinished(const std::string& path, Peer peer)
+{
+    mBench.archive.begin();
+    mBench.archive.markUnfinished(path, peer);
+    mBench.archive.commit();
+    const auto failure = mBench.archive.failure();
+    return failure ? failure->code : 0;
+}
+
+int Placer::putNew(const Staged& staged, int folder, const char* name)
+{
+    const Home& home = *mBench.homes[staged.action->target];
+    const int code = disk::renameNew(home.staging(), staged.name.c_str(), folder, name);
+    return code == EEXIST ? EAGAIN : code;
+}
+
+int Placer::putOver(const Staged& staged, int folder, const char* name)
+{
+    const Action& action = *staged.action;
+    const int staging = mBench.homes[action.target]->staging();
+    const Stat& seen = action.stats[action.target];
+    if (int code = checkUnchanged(folder, name, seen)) return code;
+    const char* copy = staged.name.c_str();
+    if (int code = disk::exchange(staging, copy, folder, name)) {
+        return cannotExchange(code) ? putOverWithoutExchange(staged, folder, name) : code;
+    }
+    // Now both versions exist whatever happens. Was it really the one that the scan saw?
+    const auto old = disk::statAt(staging, copy);
+    int code = old && isSameContentAfterRename(*old, seen) ? 0 : EAGAIN;
+    if (code == 0) code = mBench.trash[action.target].keep(staging, copy, action.path, seen);
+    if (code != 0) disk::exchange(staging, copy, folder, name);
+    return code;
+}
+
+/// The old version goes to the trash first, so for a moment nothing has the name.
+int Placer::putOverWithoutExchange(const Staged& staged, int folder, const char* name)
+{
+    const Action& action = *staged.action;
+    if (int code = markUnfinished(action.path, action.target)) return code;
+    const Stat& seen = action.stats[action.target];
+    if (int code = mBench.trash[action.target].keep(folder, name, action.path, seen)) return code;
+    return putNew(staged, folder, name);
+}
+
+int Placer::place(Staged& staged)
+{
+    const Action& action = *staged.action;
+    const Peer target = action.target;
+    const std::string_view above = folderOf(action.path);
+    const auto folder = mBench.ensureFolder(target, above);
+    if (!folder) return folder.problem().code;
+    const std::string name{nameOf(action.path)};
+    mBench.touch(target, above);
+    const Kind replaced = action.stats[target].kind;
+    // A folder in this place was emptied and removed before.
+    const bool isNew = replaced == Kind::Absent || replaced == Kind::Folder;
+    const int code = isNew ? putNew(staged, *folder, name.c_str()) : putOver(staged, *folder, name.c_str());
+    if (code != 0) return code;
+
+    Stamp& stamp = staged.entry.stamps[target];
+    const std::uint64_t attributes = stamp.attributes;
+    const auto placed = disk::statAt(*folder, name.c_str());
+    if (placed && isSameContentAfterRename(*placed, staged.stat)) {
+        stamp = stampFor(*mBench.homes[target], *placed, attributes);
+    } else {
+        // Somebody was at it already: agree on what was put there, and have the next pass look closely.
+        stamp = stampFor(*mBench.homes[target], staged.stat, attributes);
+        stamp.ctime = 0;
+    }
+    return 0;
+}
+
+int Placer::move(const Action& action)
+{
+    const Peer target = action.target;
+    const Peer source = otherPeer(target);
+    const std::string oldName{nameOf(action.from)};
+    const std::string newName{nameOf(action.path)};
+    const auto to = mBench.ensureFolder(target, folderOf(action.path));
+    if (!to) return to.problem().code;
+    const auto from = mBench.homes[target]->openFolder(folderOf(action.from));
+    if (!from) return from.problem().code;
+    const auto sourceFolder = mBench.folder(source, folderOf(action.path));
+    if (!sourceFolder) return sourceFolder.problem().code;
+    if (int code = checkUnchanged(*sourceFolder, newName.c_str(), action.stats[source])) return code;
+    if (int code = checkUnchanged(from->number(), oldName.c_str(), action.fromStat)) return code;
+
+    mBench.touch(target, folderOf(action.from));
+    mBench.touch(target, folderOf(action.path));
+    if (int code = disk::renameNew(from->number(), oldName.c_str(), *to, newName.c_str())) {
+        return code == EEXIST ? EAGAIN : code;
+    }
+    const auto moved = disk::statAt(*to, newName.c_str());
+    if (!moved || !isSameContentAfterRename(*moved, action.fromStat)) {
+        disk::renameNew(*to, newName.c_str(), from->number(), oldName.c_str());
+        return EAGAIN;
+    }
+    Entry entry = action.entry;
+    entry.stamps[target] = stampFor(*mBench.homes[target], *moved, action.entry.stamps[target].attributes);
+    entry.stamps[source] =
+        stampFor(*mBench.homes[source], action.stats[source], action.entry.stamps[source].attributes);
+    mBench.forgetLater(action.from);
+    mBench.recordLater(action.path, entry);
+    return 0;
+}
+
+int Placer::makeFolder(const Action& action)
+{
+    const Peer target = action.target;
+    const Peer source = otherPeer(target);
+    const std::string_view above = folderOf(action.path);
+    const std::string name{nameOf(action.path)};
+    const auto folder = mBench.ensureFolder(target, above);
+    if (!folder) return folder.problem().code;
+    mBench.touch(target, above);
+    if (action.stats[target].exists()) {
+        if (int code = checkUnchanged(*folder, name.c_str(), action.stats[target])) return code;
+        if (int code = markUnfinished(action.path, target)) return code;
+        if (int code = mBench.trash[target].keep(*folder, name.c_str(), action.path, action.stats[target])) return code;
+    }
+    const Stat& model = action.stats[source];
+    const auto mode = static_cast<std::uint16_t>(model.mode | 0700); // what goes inside must get in
+    if (int code = disk::makeFolder(*folder, name.c_str(), mode)) return code == EEXIST ? EAGAIN : code;
+    const auto modelFolder = mBench.folder(source, above);
+    if (modelFolder) extended::copy(*modelFolder, name.c_str(), *folder, name.c_str());
+    if (::geteuid() == 0) disk::setOwner(*folder, name.c_str(), model.owner, model.group);
+    return tolerant(disk::setMode(*folder, name.c_str(), mode)); // the process's mask must not narrow it
+}
+
+/// A deletion goes out only while the item is missing on the side that it is said to be deleted on.
+int Placer::checkSourceStillGone(const Action& action)
+{
+    const Peer source = otherPeer(action.target);
+    const auto folder = mBench.homes[source]->openFolder(folderOf(action.path));
+    if (!folder) {
+        const int code = folder.problem().code;
+        const bool isGoneToo = code == ENOENT || code == ENOTDIR || code == ELOOP;
+        return isGoneToo ? 0 : code;
+    }
+    const auto now = disk::statAt(folder->number(), std::string{nameOf(action.path)}.c_str());
+    if (!now) return now.problem().code;
+    return now->kind == action.stats[source].kind ? 0 : EAGAIN;
+}
+
+int Placer::remove(const Action& action)
+{
+    const Peer target = action.target;
+    const std::string_view above = folderOf(action.path);
+    const std::string name{nameOf(action.path)};
+    if (int code = checkSourceStillGone(action)) return code;
+    const auto folder = mBench.folder(target, above);
+    if (!folder) return folder.problem().code;
+    const Stat& seen = action.stats[target];
+    if (seen.kind == Kind::Folder) {
+        // Its times moved with what was deleted inside; only an empty one goes.
+        const auto now = disk::statAt(*folder, name.c_str());
+        if (!now) return now.problem().code;
+        if (now->kind != Kind::Folder || now->inode != seen.inode) return EAGAIN;
+        mBench.touch(target, above);
+        const int code = disk::removeFolder(*folder, name.c_str());
+        return code == ENOTEMPTY || code == EEXIST ? EAGAIN : code;
+    }
+    if (int code = checkUnchanged(*folder, name.c_str(), seen)) return code;
+    mBench.touch(target, above);
+    return mBench.trash[target].keep(*folder, name.c_str(), action.path, seen);
+}
+
+int Placer::restampOne(const Action& action, Peer target, AttributeSet attributes)
+{
+    const Peer source = otherPeer(target);
+    const std::string name{nameOf(action.path)};
+    const auto folder = mBench.folder(target, folderOf(action.path));
+    if (!folder) return folder.problem().code;
+    const auto sourceFolder = mBench.folder(source, folderOf(action.path));
+    if (!sourceFolder) return sourceFolder.problem().code;
+    const Stat& model = action.stats[source];
+    if (attributes & kExtended) {
+        const auto copied = extended::copy(*sourceFolder, name.c_str(), *folder, name.c_str());
+        if (!copied) return copied.problem().code;
+    }
+    if (attributes & kMode) {
+        if (int code = tolerant(disk::setMode(*folder, name.c_str(), model.mode))) return code;
+    }
+    if (attributes & kModifiedTime) {
+        if (int code = disk::setModifiedTime(*folder, name.c_str(), model.mtime)) return code;
+    }
+    return 0;
+}
+
+int Placer::restamp(const Action& action)
+{
+    const std::string name{nameOf(action.path)};
+    for (const Peer peer : kPeers) {
+        const auto folder = mBench.folder(peer, folderOf(action.path));
+        if (!folder) return folder.problem().code;
+        const auto now = disk::statAt(*folder, name.c_str());
+        if (!now) return now.problem().code;
+        // A folder's times move with what this very pass did inside.
+        const Stat& seen = action.stats[peer];
+        const bool isFolder = seen.kind == Kind::Folder;
+        if (isFolder ? now->kind != seen.kind || now->inode != seen.inode : !isUnchanged(*now, seen)) return EAGAIN;
+    }
+    if (action.toLocal) {
+        if (int code = restampOne(action, Peer::Local, action.toLocal)) return code;
+    }
+    if (action.toNetwork) {
+        if (int code = restampOne(action, Peer::Network, action.toNetwork)) return code;
+    }
+    if (!action.isRecorded) return 0;
+
+    Entry entry = action.entry;
+    for (const Peer peer : kPeers) {
+        const AttributeSet written = peer == Peer::Local ? action.toLocal : action.toNetwork;
+        mBench.touch(peer, folderOf(action.path));
+        const auto folder = mBench.folder(peer, folderOf(action.path));
+        if (!folder || !written) continue;
+        const auto now = disk::statAt(*folder, name.c_str());
+        const auto attributes = extended::hashOf(*folder, name.c_str());
+        if (!now || !attributes) continue;
+        Stamp stamp = stampFor(*mBench.homes[peer], *now, *attributes);
+        // Content that changed while we were at the attributes shows in the size or in a time that we did not set.
+        const Stat& seen = action.stats[peer];
+        const std::int64_t wanted = (written & kModifiedTime) ? action.stats[otherPeer(peer)].mtime : seen.mtime;
+        if (now->kind == Kind::File && (now->size != seen.size || now->mtime != wanted)) stamp.ctime = 0;
+        entry.stamps[peer] = stamp;
+    }
+    mBench.recordLater(action.path, entry);
+    return 0;
+}
+
+int Placer::finishFolder(FolderFinish& finish)
+{
+    const JobOptions& options = mBench.coverage.job(finish.job).options;
+    const std::string name{nameOf(finish.path)};
+    bool isWritten = false;
+    for (const Peer peer : kPeers) {
+        const bool isCreated = finish.created == peer;
+        const Stat& seen = finish.stats[peer];
+        const bool timeDiffers = isCreated || finish.restamped[peer] || finish.mtime[peer] != seen.mtime;
+        if (!timeDiffers && !mBench.disturbed[peer].contains(finish.path)) continue;
+        if (decideWrite(peer, options).step == Step::KeptOut) continue;
+
+        const auto folder = mBench.folder(peer, folderOf(finish.path));
+        if (!folder) return folder.problem().code;
+        const auto before = disk::statAt(*folder, name.c_str());
+        if (!before) return before.problem().code;
+        if (before->kind != Kind::Folder) return EAGAIN;
+        const std::uint16_t mode = isCreated ? finish.stats[otherPeer(peer)].mode : before->mode;
+        if (isCreated && before->mode != mode) {
+            if (int code = tolerant(disk::setMode(*folder, name.c_str(), mode))) return code;
+        }
+        if (int code = disk::setModifiedTime(*folder, name.c_str(), finish.mtime[peer])) return tolerant(code);
+        const auto after = disk::statAt(*folder, name.c_str());
+        if (!after) return after.problem().code;
+        std::uint64_t attributes = finish.entry.stamps[peer].attributes;
+        const bool isOurs = isCreated || finish.restamped[peer];
+        if (isOurs) {
+            const auto hash = extended::hashOf(*folder, name.c_str());
+            if (hash) attributes = *hash;
+        }
+        mBench.touch(peer, folderOf(finish.path));
+        Stamp stamp = stampFor(*mBench.homes[peer], *after, attributes);
+        // A mode that somebody set during the pass must still look like a change to the next one.
+        if (!isOurs && seen.mode != after->mode) stamp.mode = finish.entry.stamps[peer].mode;
+        finish.entry.stamps[peer] = stamp;
+        isWritten = true;
+    }
+    if (finish.created) {
+        const Peer source = otherPeer(*finish.created);
+        const auto folder = mBench.folder(source, folderOf(finish.path));
+        const auto hash = folder ? extended::hashOf(*folder, name.c_str()) : Outcome<std::uint64_t>{Problem{}};
+        finish.entry.stamps[source] = stampFor(*mBench.homes[source], finish.stats[source], hash ? *hash : 0);
+    }
+    finish.entry.kind = Kind::Folder;
+    finish.entry.unfinished = {};
+    if (isWritten && finish.isRecorded) mBench.recordLater(finish.path, finish.entry);
+    return 0;
+}
+
+} // namespace braid

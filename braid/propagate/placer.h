@@ -1,0 +1,36 @@
+#pragma once
+
+#include "stager.h"
+
+namespace braid
+{
+
+/// Puts things in place, each in one step that a killed process cannot leave half done, and only where the disk still
+/// looks as the scan saw it. What is replaced or deleted goes to the trash. Each answers 0 or an errno value; EAGAIN
+/// says that somebody changed the item since the scan.
+class Placer
+{
+public:
+    explicit Placer(Workbench& bench) : mBench(bench) {}
+
+    int place(Staged& staged);
+    int move(const Action& action);
+    int makeFolder(const Action& action);
+    int remove(const Action& action);
+    int restamp(const Action& action);
+
+    /// Sets a folder's final mode and time. `finish.entry` is complete afterwards.
+    int finishFolder(FolderFinish& finish);
+
+private:
+    int putNew(const Staged& staged, int folder, const char* name);
+    int putOver(const Staged& staged, int folder, const char* name);
+    int putOverWithoutExchange(const Staged& staged, int folder, const char* name);
+    int checkSourceStillGone(const Action& action);
+    int markUnfinished(const std::string& path, Peer peer);
+    int restampOne(const Action& action, Peer target, AttributeSet attributes);
+
+    Workbench& mBench;
+};
+
+} // namespace braid

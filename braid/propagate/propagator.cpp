@@ -1,0 +1,285 @@
+#include "propagator.h"
+
+#include <cerrno>
+
+#include "braid/reconcile/arrange.h"
+#include "placer.h"
+
+namespace braid
+{
+
+namespace
+{
+
+constexpr std::size_t kBatchItems = 2000;
+constexpr std::uint64_t kBatchBytes = std::uint64_t{64} << 20;
+constexpr std::size_t kCheckHomesEvery = 200; // deletions
+
+bool failsAtSource(const Problem& problem)
+{
+    return problem.call.starts_with("read");
+}
+
+class Propagator
+{
+public:
+    Propagator(Workbench& bench, OrderedPlan& ordered)
+        : mBench(bench), mOrdered(ordered), mStager(bench), mPlacer(bench)
+    {
+    }
+
+    std::optional<Problem> run();
+
+private:
+    std::optional<Problem> countUpGenerations();
+    std::optional<Problem> tellArchive();
+    std::optional<Problem> makeFolders();
+    std::optional<Problem> handleItems();
+    std::optional<Problem> placeBatch();
+    std::optional<Problem> removeAll(const std::vector<Action>& deletions);
+    std::optional<Problem> restampAll();
+    std::optional<Problem> finishFolders();
+    void announceFolders();
+    void done(const Action& action, int code, std::uint64_t& counter);
+    /// The pass goes on: nobody asked for its end, and both homes still answer.
+    bool goesOn() const { return !mBench.isStopped() && !mLost; }
+    void failedToStage(const Action& action, const Problem& problem);
+    void forgetFinish(const std::set<std::string>& failed);
+
+    Workbench& mBench;
+    OrderedPlan& mOrdered;
+    Stager mStager;
+    Placer mPlacer;
+    std::vector<Staged> mBatch;
+    std::uint64_t mBatchBytes = 0;
+    std::optional<Problem> mLost; ///< A home went away.
+};
+
+/// The file server is gone; every further item would only fail the same way.
+bool meansLostHome(int code)
+{
+    return code == ENOTCONN || code == ESTALE || code == EHOSTDOWN || code == ETIMEDOUT || code == ENODEV;
+}
+
+void Propagator::done(const Action& action, int code, std::uint64_t& counter)
+{
+    mBench.reporter.addItem();
+    if (code == 0) {
+        ++counter;
+    } else if (meansLostHome(code)) {
+        mLost = Problem{code, "reach " + std::string{homeWords(action.target)}, action.path};
+    } else {
+        mBench.fail(action.path, action.target, {code, "update it", action.path});
+    }
+}
+
+/// Before the first write to a home, so that a copy of it that was made earlier is known by its lower number.
+std::optional<Problem> Propagator::countUpGenerations()
+{
+    PerPeer<bool> isWritten;
+    for (const auto* list :
+         {&mOrdered.makeRoom, &mOrdered.folders, &mOrdered.items, &mOrdered.restamps, &mOrdered.deletions}) {
+        for (const Action& action : *list) {
+            const bool both = action.verb == Action::Verb::Restamp;
+            if (both ? action.toLocal != 0 : action.target == Peer::Local) isWritten.local = true;
+            if (both ? action.toNetwork != 0 : action.target == Peer::Network) isWritten.network = true;
+        }
+    }
+    for (const Peer peer : kPeers) {
+        if (!isWritten[peer]) continue;
+        if (auto problem = mBench.homes[peer]->countUpGeneration()) return problem;
+    }
+    mBench.archive.rememberGenerations(
+        {mBench.homes.local->marker()->generation, mBench.homes.network->marker()->generation});
+    return mBench.archive.failure();
+}
+
+std::optional<Problem> Propagator::tellArchive()
+{
+    for (const auto& [path, entry] : mBench.plan.records)
+        mBench.recordLater(path, entry);
+    for (const std::string& path : mBench.plan.forgets)
+        mBench.forgetLater(path);
+    return mBench.settle();
+}
+
+/// A folder gets its mode and time when everything is inside. Should the process end before, the entry written ahead
+/// says whose mode and time are the right ones.
+void Propagator::announceFolders()
+{
+    for (const Action& action : mOrdered.folders) {
+        if (action.stats[action.target].exists()) continue;
+        const Peer source = otherPeer(action.target);
+        Entry ahead;
+        ahead.kind = Kind::Folder;
+        const Stat& model = action.stats[source];
+        ahead.stamps[source] = {model.inode, model.ctime, model.mtime, model.mode,
+                                action.entry.stamps[source].attributes};
+        ahead.unfinished[action.target] = true;
+        mBench.recordLater(action.path, ahead);
+    }
+}
+
+std::optional<Problem> Propagator::makeFolders()
+{
+    if (mOrdered.folders.empty()) return std::nullopt;
+    announceFolders();
+    if (auto problem = mBench.settle()) return problem;
+    std::set<std::string> failed;
+    for (const Action& action : mOrdered.folders) {
+        if (!goesOn()) return mLost;
+        mBench.reporter.at(action.path);
+        const int code = mPlacer.makeFolder(action);
+        done(action, code, mBench.counts.created);
+        if (code != 0) failed.insert(action.path);
+    }
+    forgetFinish(failed);
+    return mLost;
+}
+
+/// What could not be written must not be recorded as if it had been.
+void Propagator::forgetFinish(const std::set<std::string>& failed)
+{
+    if (failed.empty()) return;
+    std::erase_if(mBench.plan.folders, [&](const FolderFinish& finish) { return failed.contains(finish.path); });
+}
+
+std::optional<Problem> Propagator::placeBatch()
+{
+    // One flush makes this batch's copies durable, and with them the renames of the batch before, which the archive
+    // may then know of.
+    for (const Staged& staged : mBatch)
+        mBench.touch(staged.action->target, folderOf(staged.action->path));
+    if (auto problem = mBench.settle()) {
+        for (const Staged& staged : mBatch)
+            mStager.discard(staged);
+        mBatch.clear();
+        return problem;
+    }
+    for (Staged& staged : mBatch) {
+        const Action& action = *staged.action;
+        const bool isNew = !action.stats[action.target].exists();
+        const int code = mPlacer.place(staged);
+        if (code != 0) mStager.discard(staged);
+        if (code == 0) {
+            mBench.recordLater(action.path, staged.entry);
+            mBench.counts.bytes += staged.bytes;
+        }
+        done(action, code, isNew ? mBench.counts.created : mBench.counts.updated);
+    }
+    mBatch.clear();
+    mBatchBytes = 0;
+    return mLost;
+}
+
+void Propagator::failedToStage(const Action& action, const Problem& problem)
+{
+    const Peer peer = failsAtSource(problem) ? otherPeer(action.target) : action.target;
+    if (meansLostHome(problem.code)) {
+        mLost = Problem{problem.code, "reach " + std::string{homeWords(peer)}, action.path};
+        return;
+    }
+    mBench.fail(action.path, peer, problem);
+    mBench.reporter.addItem();
+}
+
+std::optional<Problem> Propagator::handleItems()
+{
+    for (const Action& action : mOrdered.items) {
+        if (!goesOn()) break;
+        mBench.reporter.at(action.path);
+        if (action.verb == Action::Verb::Move) {
+            done(action, mPlacer.move(action), mBench.counts.renamed);
+            continue;
+        }
+        auto staged = mStager.stage(action);
+        if (!staged) {
+            if (mBench.isStopped()) break;
+            failedToStage(action, staged.problem());
+            continue;
+        }
+        mBatchBytes += staged->bytes;
+        mBatch.push_back(std::move(*staged));
+        if (mBatch.size() < kBatchItems && mBatchBytes < kBatchBytes) continue;
+        if (auto problem = placeBatch()) return problem;
+    }
+    if (!goesOn()) {
+        for (const Staged& staged : mBatch)
+            mStager.discard(staged);
+        mBatch.clear();
+        return mLost;
+    }
+    return placeBatch();
+}
+
+std::optional<Problem> Propagator::removeAll(const std::vector<Action>& deletions)
+{
+    std::size_t sinceCheck = kCheckHomesEvery;
+    for (const Action& action : deletions) {
+        if (!goesOn()) return mLost;
+        if (++sinceCheck > kCheckHomesEvery) {
+            // A share that went away may leave an empty folder behind that answers like a home without files.
+            for (const Peer peer : kPeers) {
+                if (auto problem = mBench.homes[peer]->checkStillThere()) return problem;
+            }
+            sinceCheck = 0;
+        }
+        mBench.reporter.at(action.path);
+        const int code = mPlacer.remove(action);
+        if (code == 0) mBench.forgetLater(action.path);
+        done(action, code, mBench.counts.deleted);
+        if (!mBench.hasMuchToSettle()) continue;
+        if (auto problem = mBench.settle()) return problem;
+    }
+    return mLost;
+}
+
+std::optional<Problem> Propagator::restampAll()
+{
+    std::set<std::string> failed;
+    for (const Action& action : mOrdered.restamps) {
+        if (!goesOn()) return mLost;
+        mBench.reporter.at(action.path);
+        const int code = mPlacer.restamp(action);
+        done(action, code, mBench.counts.updated);
+        if (code != 0) failed.insert(action.path);
+        if (!mBench.hasMuchToSettle()) continue;
+        if (auto problem = mBench.settle()) return problem;
+    }
+    forgetFinish(failed);
+    return mLost;
+}
+
+std::optional<Problem> Propagator::finishFolders()
+{
+    for (FolderFinish& finish : mBench.plan.folders) {
+        if (!goesOn()) return mLost;
+        const int code = mPlacer.finishFolder(finish);
+        if (code != 0 && code != EAGAIN) {
+            mBench.fail(finish.path, finish.created.value_or(Peer::Network), {code, "set its time", finish.path});
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Problem> Propagator::run()
+{
+    if (auto problem = countUpGenerations()) return problem;
+    if (auto problem = tellArchive()) return problem;
+    if (auto problem = removeAll(mOrdered.makeRoom)) return problem;
+    if (auto problem = makeFolders()) return problem;
+    if (auto problem = handleItems()) return problem;
+    if (auto problem = restampAll()) return problem;
+    if (auto problem = removeAll(mOrdered.deletions)) return problem;
+    if (auto problem = finishFolders()) return problem;
+    return mBench.settle();
+}
+
+} // namespace
+
+std::optional<Problem> propagate(Workbench& bench, OrderedPlan& ordered)
+{
+    return Propagator{bench, ordered}.run();
+}
+
+} // namespace braid

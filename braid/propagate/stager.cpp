@@ -1,0 +1,174 @@
+#include "stager.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "braid/disk/calls.h"
+#include "braid/disk/content.h"
+#include "braid/disk/extended.h"
+#include "braid/disk/listing.h"
+#include "braid/reconcile/judge.h"
+
+namespace braid
+{
+
+namespace
+{
+
+constexpr int kMaxAttempts = 3;
+
+std::string oldName(std::uint64_t inode)
+{
+    return "old-" + std::to_string(inode);
+}
+
+} // namespace
+
+Outcome<Staged> Stager::stage(const Action& action)
+{
+    const Peer source = otherPeer(action.target);
+    const auto folder = mBench.folder(source, folderOf(action.path));
+    if (!folder) return folder.problem();
+    const std::string name{nameOf(action.path)};
+    Stat stat = action.stats[source];
+    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+        auto staged = stat.kind == Kind::Link ? stageLink(action, *folder, stat) : stageFile(action, *folder, stat);
+        if (staged || staged.problem().code != EAGAIN) return staged;
+        // Somebody is writing it. What the decision rests on still holds as long as it stays what it is.
+        const auto now = disk::statAt(*folder, name.c_str());
+        if (!now) return now.problem();
+        if (now->kind != stat.kind) break;
+        stat = *now;
+    }
+    return Problem{EAGAIN, "copy it", action.path};
+}
+
+Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const Stat& source)
+{
+    const std::string sourceName{nameOf(action.path)};
+    const auto file = disk::openFile(sourceFolder, sourceName.c_str());
+    if (!file) return file.problem();
+    const auto before = disk::statOf(file->number());
+    if (!before) return before.problem();
+    if (!isUnchanged(*before, source)) return Problem{EAGAIN, "copy it", action.path};
+
+    Home& home = *mBench.homes[action.target];
+    Staged staged;
+    staged.action = &action;
+    staged.name = "new-" + std::to_string(++mSerial);
+    const auto copy = disk::createFile(home.staging(), staged.name.c_str());
+    if (!copy) return copy.problem();
+    const auto fail = [&](const Problem& problem) {
+        discard(staged);
+        return problem;
+    };
+
+    const auto digest = copyContent(*file, source, *copy, mBench.stop, [&](std::uint64_t bytes) {
+        staged.bytes += bytes;
+        mBench.reporter.addBytes(bytes);
+    });
+    if (!digest) return fail(digest.problem());
+    const auto after = disk::statOf(file->number());
+    if (!after) return fail(after.problem());
+    if (!isUnchanged(*after, source)) return fail({EAGAIN, "copy it", action.path});
+
+    staged.entry.digest = *digest;
+    if (int code = finish(staged, sourceFolder, source)) return fail({code, "write a copy of it", action.path});
+    if (home.flushesEachFile()) {
+        if (int code = disk::syncFile(copy->number())) return fail({code, "write a copy of it", action.path});
+    }
+    return staged;
+}
+
+Outcome<Staged> Stager::stageLink(const Action& action, int sourceFolder, const Stat& source)
+{
+    const std::string sourceName{nameOf(action.path)};
+    const auto target = disk::readLink(sourceFolder, sourceName.c_str());
+    if (!target) return target.problem();
+    const auto after = disk::statAt(sourceFolder, sourceName.c_str());
+    if (!after) return after.problem();
+    if (!isUnchanged(*after, source)) return Problem{EAGAIN, "copy it", action.path};
+
+    Staged staged;
+    staged.action = &action;
+    staged.name = "new-" + std::to_string(++mSerial);
+    staged.entry.digest = digestOf(*target);
+    const int folder = mBench.homes[action.target]->staging();
+    if (int code = disk::makeLink(folder, staged.name.c_str(), *target)) return Problem{code, "make the link", ""};
+    if (int code = finish(staged, sourceFolder, source)) {
+        discard(staged);
+        return Problem{code, "make the link", action.path};
+    }
+    return staged;
+}
+
+/// Gives the copy its attributes and, where it will be swapped with an older version, the name that tells so.
+int Stager::finish(Staged& staged, int sourceFolder, const Stat& source)
+{
+    const Action& action = *staged.action;
+    const Peer sourcePeer = otherPeer(action.target);
+    const int folder = mBench.homes[action.target]->staging();
+    const std::string sourceName{nameOf(action.path)};
+    const char* name = staged.name.c_str();
+
+    std::uint64_t sourceAttributes = 0;
+    std::uint64_t copiedAttributes = 0;
+    if (source.kind == Kind::File) {
+        const auto copied = extended::copy(sourceFolder, sourceName.c_str(), folder, name);
+        if (!copied) return copied.problem().code;
+        copiedAttributes = *copied;
+        const auto own = extended::hashOf(sourceFolder, sourceName.c_str());
+        if (!own) return own.problem().code;
+        sourceAttributes = *own;
+    }
+    if (::geteuid() == 0) disk::setOwner(folder, name, source.owner, source.group);
+    if (source.kind == Kind::File) {
+        // A file server that keeps no modes refuses or ignores this; then the copy has the mode it gives.
+        if (int code = disk::setMode(folder, name, source.mode); code != 0 && code != EPERM && code != ENOTSUP) {
+            return code;
+        }
+    }
+    if (int code = disk::setModifiedTime(folder, name, source.mtime); code != 0 && source.kind == Kind::File) {
+        return code;
+    }
+    auto stat = disk::statAt(folder, name);
+    if (!stat) return stat.problem().code;
+    staged.stat = *stat;
+    if (action.stats[action.target].exists()) {
+        const std::string swapped = oldName(stat->inode);
+        if (int code = disk::renameOver(folder, name, folder, swapped.c_str())) return code;
+        staged.name = swapped;
+    }
+    staged.entry.kind = source.kind;
+    staged.entry.size = source.size;
+    staged.entry.stamps[sourcePeer] = stampFor(*mBench.homes[sourcePeer], source, sourceAttributes);
+    staged.entry.stamps[action.target].attributes = copiedAttributes;
+    return 0;
+}
+
+void Stager::discard(const Staged& staged)
+{
+    disk::unlink(mBench.homes[staged.action->target]->staging(), staged.name.c_str());
+}
+
+std::optional<Problem> Stager::recover(Home& home, Trash& trash)
+{
+    const Listing left = listFolder(home.staging(), home.device(), "");
+    if (left.problem) return left.problem;
+    for (const Listing::Item& item : left.items) {
+        const bool isCopy = item.name.starts_with("new-") || item.name == oldName(item.stat.inode);
+        int code = 0;
+        if (item.stat.kind == Kind::Folder) {
+            code = disk::removeFolder(home.staging(), item.name.c_str());
+        } else if (isCopy) {
+            code = disk::unlink(home.staging(), item.name.c_str());
+        } else {
+            code = trash.keep(home.staging(), item.name.c_str(), "recovered-" + item.name, item.stat);
+        }
+        if (code != 0) return Problem{code, "clear the staging folder", ".Braid/staging"};
+    }
+    return std::nullopt;
+}
+
+} // namespace braid

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <set>
+#include <string>
+
+#include "braid/archive/archive.h"
+#include "braid/home/home.h"
+#include "braid/home/trash.h"
+#include "braid/jobs/coverage.h"
+#include "braid/pass/reporter.h"
+#include "braid/reconcile/plan.h"
+
+namespace braid
+{
+
+/// What carrying out a plan works with, and what it leaves behind for the report and the archive.
+class Workbench
+{
+public:
+    Workbench(const PerPeer<Home*>& homes, Archive& archive, const Coverage& coverage, Reporter& reporter,
+              std::stop_token stop, Plan& plan);
+
+    const PerPeer<Home*>& homes;
+    Archive& archive;
+    const Coverage& coverage;
+    Reporter& reporter;
+    std::stop_token stop;
+    Plan& plan;
+    PerPeer<Trash> trash;
+    Counts counts;
+    PerPeer<std::set<std::string>> disturbed; ///< Folders whose entries this pass changed.
+
+    /// The folder, held open until another one of the same side is asked for.
+    Outcome<int> folder(Peer peer, std::string_view path);
+    /// The same; what is missing of it is made like the other side's.
+    Outcome<int> ensureFolder(Peer peer, std::string_view path);
+
+    /// The entries of `folder` change; they must be made durable before the archive learns of it.
+    void touch(Peer peer, std::string_view folder);
+
+    /// What the archive is to learn once the disk holds it.
+    void recordLater(const std::string& path, const Entry& entry);
+    void forgetLater(const std::string& path);
+
+    /// Makes everything on the disks durable that was written so far, then tells the archive what it may know. After
+    /// a problem the archive still holds the state before.
+    std::optional<Problem> settle();
+    bool hasMuchToSettle() const;
+
+    void fail(const std::string& path, Peer peer, const Problem& problem);
+    bool isStopped() const { return stop.stop_requested(); }
+
+private:
+    struct Cached {
+        std::string path;
+        Descriptor descriptor;
+    };
+
+    PerPeer<Cached> mCached;
+    PerPeer<std::set<std::string>> mUnsynced;
+    std::vector<std::pair<std::string, Entry>> mRecords;
+    std::vector<std::string> mForgets;
+};
+
+} // namespace braid

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <stop_token>
+#include <string>
+
+#include "braid/archive/archive.h"
+#include "braid/home/home.h"
+#include "decide.h"
+
+namespace braid
+{
+
+/// A folder of both homes, opened only when something in it must be read.
+class FolderPair
+{
+public:
+    FolderPair(const PerPeer<Home*>& homes, const std::string& path) : mHomes(homes), mPath(path) {}
+
+    Outcome<int> on(Peer peer);
+
+private:
+    const PerPeer<Home*>& mHomes;
+    const std::string& mPath;
+    PerPeer<Descriptor> mOpened;
+};
+
+/// One item of both homes, ready to be decided on.
+struct Judgement {
+    Facts before;
+    PerPeer<Facts> now;
+    Entry entry;                    ///< What to record if the sides agree.
+    bool stampsMoved = false;       ///< The archive's stamps no longer fit, whether or not anything changed.
+    PerPeer<bool> mustRestamp;      ///< An earlier pass did not get to finish this folder.
+    std::optional<Problem> problem; ///< Set: the item could not be read; the rest says nothing.
+    Peer problemAt = Peer::Local;
+};
+
+/// A stamp for an item that lies in `home` as `stat` says. An item younger than the file system's step could change
+/// once more without looking different, so its stamp is not trusted.
+Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes);
+
+/// Compares what both sides hold with what was agreed, reading content only where the figures leave a doubt. `entry`
+/// is null where nothing was agreed.
+Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const Entry* entry,
+                const PerPeer<Stat>& stats, const std::stop_token& stop);
+
+} // namespace braid

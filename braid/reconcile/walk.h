@@ -1,0 +1,45 @@
+#pragma once
+
+#include <functional>
+#include <stop_token>
+#include <string>
+
+#include "braid/disk/listing.h"
+#include "braid/home/home.h"
+#include "braid/jobs/coverage.h"
+#include "plan.h"
+
+namespace braid
+{
+
+/// What the walk works with. Everything is borrowed.
+struct WalkContext {
+    PerPeer<Home*> homes;
+    Archive& archive;
+    const Coverage& coverage;
+    ListingPool& pool;
+    std::stop_token stop;
+    bool trustsArchive = true; ///< False: a first sync, nothing was ever agreed and nothing is deleted.
+    std::function<void(const std::string& folder)> onFolder;
+
+    std::vector<NamedEntry> agreedIn(std::string_view folder) const
+    {
+        return trustsArchive ? archive.children(folder) : std::vector<NamedEntry>{};
+    }
+    std::future<Listing> list(Peer peer, const std::string& folder) const
+    {
+        return pool.request(homes[peer]->root(), homes[peer]->device(), folder);
+    }
+};
+
+/// Walks both homes side by side, folder by folder, together with the archive, and plans what is to be done. Writes
+/// nothing. After a stop request the plan is cut short and must not be used.
+Plan planPass(const WalkContext& context);
+
+/// Adds an error about an item, in words.
+void addError(Plan& plan, const std::string& path, Peer peer, const Problem& problem);
+
+/// Notes that a job must end before its first write.
+void endJob(Plan& plan, std::size_t job, JobEnd end);
+
+} // namespace braid

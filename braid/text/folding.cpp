@@ -1,0 +1,151 @@
+#include "folding.h"
+
+#include <unicode/ucasemap.h>
+#include <unicode/uchar.h>
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+
+namespace braid::text
+{
+
+namespace
+{
+
+constexpr char32_t kFirstAfterUnicode = 0x110000;
+constexpr char16_t kLoneSurrogates = 0xDC00;
+
+bool isAscii(std::string_view bytes)
+{
+    return std::ranges::all_of(bytes, [](char byte) { return static_cast<unsigned char>(byte) < 0x80; });
+}
+
+char lowerAscii(char byte)
+{
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte + ('a' - 'A')) : byte;
+}
+
+/// Calls `onCharacter(code point)` or `onByte(byte)` for each piece of `bytes`, in order.
+template <class OnCharacter, class OnByte>
+void eachCharacter(std::string_view bytes, OnCharacter onCharacter, OnByte onByte)
+{
+    const auto* raw = reinterpret_cast<const std::uint8_t*>(bytes.data());
+    const auto length = static_cast<std::int32_t>(bytes.size());
+    std::int32_t at = 0;
+    while (at < length) {
+        const std::int32_t start = at;
+        UChar32 character = 0;
+        U8_NEXT(raw, at, length, character);
+        if (character >= 0) {
+            onCharacter(character);
+            continue;
+        }
+        at = start + 1; // one byte at a time, so that every byte keeps its identity
+        onByte(raw[start]);
+    }
+}
+
+void appendUtf8(std::string& out, UChar32 character)
+{
+    std::array<std::uint8_t, U8_MAX_LENGTH> buffer{};
+    std::int32_t length = 0;
+    U8_APPEND_UNSAFE(buffer.data(), length, character);
+    out.append(reinterpret_cast<const char*>(buffer.data()), static_cast<std::size_t>(length));
+}
+
+struct CaseMapCloser {
+    void operator()(UCaseMap* map) const { ucasemap_close(map); }
+};
+
+/// Folds valid UTF-8 and appends it.
+void appendFolded(std::string& out, std::string_view valid)
+{
+    static const std::unique_ptr<UCaseMap, CaseMapCloser> map = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        return std::unique_ptr<UCaseMap, CaseMapCloser>{ucasemap_open("", U_FOLD_CASE_DEFAULT, &status)};
+    }();
+    const std::size_t start = out.size();
+    std::size_t room = valid.size() * 3 + 16; // no folding grows a character more than threefold
+    out.resize(start + room);
+    UErrorCode status = U_ZERO_ERROR;
+    const std::int32_t length = ucasemap_utf8FoldCase(map.get(), out.data() + start, static_cast<std::int32_t>(room),
+                                                      valid.data(), static_cast<std::int32_t>(valid.size()), &status);
+    if (U_FAILURE(status)) {
+        out.replace(start, std::string::npos, valid);
+        return;
+    }
+    out.resize(start + static_cast<std::size_t>(length));
+}
+
+} // namespace
+
+void foldCase(std::string_view bytes, std::string& folded)
+{
+    folded.clear();
+    if (isAscii(bytes)) {
+        folded.resize(bytes.size());
+        std::ranges::transform(bytes, folded.begin(), lowerAscii);
+        return;
+    }
+    std::string valid;
+    const auto flush = [&] {
+        if (!valid.empty()) appendFolded(folded, valid);
+        valid.clear();
+    };
+    eachCharacter(
+        bytes, [&](UChar32 character) { appendUtf8(valid, character); },
+        [&](std::uint8_t byte) {
+            flush();
+            folded.push_back(static_cast<char>(byte));
+        });
+    flush();
+}
+
+void foldCharacters(std::string_view bytes, std::vector<char32_t>& characters)
+{
+    characters.clear();
+    eachCharacter(
+        bytes,
+        [&](UChar32 character) {
+            characters.push_back(static_cast<char32_t>(u_foldCase(character, U_FOLD_CASE_DEFAULT)));
+        },
+        [&](std::uint8_t byte) { characters.push_back(kFirstAfterUnicode + byte); });
+}
+
+std::u16string toUtf16(std::string_view bytes)
+{
+    std::u16string units;
+    units.reserve(bytes.size());
+    eachCharacter(
+        bytes,
+        [&](UChar32 character) {
+            if (U_IS_BMP(character)) {
+                units.push_back(static_cast<char16_t>(character));
+            } else {
+                units.push_back(static_cast<char16_t>(U16_LEAD(character)));
+                units.push_back(static_cast<char16_t>(U16_TRAIL(character)));
+            }
+        },
+        [&](std::uint8_t byte) { units.push_back(static_cast<char16_t>(kLoneSurrogates + byte)); });
+    return units;
+}
+
+std::string printable(std::string_view bytes)
+{
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    std::string out;
+    out.reserve(bytes.size());
+    eachCharacter(
+        bytes, [&](UChar32 character) { appendUtf8(out, character); },
+        [&](std::uint8_t byte) {
+            out += "\\x";
+            out += kDigits[byte >> 4];
+            out += kDigits[byte & 15];
+        });
+    return out;
+}
+
+} // namespace braid::text
