@@ -63,7 +63,7 @@ protected:
     NamedPeer mRemote{"remote"};
 
 private:
-    void SetUp() override { std::filesystem::create_directories(mHome); }
+    void SetUp() override { std::filesystem::create_directories(mHome + "/Library"); }
 };
 
 TEST(SyncNames, UnknownNumbersShowTheNumber)
