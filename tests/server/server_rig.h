@@ -1,0 +1,126 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "server/pavo_server.h"
+#include "tests/fakes/fake_application.h"
+#include "tests/fakes/fake_bundles.h"
+#include "tests/fakes/fake_object_messaging.h"
+#include "tests/fakes/recording_log.h"
+
+/// Flows that note what was started and end as they were told.
+class FakeFlows final : public roamer::Flows
+{
+public:
+    struct Script {
+        std::vector<std::string> started;
+        bool syncNowEndsProcess = false;
+        std::int32_t status = 0;
+        bool prefSyncCompleted = true;
+        bool firstTimeSync = false; ///< As a check was called.
+        std::function<void()> whileRunning;
+        roamer::SharedState* state = nullptr;
+    };
+    FakeFlows(Script& script, roamer::SharedState& state) : mScript(script) { mScript.state = &state; }
+
+    bool syncNow() override
+    {
+        run("syncNow");
+        return mScript.syncNowEndsProcess;
+    }
+    std::int32_t refreshPreferences() override
+    {
+        run("refreshPreferences");
+        return mScript.status;
+    }
+    std::int32_t doPavoLoginChecks(bool firstTimeSync, bool* prefSyncCompleted) override
+    {
+        return check("login", firstTimeSync, prefSyncCompleted);
+    }
+    std::int32_t doPavoLogoutChecks(bool firstTimeSync, bool* prefSyncCompleted) override
+    {
+        return check("logout", firstTimeSync, prefSyncCompleted);
+    }
+
+private:
+    void run(const char* name)
+    {
+        mScript.started.emplace_back(name);
+        if (mScript.whileRunning) mScript.whileRunning();
+    }
+    std::int32_t check(const char* name, bool firstTimeSync, bool* prefSyncCompleted)
+    {
+        mScript.firstTimeSync = firstTimeSync;
+        if (prefSyncCompleted != nullptr) *prefSyncCompleted = mScript.prefSyncCompleted;
+        run(name);
+        return mScript.status;
+    }
+
+    Script& mScript;
+};
+
+/// Another process's agent.
+class OtherAgent final : public platform::Pavo_Server
+{
+public:
+    std::vector<std::string> received;
+    bool isGone = false;
+
+    void pavo_quit() override { receive("quit"); }
+    void pavo_refreshPreferences() override { receive("refreshPreferences"); }
+    void pavo_syncNow() override { receive("syncNow"); }
+    std::int32_t pavo_doLogoutChecks(bool, bool*) override { return -1; }
+    std::int32_t pavo_doLoginChecks(bool, bool*) override { return -1; }
+
+private:
+    void receive(const char* message)
+    {
+        if (isGone) throw platform::Failure("MessageNotSent", "it has just ended");
+        received.emplace_back(message);
+    }
+};
+
+/// A process with its server object, on doubles.
+struct ServerRig {
+    fakes::RecordingLog log;
+    fakes::FakeApplication application;
+    fakes::FakeBundles bundles;
+    fakes::FakeObjectMessaging messaging;
+    FakeFlows::Script flows;
+    bool flowsCanBeMade = true;
+
+    ServerRig()
+    {
+        bundles.bundles[platform::kCustodiaBundlePath].dictionaries["English/localizable.strings"] = {{"PAVO_OK", "OK"},
+                                                                                                      {"NUMBER", 1}};
+    }
+    ~ServerRig() { roamer::gPavoServer.reset(); }
+
+    roamer::ServerServices services() { return {application, bundles, messaging}; }
+    roamer::FlowsFactory flowsFactory()
+    {
+        return [this](roamer::SharedState& state) -> std::unique_ptr<roamer::Flows> {
+            if (!flowsCanBeMade) return nullptr;
+            return std::make_unique<FakeFlows>(flows, state);
+        };
+    }
+    bool start(bool createConnection = true)
+    {
+        return roamer::Pavo_StartPavo(roamer::kRunModeStartup, createConnection, services(), flowsFactory());
+    }
+    /// Whether `act` came to the point where a real process is gone.
+    template <typename Act>
+    bool endsProcess(const Act& act)
+    {
+        try {
+            act();
+            return false;
+        } catch (const fakes::FakeApplication::ProcessEnded&) {
+            return true;
+        }
+    }
+};
