@@ -19,7 +19,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
-#include "pass_plan.h"
+#include "braid/jobs/coverage.h"
 #include "util/debug_log.h"
 #include "util/path_text.h"
 
@@ -50,8 +50,8 @@ using Folder = std::unique_ptr<DIR, FolderCloser>;
 class Watch
 {
 public:
-    Watch(std::string home, std::vector<Job> jobs, std::stop_token stop)
-        : mHome(std::move(home)), mCoverage(std::move(jobs)), mStop(std::move(stop)),
+    Watch(std::string home, const std::vector<Job>& jobs, std::stop_token stop)
+        : mHome(std::move(home)), mCoverage(jobs), mStop(std::move(stop)),
           mInotify(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK))
     {
         if (mInotify < 0) giveUp("inotify_init1");
@@ -65,16 +65,7 @@ public:
 
     int descriptor() const { return mInotify; }
 
-    /// Watches the folder and what lies below it. `top` is home-relative, "" for the home.
-    void addTree(const std::string& top)
-    {
-        std::vector<std::string> waiting{top};
-        while (!waiting.empty() && !mStop.stop_requested() && !mIsFull) {
-            const std::string folder = std::move(waiting.back());
-            waiting.pop_back();
-            if (addFolder(folder)) listFolders(folder, waiting);
-        }
-    }
+    void addHome() { addTree({"", mCoverage.top()}); }
 
     /// Takes what has happened; whether any of it is worth a pass.
     bool takeEvents()
@@ -94,9 +85,31 @@ public:
     }
 
 private:
-    std::string absolute(const std::string& folder) const { return roamer::pathByAppending(mHome, folder); }
+    struct Watched {
+        std::string path; ///< Home-relative, "" for the home.
+        Coverage::State state;
 
-    bool addFolder(const std::string& folder)
+        std::string pathOf(std::string_view name) const
+        {
+            return path.empty() ? std::string(name) : path + "/" + std::string(name);
+        }
+        bool isWithin(const std::string& top) const { return path == top || path.starts_with(top + "/"); }
+    };
+
+    std::string absolute(const Watched& folder) const { return roamer::pathByAppending(mHome, folder.path); }
+
+    /// Watches the folder and what lies below it.
+    void addTree(Watched top)
+    {
+        std::vector<Watched> waiting{std::move(top)};
+        while (!waiting.empty() && !mStop.stop_requested() && !mIsFull) {
+            const Watched folder = std::move(waiting.back());
+            waiting.pop_back();
+            if (addFolder(folder)) listFolders(folder, waiting);
+        }
+    }
+
+    bool addFolder(const Watched& folder)
     {
         if (mFolders.size() >= InotifyWatcher::kMaxWatches) {
             errno = ENOSPC;
@@ -109,11 +122,11 @@ private:
             if (errno == ENOSPC || errno == ENOMEM) giveUp("inotify_add_watch");
             return false;
         }
-        mFolders[watch] = folder;
+        mFolders.insert_or_assign(watch, folder);
         return true;
     }
 
-    void listFolders(const std::string& folder, std::vector<std::string>& result) const
+    void listFolders(const Watched& folder, std::vector<Watched>& result) const
     {
         const int descriptor = ::open(absolute(folder).c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (descriptor < 0) return;
@@ -127,39 +140,43 @@ private:
             // An unknown type is tried: the watch refuses what is not a folder.
             if (entry->d_type != DT_DIR && entry->d_type != DT_UNKNOWN) continue;
             if (name == "." || name == ".." || isEnginesOwn(name)) continue;
-            auto path = folder.empty() ? std::string(name) : folder + "/" + std::string(name);
-            if (mCoverage.leadsToCovered(path)) result.push_back(std::move(path));
+            auto path = folder.pathOf(name);
+            auto state = mCoverage.below(folder.state, path);
+            if (Coverage::leadsSomewhere(state)) result.push_back({std::move(path), std::move(state)});
         }
     }
 
     bool takeEvent(const inotify_event& event)
     {
         if ((event.mask & IN_Q_OVERFLOW) != 0) return true;
-        const auto folder = mFolders.find(event.wd);
-        if (folder == mFolders.end()) return false;
+        const auto found = mFolders.find(event.wd);
+        if (found == mFolders.end()) return false;
         if ((event.mask & IN_IGNORED) != 0) {
-            mFolders.erase(folder);
+            mFolders.erase(found);
             return false;
         }
+        const Watched folder = found->second;
         const std::string_view name = event.len > 0 ? event.name : "";
         if (name.empty() || isEnginesOwn(name)) return false;
-        const auto path = folder->second.empty() ? std::string(name) : folder->second + "/" + std::string(name);
-        if ((event.mask & IN_ISDIR) != 0) {
-            if (!mCoverage.leadsToCovered(path)) return false;
-            if ((event.mask & IN_MOVED_FROM) != 0) dropTree(path);
-            if ((event.mask & (IN_CREATE | IN_MOVED_TO)) != 0) addTree(path);
-        }
-        return mCoverage.covers(path);
+        const std::string path = folder.pathOf(name);
+        if ((event.mask & IN_ISDIR) != 0) takeFolderEvent(event.mask, {path, mCoverage.below(folder.state, path)});
+        return mCoverage.jobOfItem(folder.state, path).has_value();
     }
 
-    // A folder that moved away keeps its watches, under a path that is no longer its own.
+    void takeFolderEvent(std::uint32_t mask, const Watched& folder)
+    {
+        if (!Coverage::leadsSomewhere(folder.state)) return;
+        // A folder that moved away keeps its watches, under a path that is no longer its own.
+        if ((mask & IN_MOVED_FROM) != 0) dropTree(folder.path);
+        if ((mask & (IN_CREATE | IN_MOVED_TO)) != 0) addTree(folder);
+    }
+
     void dropTree(const std::string& top)
     {
         for (const auto& [watch, folder] : mFolders) {
-            if (folder == top || folder.starts_with(top + "/")) ::inotify_rm_watch(mInotify, watch);
+            if (folder.isWithin(top)) ::inotify_rm_watch(mInotify, watch);
         }
-        std::erase_if(mFolders,
-                      [&](const auto& item) { return item.second == top || item.second.starts_with(top + "/"); });
+        std::erase_if(mFolders, [&](const auto& item) { return item.second.isWithin(top); });
     }
 
     void giveUp(const char* call)
@@ -175,7 +192,7 @@ private:
     std::stop_token mStop;
     int mInotify;
     bool mIsFull = false;
-    std::map<int, std::string> mFolders;
+    std::map<int, Watched> mFolders;
 };
 
 /// Waits for events and tells of them until asked to stop.
@@ -216,7 +233,7 @@ void InotifyWatcher::watch(std::vector<Job> jobs, std::function<void()> changed)
     mThread = std::jthread([this, jobs = std::move(jobs), changed = std::move(changed)](const std::stop_token& stop) {
         Watch watch(mHome.string(), jobs, stop);
         if (watch.descriptor() < 0) return;
-        watch.addTree("");
+        watch.addHome();
         watchLoop(watch, mWake, stop, [this, &changed] { mPost(changed); });
     });
 }

@@ -1,6 +1,5 @@
 #include "pass_plan.h"
 
-#include <algorithm>
 #include <array>
 #include <optional>
 
@@ -118,24 +117,6 @@ std::optional<Refusal> addRules(Job& job, const roamer::MatchRules& rules)
     return std::nullopt;
 }
 
-/// `path` lies at or below `folder`.
-bool isWithin(std::string_view path, std::string_view folder)
-{
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
-bool isExcluded(const Job& job, std::string_view path)
-{
-    return std::any_of(job.exclusions.begin(), job.exclusions.end(),
-                       [path](const MatchRule& rule) { return rule.matches(path); });
-}
-
-bool isIncluded(const Job& job, std::string_view path)
-{
-    return job.inclusions.empty() || std::any_of(job.inclusions.begin(), job.inclusions.end(),
-                                                 [path](const auto& folder) { return isWithin(path, folder); });
-}
-
 } // namespace
 
 std::variant<std::vector<Job>, Refusal> jobsOf(const SyncSet& set)
@@ -152,22 +133,6 @@ std::variant<std::vector<Job>, Refusal> jobsOf(const SyncSet& set)
     }
     if (auto refused = applyOptions(jobs, set.defaultSyncOptions)) return *std::move(refused);
     return jobs;
-}
-
-bool Coverage::covers(std::string_view path) const
-{
-    return std::any_of(mJobs.begin(), mJobs.end(),
-                       [path](const Job& job) { return isIncluded(job, path) && !isExcluded(job, path); });
-}
-
-bool Coverage::leadsToCovered(std::string_view folder) const
-{
-    return std::any_of(mJobs.begin(), mJobs.end(), [folder](const Job& job) {
-        if (folder.empty()) return true;
-        if (isExcluded(job, folder)) return false;
-        return isIncluded(job, folder) || std::any_of(job.inclusions.begin(), job.inclusions.end(),
-                                                      [folder](auto& path) { return isWithin(path, folder); });
-    });
 }
 
 } // namespace braid::agent
