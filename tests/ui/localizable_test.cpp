@@ -1,0 +1,112 @@
+// The shipped texts against the code that asks for them.
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "platform/linux/bundle.h"
+#include "platform/linux/property_list_codec.h"
+#include "tests/fakes/temp_root.h"
+
+namespace
+{
+
+/// Texts that are filled, and how many values they get. All others are shown as they are.
+const std::map<std::string, int> kPlaceholders = {
+    {"PAVO_PROG_TITLE", 2},
+    {"PAVO_PROG_TITLE_WITH_PARTS", 3},
+    {"PAVO_PROG_PATH_MESSAGE", 1},
+    {"PAVO_PROG_STATUS_MESSAGE_PROGRESS", 3},
+    {"PAVO_PROG_STATUS_MESSAGE_ITEMS", 3},
+    {"PAVO_PROG_STATUS_MESSAGE_SYNCPPART_COMPLETE", 1},
+    {"PAVO_PROG_STATUS_MESSAGE_SYNCPART_SKIPPED", 1},
+    {"PAVO_PROG_STATUS_MESSAGE_BYTES", 1},
+    {"PAVO_PROG_STATUS_MESSAGE_KILOBYTES", 1},
+    {"PAVO_PROG_STATUS_MESSAGE_MEGABYTES", 1},
+    {"PAVO_PROG_STATUS_MESSAGE_GIGABYTES", 1},
+    {"PAVO_HOME_NET_HOME_TIME_NEWER_MESSAGE", 2},
+};
+
+/// Every text key that is written in the agent's sources.
+std::set<std::string> keysInSources()
+{
+    const std::regex literal("\"(PAVO_[A-Za-z_]+)\"");
+    std::set<std::string> keys;
+    for (const char* folder : {"ui", "home", "sync", "flows", "server"}) {
+        for (const auto& file :
+             std::filesystem::directory_iterator(std::filesystem::path(ROAMER_SOURCE_DIR) / folder)) {
+            const auto source = fakes::TempRoot::readFile(file.path());
+            for (std::sregex_iterator match(source.begin(), source.end(), literal), end; match != end; ++match)
+                keys.insert((*match)[1]);
+        }
+    }
+    return keys;
+}
+
+long matches(const std::string& text, const char* pattern)
+{
+    const std::regex expression(pattern);
+    return std::distance(std::sregex_iterator(text.begin(), text.end(), expression), std::sregex_iterator());
+}
+
+struct ShippedBundles : testing::Test {
+    fakes::TempRoot root;
+    std::unique_ptr<platform::PropertyListCodec> codec = platform::makePropertyListCodec();
+    std::unique_ptr<platform::Bundles> bundles = platform::makeBundles(*codec);
+
+    ShippedBundles()
+    {
+        std::filesystem::create_directories(root.real("/System/Library"));
+        std::filesystem::create_directory_symlink(std::filesystem::path(ROAMER_SOURCE_DIR) / "resources",
+                                                  root.real("/System/Library/Hearth"));
+    }
+};
+
+} // namespace
+
+TEST_F(ShippedBundles, EveryKeyHasItsTextWithTheRightPlaceholders)
+{
+    const auto bundle = bundles->bundleWithPath(platform::kCustodiaBundlePath);
+    ASSERT_NE(bundle, nullptr);
+    EXPECT_EQ(bundle->name(), "Roamer");
+    EXPECT_TRUE(bundle->version());
+    EXPECT_TRUE(bundle->pathForResource("mobility_64", "tiff"));
+    const auto path = bundle->pathForResource("localizable", "strings", "English");
+    ASSERT_TRUE(path);
+    const auto texts = bundle->dictionaryWithContentsOfFile(*path);
+    ASSERT_TRUE(texts);
+
+    const auto keys = keysInSources();
+    EXPECT_GT(keys.size(), 50U);
+    std::set<std::string> written;
+    for (const auto& [key, value] : *texts) {
+        SCOPED_TRACE(key);
+        written.insert(key);
+        const auto* text = value.as<std::string>();
+        ASSERT_NE(text, nullptr);
+        EXPECT_FALSE(text->empty());
+        const auto item = kPlaceholders.find(key);
+        EXPECT_EQ(matches(*text, "%@"), item != kPlaceholders.end() ? item->second : 0) << *text;
+        EXPECT_EQ(matches(*text, "%"), matches(*text, "%@") + 2 * matches(*text, "%%")) << *text;
+    }
+    EXPECT_EQ(written, keys);
+}
+
+TEST_F(ShippedBundles, MenuExtraHasTheWordsOfDates)
+{
+    const auto bundle = bundles->bundleWithPath(platform::kMenuExtraBundlePath);
+    ASSERT_NE(bundle, nullptr);
+    EXPECT_EQ(bundle->localizedString("Account Mobility Preferences..."), "Account Mobility Preferences...");
+    const auto path = bundle->pathForResource("DateTime", "strings", "English");
+    ASSERT_TRUE(path);
+    const auto words = bundle->dictionaryWithContentsOfFile(*path);
+    ASSERT_TRUE(words);
+    for (const char* key : {"Today at ", "Yesterday at ", "Tomorrow at ", "Today", "Yesterday", "Tomorrow"})
+        EXPECT_TRUE(words->contains(key)) << key;
+}
