@@ -213,6 +213,22 @@ TEST(FilterInclusionList, LibraryBringsTheHiddenItemsIn)
     EXPECT_EQ(rig.inclusions.filterInclusionList(Paths{"Library/Fonts"}, kLoginPrefSync, {}), Paths{"Library/Fonts"});
 }
 
+TEST(FilterInclusionList, SaysInTheLogWhatItMadeOfTheWholeHome)
+{
+    HomeRig rig;
+    rig.setDefaults({{"syncedPrefFolders", paths({"Library"})}});
+    rig.addNetwork(".ssh/");
+    std::optional<MatchRules> extra;
+    rig.inclusions.filterInclusionList(Paths{}, kLoginPrefSync, {}, &extra);
+    EXPECT_TRUE(rig.log.has(2, "Pavo.preferenceIncludeList ADDING \".ssh\""));
+    EXPECT_TRUE(rig.log.has(2, "Pavo.filterInclusionList:kLoginPrefSync inclusionList = \"{(.ssh, Library)}\"."));
+    rig.inclusions.filterInclusionList(Paths{}, kPeriodicSync, {}, &extra);
+    EXPECT_TRUE(rig.log.has(2, "Pavo.filterInclusionList:kPeriodicSync *extraExclusions = "
+                               "\"{(path BEGINSWITH \".\", path LIKE[c] \"Library\")}\"."));
+    EXPECT_TRUE(rig.log.has(
+        2, "Pavo.filterInclusionList:kPeriodicSync inclusionList with 0 items; extraExclusions with 2 items."));
+}
+
 TEST(PreferenceIncludeList, TakesHomesThatCannotBeListedForEmpty)
 {
     HomeRig rig;

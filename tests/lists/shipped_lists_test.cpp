@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "lists/exclusion_entry.h"
-#include "lists/list_text.h"
 #include "tests/lists/home_rig.h"
 
 /// The lists that are shipped, on a home as a person has it after some years.
@@ -168,25 +167,33 @@ const HomeItem kHome[] = {
 };
 
 /// A job as the engine treats it: a rule that matches a folder keeps out everything below it.
-struct Job {
-    InclusionSet inclusions;
-    MatchRules rules;
+class Job
+{
+public:
+    Job(InclusionSet inclusions, const MatchRules& rules, platform::Predicates& predicates)
+        : mInclusions(std::move(inclusions))
+    {
+        for (const auto& rule : rules)
+            mRules.emplace_back(rule.value, predicates.compile(rule));
+    }
 
+    const InclusionSet& inclusions() const { return mInclusions; }
     bool covers(const std::string& path) const
     {
-        return inclusions && (inclusions->empty() || std::ranges::any_of(upwards(path), [&](const std::string& part) {
-                                  return inclusions->contains(part);
-                              }));
+        return mInclusions && (mInclusions->empty() || std::ranges::any_of(upwards(path), [&](const std::string& part) {
+                                   return mInclusions->contains(part);
+                               }));
     }
     /// The rules that keep the path out, by their values.
-    std::set<std::string> rulesAgainst(const std::string& path, platform::Predicates& predicates) const
+    std::set<std::string> rulesAgainst(const std::string& path) const
     {
         std::set<std::string> result;
-        for (const auto& rule : rules) {
-            if (std::ranges::any_of(upwards(path), predicates.compile(rule))) result.insert(rule.value);
+        for (const auto& [value, matches] : mRules) {
+            if (std::ranges::any_of(upwards(path), matches)) result.insert(value);
         }
         return result;
     }
+    bool takes(const std::string& path) const { return covers(path) && rulesAgainst(path).empty(); }
 
 private:
     /// The path and the folders above it.
@@ -197,6 +204,9 @@ private:
             result.push_back(result.back().substr(0, slash));
         return result;
     }
+
+    InclusionSet mInclusions;
+    std::vector<std::pair<std::string, platform::Predicates::Predicate>> mRules;
 };
 
 class ShippedLists : public testing::Test
@@ -218,9 +228,14 @@ protected:
     }
     Job job(SyncType type)
     {
-        Job result;
-        result.inclusions = mRig.lists.getSyncLists(type, {}, &result.rules);
-        return result;
+        const auto [inclusions, rules] = listsOf(type);
+        return {inclusions, rules, *mRig.predicates};
+    }
+    std::pair<InclusionSet, MatchRules> listsOf(SyncType type)
+    {
+        MatchRules rules;
+        auto inclusions = mRig.lists.getSyncLists(type, {}, &rules);
+        return {std::move(inclusions), std::move(rules)};
     }
     /// Each item is in the job of its share and in no other, or kept out by the rule that its row names and no other.
     void expectEachInItsShare(const std::vector<std::pair<Share, Job>>& jobs)
@@ -228,9 +243,9 @@ protected:
         for (const auto& item : kHome) {
             SCOPED_TRACE(item.path);
             for (const auto& [share, job] : jobs) {
-                const auto against = job.rulesAgainst(item.path, *mRig.predicates);
-                const bool isIn = job.covers(item.path) && against.empty();
-                EXPECT_EQ(isIn, share == item.share && *item.rule == '\0') << testing::PrintToString(against);
+                const auto against = job.rulesAgainst(item.path);
+                EXPECT_EQ(job.takes(item.path), share == item.share && *item.rule == '\0')
+                    << testing::PrintToString(against);
                 if (share == item.share && *item.rule != '\0') {
                     EXPECT_EQ(against, std::set<std::string>{item.rule});
                 }
@@ -244,7 +259,7 @@ protected:
 
 TEST_F(ShippedLists, AtLoginEveryItemIsInOneJobOrLeftOutByOneRule)
 {
-    EXPECT_EQ(job(kLoginNonprefSync).inclusions, InclusionSet{}) << "without a list of one's own there are no others";
+    EXPECT_EQ(job(kLoginNonprefSync).inclusions(), InclusionSet{}) << "without a list of one's own there are no others";
     expectEachInItsShare({{Settings, job(kLoginPrefSync)}, {Rest, job(kLoginPeriodicSync)}});
     EXPECT_TRUE(job(kLoginPrefSync).covers(".profile")) << "hidden in the network home alone";
 }
@@ -268,16 +283,13 @@ TEST_F(ShippedLists, TheWholeLoginSetIsWhatItsPartsShareOut)
         if (std::string_view(list) != "Library") mRig.setUser({{"syncedPrefFolders", paths({list})}});
         const auto whole = job(kLoginSync);
         const Job parts[] = {job(kLoginPrefSync), job(kLoginNonprefSync)};
-        ASSERT_TRUE(whole.inclusions);
+        ASSERT_TRUE(whole.inclusions());
         int covered = 0;
         for (const auto& item : kHome) {
             SCOPED_TRACE(item.path);
-            const auto isIn = [&](const Job& job) {
-                return job.covers(item.path) && job.rulesAgainst(item.path, *mRig.predicates).empty();
-            };
-            if (!isIn(whole)) continue;
+            if (!whole.takes(item.path)) continue;
             ++covered;
-            EXPECT_EQ(std::ranges::count_if(parts, isIn), 1);
+            EXPECT_EQ(std::ranges::count_if(parts, [&](const Job& part) { return part.takes(item.path); }), 1);
         }
         EXPECT_GT(covered, 0);
     }
@@ -297,9 +309,9 @@ TEST_F(ShippedLists, EveryRuleKeepsSomethingOut)
             ASSERT_TRUE(rule);
             EXPECT_NE(rule->form, PathEquals) << "no known comparison word";
             EXPECT_TRUE(seen.insert(*rule).second) << "twice in one list";
-            const Job alone{std::set<std::string>{}, {*rule}};
+            const Job alone({}, {*rule}, *mRig.predicates);
             EXPECT_TRUE(std::ranges::any_of(
-                kHome, [&](const HomeItem& item) { return !alone.rulesAgainst(item.path, *mRig.predicates).empty(); }));
+                kHome, [&](const HomeItem& item) { return !alone.rulesAgainst(item.path).empty(); }));
         }
     }
 }
@@ -310,17 +322,16 @@ TEST_F(ShippedLists, APersonsOwnListsDoNotUncoverTheSyncsOwnFiles)
     for (const auto type : {kLoginSync, kLoginPrefSync, kLoginPeriodicSync, kPeriodicAllPrefSync, kNowPeriodicSync}) {
         const auto present = job(type);
         for (const char* own : {"Library/Preferences/com.kestrel.roamer.plist", ".Braid", ".vexlc", ".fstemp1"}) {
-            EXPECT_FALSE(present.rulesAgainst(own, *mRig.predicates).empty())
-                << own << ", " << syncTypeUTF8String(type);
+            EXPECT_FALSE(present.rulesAgainst(own).empty()) << own << ", " << syncTypeUTF8String(type);
         }
     }
 }
 
 TEST_F(ShippedLists, TheEarlierDefaultGivesWayToTodays)
 {
-    const auto today = job(kLoginPrefSync).rules;
+    const auto today = listsOf(kLoginPrefSync);
     mRig.setUser({{"excludedPrefItems", mDefaults.at("excludedPrefItems-10.4.3")}});
-    EXPECT_EQ(job(kLoginPrefSync).rules, today);
+    EXPECT_EQ(listsOf(kLoginPrefSync), today);
 }
 
 } // namespace
