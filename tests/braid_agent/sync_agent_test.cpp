@@ -1,0 +1,324 @@
+#include "braid/agent/sync_agent.h"
+
+#include <gtest/gtest.h>
+
+#include "braid/protocol.h"
+#include "platform/linux/property_list_codec.h"
+#include "platform/sync_engine.h"
+#include "tests/fakes/fake_run_loop.h"
+#include "tests/fakes/recording_log.h"
+#include "tests/fakes/temp_root.h"
+
+namespace
+{
+
+using namespace braid::agent;
+namespace protocol = braid::protocol;
+using braid::PassReport;
+using braid::PassState;
+using braid::Progress;
+using roamer::Array;
+using roamer::Dictionary;
+using roamer::PropertyList;
+
+/// A pass that the test steps by hand.
+class HandEngine final : public PassEngine
+{
+public:
+    void start(PassRequest request, OnProgress onProgress, OnEnd onEnd) override
+    {
+        requests.push_back(std::move(request));
+        progress = std::move(onProgress);
+        end = std::move(onEnd);
+    }
+    void stop() override { ++stops; }
+    braid::OpenMatters openMatters() override { return matters; }
+
+    void endWith(int result, const std::string& reason = "")
+    {
+        PassReport report;
+        report.result = result;
+        report.reason = reason;
+        end(report);
+    }
+
+    std::vector<PassRequest> requests;
+    OnProgress progress;
+    OnEnd end;
+    int stops = 0;
+    braid::OpenMatters matters;
+};
+
+class HandWatcher final : public HomeWatcher
+{
+public:
+    void watch(std::vector<braid::Job> jobs, std::function<void()> changed) override
+    {
+        watched.push_back(std::move(jobs));
+        tell = std::move(changed);
+    }
+    void stop() override { tell = nullptr; }
+
+    std::vector<std::vector<braid::Job>> watched;
+    std::function<void()> tell;
+};
+
+struct Sent {
+    std::uint64_t serial;
+    std::int64_t state;
+    double second;
+    Dictionary status;
+};
+
+class Agent : public testing::Test
+{
+protected:
+    Agent()
+    {
+        std::filesystem::create_directories(home());
+        restart();
+    }
+
+    std::filesystem::path home() const { return mRoot.real("/home"); }
+
+    /// Another engine on the same home.
+    void restart()
+    {
+        mAgent.reset();
+        mAgent = std::make_unique<SyncAgent>(mLoop, mStore, mEngine, mWatcher);
+        mAgent->setStatusListener([this](std::uint64_t serial, const Dictionary& status) {
+            mSent.push_back(
+                {serial, *status.at(platform::kSyncSetStateKey).integerReading(), mLoop.elapsedSeconds(), status});
+        });
+    }
+
+    void createConfigured()
+    {
+        ASSERT_FALSE(mAgent->createSet({{protocol::kName, "Roamer_Mirror"},
+                                        {protocol::kRemoteHomeXMLSpec, "file:///srv"},
+                                        {protocol::kMountSuffixPath, "jo"}}));
+        const Array inclusions{Array{"Documents"}};
+        const Array exclusions{Array{}};
+        ASSERT_FALSE(
+            mAgent->configureSet({{protocol::kLocalInclusionSets, inclusions},
+                                  {protocol::kLocalExclusionSets, exclusions},
+                                  {protocol::kRemoteInclusionSets, inclusions},
+                                  {protocol::kRemoteExclusionSets, exclusions},
+                                  {protocol::kDefaultSyncOptions,
+                                   Array{Dictionary{{platform::kSyncOptionExclusionInclusionSetIndexKey, 0}}}}}));
+    }
+    void switchOn(double interval, double next, bool onModification = false)
+    {
+        const double now = std::chrono::duration<double>(mLoop.date().time_since_epoch()).count();
+        ASSERT_FALSE(mAgent->configureSet({{protocol::kAutomaticSyncInterval, interval},
+                                           {protocol::kNextSyncTime, now + next},
+                                           {protocol::kAutoSyncOnFileSystemModification, onModification},
+                                           {protocol::kIsAutomaticallySyncing, true}}));
+    }
+
+    std::vector<std::int64_t> states() const
+    {
+        std::vector<std::int64_t> result;
+        for (const auto& sent : mSent)
+            result.push_back(sent.state);
+        return result;
+    }
+    std::string refusalOf(const std::variant<std::uint64_t, SyncAgent::Refused>& result)
+    {
+        const auto* refused = std::get_if<SyncAgent::Refused>(&result);
+        return refused != nullptr ? refused->name : "";
+    }
+    static Progress at(PassState state)
+    {
+        Progress progress;
+        progress.state = state;
+        return progress;
+    }
+
+    fakes::TempRoot mRoot;
+    fakes::RecordingLog mLog;
+    fakes::FakeRunLoop mLoop;
+    HandEngine mEngine;
+    HandWatcher mWatcher;
+    std::unique_ptr<platform::PropertyListCodec> mCodec = platform::makePropertyListCodec();
+    SyncSetStore mStore{*mCodec, mRoot.real("/home")};
+    std::vector<Sent> mSent;
+    std::unique_ptr<SyncAgent> mAgent;
+};
+
+using States = std::vector<std::int64_t>;
+
+TEST_F(Agent, CallsOnASetThatIsNotThereAreRefused)
+{
+    EXPECT_TRUE(mAgent->describeSet().empty());
+    EXPECT_EQ(refusalOf(mAgent->startSync()), protocol::kNoSyncSet);
+    EXPECT_STREQ(mAgent->configureSet({})->name, protocol::kNoSyncSet);
+    EXPECT_STREQ(mAgent->createSet({})->name, protocol::kInvalidValue);
+    EXPECT_FALSE(mAgent->forgetSet());
+    mAgent->abortSync();
+    EXPECT_EQ(mEngine.stops, 0);
+
+    createConfigured();
+    EXPECT_STREQ(mAgent->createSet({{protocol::kName, "second"}})->name, protocol::kSyncSetExists);
+    EXPECT_EQ(mAgent->describeSet().at(protocol::kName), PropertyList("Roamer_Mirror"));
+    ASSERT_FALSE(mAgent->forgetSet());
+    EXPECT_TRUE(mAgent->describeSet().empty());
+    restart();
+    EXPECT_TRUE(mAgent->describeSet().empty());
+}
+
+TEST_F(Agent, AChangeThatCannotBeSavedChangesNothing)
+{
+    createConfigured();
+    const auto before = mAgent->describeSet();
+    std::filesystem::create_directory(home() / ".Braid/sync_set.plist.new");
+    EXPECT_STREQ(mAgent->configureSet({{protocol::kMountSuffixPath, "jane"}})->name, protocol::kNotSaved);
+    EXPECT_EQ(mAgent->describeSet(), before);
+}
+
+TEST_F(Agent, APassGoesThroughItsStatesAndEndsIdleWithItsResultReadable)
+{
+    createConfigured();
+    ASSERT_FALSE(mAgent->configureSet({{protocol::kRemoteHomePath, "/Volumes/homes/jo"}}));
+    EXPECT_EQ(std::get<std::uint64_t>(mAgent->startSync()), 1U);
+    EXPECT_EQ(refusalOf(mAgent->startSync()), protocol::kPassIsRunning);
+    ASSERT_EQ(mEngine.requests.size(), 1U);
+    EXPECT_EQ(mEngine.requests[0].networkHome.path, "/Volumes/homes/jo");
+    EXPECT_EQ(mEngine.requests[0].networkHome.shareURL, "file:///srv");
+    EXPECT_EQ(mEngine.requests[0].jobs.at(0).inclusions, std::set<std::string>{"Documents"});
+
+    mEngine.progress(at(PassState::Checking));
+    auto progress = at(PassState::Processing);
+    progress.percent = 40;
+    progress.completedItems = 4;
+    progress.totalItems = 10;
+    progress.completedBytes = 0;
+    progress.totalBytes = 1ULL << 40;
+    progress.currentPath = "/home/jo/a";
+    progress.conflicts = 2;
+    progress.jobStatus = {{"", ""}, {platform::kAttemptToWriteToReadOnlyPeer, "would write"}};
+    mEngine.progress(progress);
+    const auto info = mAgent->info();
+    EXPECT_EQ(info, mSent.back().status);
+    EXPECT_EQ(info.at(platform::kProgressPercentCompleteKey), PropertyList(40.0));
+    EXPECT_EQ(info.at(platform::kProgressCompletedItemsKey), PropertyList(4));
+    EXPECT_EQ(info.at(platform::kProgressTotalBytesKey), PropertyList(std::int64_t{1} << 40));
+    EXPECT_EQ(info.at(platform::kProgressCurrentItemPathKey), PropertyList("/home/jo/a"));
+    EXPECT_EQ(info.at(platform::kSyncSetUnresolvedConflictsCountKey), PropertyList(2));
+    EXPECT_EQ(
+        info.at(platform::kProgressSyncPassStatusKey),
+        PropertyList(Array{Dictionary{{"name", "AttemptToWriteToReadOnlyPeerException"}, {"reason", "would write"}}}));
+
+    mEngine.matters.conflicts = {{"a", "modify/modify"}};
+    mEngine.endWith(5, "the disk failed");
+    EXPECT_EQ(states(), (States{1, 3, 4, 6, 0}));
+    EXPECT_EQ(mAgent->lastSyncResult(), 5);
+    EXPECT_EQ(mSent.back().status.at(platform::kSyncSetUnresolvedConflictsCountKey), PropertyList(1));
+    EXPECT_EQ(mSent[3].status.at(platform::kProgressSyncPassStatusKey),
+              PropertyList(Array{Dictionary{{"name", kPassFailedName}, {"reason", "the disk failed"}}}));
+    EXPECT_FALSE(mSent.back().status.contains(platform::kProgressSyncPassStatusKey));
+
+    mEngine.matters.conflicts.clear();
+    EXPECT_EQ(mAgent->info().at(platform::kSyncSetUnresolvedConflictsCountKey), PropertyList(0))
+        << "settled by another program";
+    EXPECT_EQ(std::get<std::uint64_t>(mAgent->startSync()), 2U);
+}
+
+TEST_F(Agent, StatusComesAtMostTenTimesASecondAndIsRepeatedWhenNothingHappens)
+{
+    createConfigured();
+    mAgent->startSync();
+    for (int i = 0; i < 1000; ++i) {
+        mLoop.at(0.002 * i, [this] { mEngine.progress(at(PassState::Processing)); });
+    }
+    mLoop.runForSeconds(2);
+    EXPECT_LE(mSent.size(), 22U);
+    EXPECT_GE(mSent.size(), 18U);
+    mSent.clear();
+    mLoop.runForSeconds(60);
+    EXPECT_EQ(mSent.size(), 12U);
+    mEngine.endWith(0);
+    mSent.clear();
+    mLoop.runForSeconds(60);
+    EXPECT_TRUE(mSent.empty());
+}
+
+TEST_F(Agent, AbortEndsThePassWithItsOwnResult)
+{
+    createConfigured();
+    mAgent->startSync();
+    mAgent->abortSync();
+    EXPECT_EQ(mEngine.stops, 1);
+    mEngine.endWith(braid::kPassAborted, "stopped");
+    EXPECT_EQ(states(), (States{1, 7, 0}));
+    EXPECT_EQ(mAgent->lastSyncResult(), -999);
+    EXPECT_EQ(mSent[1].status.at(platform::kProgressSyncPassStatusKey), PropertyList(Array{}));
+}
+
+TEST_F(Agent, ARefusedPassEndsOnlyAfterTheCallerHasItsSerial)
+{
+    createConfigured();
+    ASSERT_FALSE(mAgent->configureSet({{protocol::kLocalInclusionSets, Array{}}}));
+    EXPECT_EQ(std::get<std::uint64_t>(mAgent->startSync()), 1U);
+    EXPECT_EQ(states(), States{1});
+    mLoop.runForSeconds(0.1);
+    EXPECT_EQ(states(), (States{1, 6, 0}));
+    EXPECT_EQ(mAgent->lastSyncResult(), braid::kPassRefused);
+    EXPECT_TRUE(mEngine.requests.empty());
+}
+
+TEST_F(Agent, BackgroundPassesGoOnInTheNextEngine)
+{
+    createConfigured();
+    switchOn(100, 50);
+    mLoop.runForSeconds(51);
+    ASSERT_EQ(mEngine.requests.size(), 1U);
+    mEngine.endWith(0);
+
+    restart();
+    mLoop.runForSeconds(98);
+    EXPECT_EQ(mEngine.requests.size(), 1U);
+    mLoop.runForSeconds(3);
+    EXPECT_EQ(mEngine.requests.size(), 2U);
+    mEngine.endWith(2, "away");
+
+    ASSERT_FALSE(mAgent->configureSet({{protocol::kIsAutomaticallySyncing, false}}));
+    mLoop.runForSeconds(1000);
+    EXPECT_EQ(mEngine.requests.size(), 2U);
+}
+
+TEST_F(Agent, WatchesTheHomeOnlyWhileChangesAreToBeSynced)
+{
+    createConfigured();
+    switchOn(1000, 1000, true);
+    ASSERT_EQ(mWatcher.watched.size(), 1U);
+    EXPECT_EQ(mWatcher.watched[0].at(0).inclusions, std::set<std::string>{"Documents"});
+    ASSERT_FALSE(mAgent->configureSet({{protocol::kAutomaticSyncInterval, 900.0}}));
+    EXPECT_EQ(mWatcher.watched.size(), 1U) << "the watch is kept while it is the same";
+
+    mWatcher.tell();
+    mLoop.runForSeconds(10);
+    EXPECT_EQ(mEngine.requests.size(), 1U);
+    mEngine.endWith(0);
+    ASSERT_FALSE(mAgent->configureSet({{protocol::kAutoSyncOnFileSystemModification, false}}));
+    EXPECT_FALSE(mWatcher.tell);
+}
+
+TEST_F(Agent, EndWaitsForThePassAndStartsNoOther)
+{
+    createConfigured();
+    switchOn(100, 50);
+    mLoop.runForSeconds(51);
+    bool ended = false;
+    mAgent->end([&] { ended = true; });
+    EXPECT_EQ(mEngine.stops, 1);
+    EXPECT_FALSE(ended);
+    EXPECT_EQ(refusalOf(mAgent->startSync()), protocol::kEnding);
+    mEngine.endWith(braid::kPassAborted);
+    EXPECT_TRUE(ended);
+    mLoop.runForSeconds(1000);
+    EXPECT_EQ(mEngine.requests.size(), 1U);
+    EXPECT_EQ(mStore.load()->isAutomaticallySyncing, true) << "the next engine goes on";
+}
+
+} // namespace
