@@ -30,6 +30,8 @@ public:
     ~PavoConnection() override
     {
         if (mAdaptor != nullptr) mAdaptor->detach();
+        // At once: the connection itself lives on until its last message is dealt with.
+        if (!mService.isEmpty()) mBus.connection().unregisterService(mService);
         mBus.connection().unregisterObject(QString::fromLatin1(kPavoObjectPath));
         // This may run inside one of the object's own messages.
         if (mObject != nullptr) mObject->deleteLater();
@@ -49,7 +51,11 @@ public:
         auto& bus = mBus.connection();
         if (mObject == nullptr || !bus.registerObject(QString::fromLatin1(kPavoObjectPath), mObject)) return false;
         const QString service = QString::fromStdString(name);
-        if (bus.registerService(service)) return true;
+        if (bus.registerService(service)) {
+            mService = service;
+            return true;
+        }
+        bus.unregisterObject(QString::fromLatin1(kPavoObjectPath));
         const QDBusReply<uint> holder = bus.interface()->servicePid(service);
         if (holder.isValid()) {
             roamer::DebugLog(1, "ObjectMessaging: process %u holds the name \"%s\"", holder.value(), name.c_str());
@@ -60,6 +66,7 @@ public:
 private:
     BusConnection mBus;
     BusWatch mWatch;
+    QString mService; ///< Empty until it is registered.
     QObject* mObject = nullptr;
     PavoAdaptor* mAdaptor = nullptr;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -15,7 +16,8 @@ class FakeDiskService final : public platform::DiskService
 public:
     bool isPresent = true;
     std::set<std::string> mounted;
-    std::vector<std::string> unmounted; ///< Asked for, in order.
+    std::vector<std::string> unmounted;    ///< Asked for, in order.
+    std::function<void()> whileUnmounting; ///< What the test looks at then.
 
     std::variant<std::unique_ptr<Session>, Error> openSession() override
     {
@@ -33,7 +35,11 @@ private:
             if (!mService.mounted.contains(mountPoint)) return Error{"nothing is mounted there"};
             return Disk{mountPoint};
         }
-        void requestForcedUnmount(const Disk& disk) override { mService.unmounted.push_back(disk.mountPoint); }
+        void requestForcedUnmount(const Disk& disk) override
+        {
+            mService.unmounted.push_back(disk.mountPoint);
+            if (mService.whileUnmounting) mService.whileUnmounting();
+        }
 
     private:
         FakeDiskService& mService;

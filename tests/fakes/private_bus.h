@@ -74,6 +74,7 @@ private:
         mDaemon = ::fork();
         if (mDaemon == 0) {
             ::dup2(ready[1], kAddressDescriptor);
+            ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO); // It grumbles about limits.
             ::execlp("dbus-daemon", "dbus-daemon", configuration.c_str(), "--nofork", print.c_str(), nullptr);
             ::_exit(127);
         }
