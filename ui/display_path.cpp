@@ -52,7 +52,7 @@ ProgressTexts::Located ProgressTexts::locate(const std::string& path) const
 {
     Located located{home().value_or(""), path};
     const auto originalHome = mState.mUserRecord ? mState.mUserRecord->originalHome() : std::nullopt;
-    if (removePrefix(located.rest, originalHome)) {
+    if (originalHome && removePrefix(located.rest, originalHome)) {
         located.folder = *originalHome;
     } else if (removePrefix(located.rest, home())) {
         return located;

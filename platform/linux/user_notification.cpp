@@ -12,7 +12,7 @@ namespace
 {
 
 /// An answer is a handful of bytes; anything of this size is none.
-constexpr std::size_t kLongestAnswerBytes = 64 * 1024;
+constexpr std::size_t kLongestAnswerBytes = std::size_t{64} * 1024;
 
 class ChildNotification final : public UserNotification
 {
