@@ -88,11 +88,11 @@ AmruVEXRecord::String AmruVEXRecord::uuidString() const
     const bool group = isGroup();
     if (!group && !isUser()) return std::nullopt;
     auto text = uuidOfId(group);
-    store(kUuidCache, Array{text});
+    if (text) store(kUuidCache, Array{*text});
     return text;
 }
 
-std::string AmruVEXRecord::uuidOfId(bool group) const
+AmruVEXRecord::String AmruVEXRecord::uuidOfId(bool group) const
 {
     platform::Uuid uuid{};
     bool found = false;
@@ -108,7 +108,7 @@ std::string AmruVEXRecord::uuidOfId(bool group) const
         }
     }
     if (!found) uuid = mContext->identity.randomUuid();
-    return *stringWithUUIDRef(&uuid);
+    return stringWithUUIDRef(&uuid);
 }
 
 AmruVEXRecord::String AmruVEXRecord::rawNodeName() const

@@ -166,7 +166,7 @@ private:
     std::optional<PropertyList> parsed(const PropertyList& value) const;
     bool hasType(const char* type) const;
     bool isOnLocalNode(const String& name, const char* question) const;
-    std::string uuidOfId(bool group) const;
+    String uuidOfId(bool group) const;
 
     DirectoryContext* mContext;
     Record mRecord;

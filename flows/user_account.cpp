@@ -29,6 +29,19 @@ std::optional<std::string> homeLocForLog(const std::optional<std::string>& locat
     return urlWithoutUserInfo(location);
 }
 
+void logRecord(const AmruVEXRecord& record)
+{
+    DebugLog(2,
+             "Pavo.checkUserInfo: [mUserRecord longName]=\"%s\", [mUserRecord recordName]=\"%s\", "
+             "[mUserRecord uid]=%d,",
+             logText(record.longName()), logText(record.recordName()), static_cast<int>(record.uid()));
+    DebugLog(2,
+             "Pavo.checkUserInfo: [mUserRecord home]=\"%s\", [mUserRecord originalHome]=\"%s\", "
+             "[mUserRecord originalHomeLoc]=\"%s\"",
+             logText(record.home()), logText(record.originalHome()), logText(homeLocForLog(record.originalHomeLoc())));
+    DebugLog(2, "Pavo.checkUserInfo: [mUserRecord isMobileUserAccount]=%d", record.isMobileUserAccount());
+}
+
 } // namespace
 
 UserAccount::UserAccount(std::optional<AmruVEXRecord>& userRecord, platform::DirectoryService& directory,
@@ -44,7 +57,7 @@ std::int32_t UserAccount::checkUserInfo()
     } else if (const auto error = acquireRecord(); error != 0) {
         return error;
     }
-    logRecord();
+    if (mUserRecord) logRecord(*mUserRecord);
     return 0;
 }
 
@@ -75,21 +88,6 @@ std::int32_t UserAccount::failed(const char* step, const std::string& loginName,
                           kUserRecordType, loginName.c_str(), error.code, error.description.c_str()));
     }
     return error.code;
-}
-
-void UserAccount::logRecord() const
-{
-    DebugLog(2,
-             "Pavo.checkUserInfo: [mUserRecord longName]=\"%s\", [mUserRecord recordName]=\"%s\", "
-             "[mUserRecord uid]=%d,",
-             logText(mUserRecord->longName()), logText(mUserRecord->recordName()),
-             static_cast<int>(mUserRecord->uid()));
-    DebugLog(2,
-             "Pavo.checkUserInfo: [mUserRecord home]=\"%s\", [mUserRecord originalHome]=\"%s\", "
-             "[mUserRecord originalHomeLoc]=\"%s\"",
-             logText(mUserRecord->home()), logText(mUserRecord->originalHome()),
-             logText(homeLocForLog(mUserRecord->originalHomeLoc())));
-    DebugLog(2, "Pavo.checkUserInfo: [mUserRecord isMobileUserAccount]=%d", mUserRecord->isMobileUserAccount());
 }
 
 } // namespace roamer

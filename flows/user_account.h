@@ -29,7 +29,6 @@ public:
 private:
     std::int32_t acquireRecord();
     std::int32_t failed(const char* step, const std::string& loginName, const platform::DirectoryError& error) const;
-    void logRecord() const;
 
     std::optional<AmruVEXRecord>& mUserRecord;
     platform::DirectoryService& mDirectory;

@@ -39,9 +39,9 @@ String entryOf(const Location& location, const char* name)
     return entry != location->end() ? nonEmpty(entry->second) : std::nullopt;
 }
 
-bool isAutomounted(const String& home)
+bool isAutomounted(const std::string& home)
 {
-    return home && home->starts_with(kAutomountPrefix);
+    return home.starts_with(kAutomountPrefix);
 }
 
 /// The last component is the user's own folder, what stands before it the server and its share.
@@ -63,7 +63,7 @@ std::optional<std::string> HomeLocations::getOriginalUserHomeURL() const
     auto url = entryOf(locationOf(mUserRecord), "url");
     if (!url && mUserRecord) {
         const auto home = mUserRecord->originalHome();
-        if (isAutomounted(home)) url = shareOfAutomount(*home);
+        if (home && isAutomounted(*home)) url = shareOfAutomount(*home);
     }
     DebugLog(2, "Pavo.getOriginalUserHomeURL url = %s", logText(urlWithoutUserInfo(url)));
     return url;
@@ -76,7 +76,7 @@ std::optional<std::string> HomeLocations::getOriginalUserHomePath() const
         path = entryOf(location, "path");
     } else if (mUserRecord) {
         const auto home = mUserRecord->originalHome();
-        path = nonEmpty(isAutomounted(home) ? lastPathComponent(*home) : home);
+        path = nonEmpty(home && isAutomounted(*home) ? lastPathComponent(*home) : home);
     }
     DebugLog(2, "Pavo.getOriginalUserHomePath path = %s", logText(path));
     return path;
@@ -85,9 +85,9 @@ std::optional<std::string> HomeLocations::getOriginalUserHomePath() const
 std::optional<std::string> HomeLocations::getNetworkHomePath(const std::optional<std::string>& mountPoint) const
 {
     const auto url = getOriginalUserHomeURL();
-    const auto path = getOriginalUserHomePath();
+    auto path = getOriginalUserHomePath();
     if (!url) return path;
-    if (!mountPoint) return mUserRecord->originalHome();
+    if (!mountPoint) return mUserRecord ? mUserRecord->originalHome() : std::nullopt;
     if (!path) return mountPoint;
     return pathByAppending(*mountPoint, *path);
 }

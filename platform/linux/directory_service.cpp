@@ -97,7 +97,7 @@ PropertyList directoryValue(PropertyList value)
 }
 
 /// Every value an array, and none of them empty.
-Dictionary asAttributes(Dictionary content)
+Dictionary asAttributes(Dictionary&& content)
 {
     Dictionary attributes;
     for (auto& [name, value] : content) {
