@@ -135,14 +135,17 @@ public:
     };
 
     /// The lock, or who holds it, or (a string) why the marker folder cannot be used.
-    static std::variant<std::unique_ptr<EngineLock>, Holder, std::string> take(const std::filesystem::path& localHome);
+    /// With `leavesNoTrace` nothing is written: the lock file must be there already, and names nobody.
+    static std::variant<std::unique_ptr<EngineLock>, Holder, std::string> take(const std::filesystem::path& localHome,
+                                                                               bool leavesNoTrace = false);
     ~EngineLock();
     EngineLock(const EngineLock&) = delete;
     EngineLock& operator=(const EngineLock&) = delete;
 
 private:
-    explicit EngineLock(int descriptor);
+    EngineLock(int descriptor, bool leavesNoTrace);
     int mDescriptor;
+    bool mLeavesNoTrace;
 };
 
 /// What the archive of a local home still holds as unresolved. A local home without an archive has none.

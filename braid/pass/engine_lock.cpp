@@ -35,17 +35,21 @@ struct flock wholeFile()
 } // namespace
 
 std::variant<std::unique_ptr<EngineLock>, EngineLock::Holder, std::string>
-EngineLock::take(const std::filesystem::path& localHome)
+EngineLock::take(const std::filesystem::path& localHome, bool leavesNoTrace)
 {
     const auto refuse = [&](int code) {
         return "The marker folder of " + localHome.native() + " cannot be used: " + errorWords(code) + ".";
     };
     const Descriptor root{::open(localHome.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (!root) return refuse(errno);
-    if (int code = disk::makeFolder(root.number(), ".Braid", 0700); code != 0 && code != EEXIST) return refuse(code);
+    if (!leavesNoTrace) {
+        const int code = disk::makeFolder(root.number(), ".Braid", 0700);
+        if (code != 0 && code != EEXIST) return refuse(code);
+    }
     const auto folder = disk::openFolder(root.number(), ".Braid");
     if (!folder) return refuse(folder.problem().code);
-    Descriptor file{::openat(folder->number(), "lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)};
+    Descriptor file{
+        ::openat(folder->number(), "lock", O_RDWR | (leavesNoTrace ? 0 : O_CREAT) | O_NOFOLLOW | O_CLOEXEC, 0600)};
     if (!file) return refuse(errno);
 
     struct flock range = wholeFile();
@@ -55,21 +59,21 @@ EngineLock::take(const std::filesystem::path& localHome)
         return refuse(errno);
     }
     const std::string pid = std::to_string(::getpid()) + "\n";
-    if (::ftruncate(file.number(), 0) < 0 ||
-        ::pwrite(file.number(), pid.data(), pid.size(), 0) != static_cast<ssize_t>(pid.size())) {
+    if (!leavesNoTrace && (::ftruncate(file.number(), 0) < 0 ||
+                           ::pwrite(file.number(), pid.data(), pid.size(), 0) != static_cast<ssize_t>(pid.size()))) {
         return refuse(errno);
     }
     const int number = ::fcntl(file.number(), F_DUPFD_CLOEXEC, 0);
     if (number < 0) return refuse(errno);
-    return std::unique_ptr<EngineLock>{new EngineLock{number}};
+    return std::unique_ptr<EngineLock>{new EngineLock{number, leavesNoTrace}};
 }
 
-EngineLock::EngineLock(int descriptor) : mDescriptor(descriptor) {}
+EngineLock::EngineLock(int descriptor, bool leavesNoTrace) : mDescriptor(descriptor), mLeavesNoTrace(leavesNoTrace) {}
 
 EngineLock::~EngineLock()
 {
     // An empty file says that nobody holds it; closing frees the lock.
-    if (::ftruncate(mDescriptor, 0) < 0) {
+    if (!mLeavesNoTrace && ::ftruncate(mDescriptor, 0) < 0) {
         // The next holder writes over it.
     }
     ::close(mDescriptor);

@@ -98,7 +98,7 @@ PassRun::Stop PassRun::lockLocalHome()
     if (mSettings.dryRun && ::access((mSettings.localHome / ".Braid" / "lock").c_str(), F_OK) != 0) {
         return std::nullopt; // a dry run leaves no trace, and without a lock file there is no other engine
     }
-    auto taken = EngineLock::take(mSettings.localHome);
+    auto taken = EngineLock::take(mSettings.localHome, mSettings.dryRun);
     if (auto* lock = std::get_if<std::unique_ptr<EngineLock>>(&taken)) {
         mLock = std::move(*lock);
         return std::nullopt;

@@ -129,8 +129,10 @@ int Stager::finish(Staged& staged, int sourceFolder, const Stat& source)
             return code;
         }
     }
-    if (int code = disk::setModifiedTime(folder, name, source.mtime); code != 0 && source.kind == Kind::File) {
-        return code;
+    if (int code = disk::setModifiedTime(folder, name, source.mtime)) {
+        // Some file systems keep no time for a link.
+        const bool isUnable = code == EPERM || code == ENOTSUP || code == ENOSYS;
+        if (source.kind != Kind::Link || !isUnable) return code;
     }
     auto stat = disk::statAt(folder, name);
     if (!stat) return stat.problem().code;

@@ -1,0 +1,396 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <fstream>
+
+#include "braid/disk/seam.h"
+#include "home_pair.h"
+
+namespace braid
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+
+/// Enough items that losing most of them would be noticed.
+void fill(const fs::path& home)
+{
+    for (int i = 0; i < 30; ++i)
+        write(home / "files" / std::to_string(i), "content " + std::to_string(i));
+    write(home / "folder/sub/file", "deep");
+}
+
+void clear(const fs::path& home, bool withMarker)
+{
+    for (const auto& item : fs::directory_iterator{home}) {
+        if (withMarker || item.path().filename() != ".Braid") fs::remove_all(item.path());
+    }
+}
+
+struct DeletionCase {
+    const char* name;
+    std::function<void(const HomePair& pair)> disaster;
+};
+
+const DeletionCase kDisasters[] = {
+    {"the share is an empty folder", [](const HomePair& pair) { clear(pair.network(), true); }},
+    {"another home is mounted",
+     [](const HomePair& pair) {
+         HomePair other;
+         write(other.local() / "other", "o");
+         other.sync();
+         clear(pair.network(), true);
+         fs::copy(other.network(), pair.network(), fs::copy_options::recursive);
+     }},
+    {"the marker is gone",
+     [](const HomePair& pair) {
+         fs::remove_all(pair.network() / ".Braid");
+         clear(pair.network(), true);
+     }},
+    {"the marker is empty",
+     [](const HomePair& pair) {
+         std::ofstream{pair.network() / ".Braid/replica"};
+         fs::remove_all(pair.network() / "files");
+     }},
+    {"everything but the marker is gone", [](const HomePair& pair) { clear(pair.network(), false); }},
+    {"most is gone", [](const HomePair& pair) { fs::remove_all(pair.network() / "files"); }},
+    {"the local home was emptied", [](const HomePair& pair) { clear(pair.local(), true); }},
+    {"the archive is gone",
+     [](const HomePair& pair) {
+         fs::remove(pair.local() / ".Braid/archive.sqlite");
+         fs::remove(pair.network() / "files/1");
+     }},
+    {"the archive is damaged",
+     [](const HomePair& pair) {
+         std::ofstream{pair.local() / ".Braid/archive.sqlite"} << std::string(50000, '?');
+         fs::remove(pair.network() / "files/1");
+     }},
+    {"an older state came back from a backup",
+     [](const HomePair& pair) {
+         std::ofstream{pair.network() / ".Braid/replica.x"} << [&] {
+             std::string text = read(pair.network() / ".Braid/replica");
+             return text.substr(0, text.find("generation")) + "generation 0\n";
+         }();
+         fs::rename(pair.network() / ".Braid/replica.x", pair.network() / ".Braid/replica");
+         fs::remove(pair.network() / "files/1");
+     }},
+};
+
+TEST(Safety, NothingIsDeletedWithoutProof)
+{
+    for (const auto& c : kDisasters) {
+        SCOPED_TRACE(c.name);
+        HomePair pair;
+        fill(pair.local());
+        pair.sync();
+        pair.sync();
+        c.disaster(pair);
+        Tree left = treeOf(pair.local(), false);
+        left.merge(treeOf(pair.network(), false));
+        for (int pass = 0; pass < 2; ++pass) {
+            const PassReport report = pair.sync();
+            EXPECT_EQ(report.counts.deleted, 0U);
+            Tree now = treeOf(pair.local(), false);
+            now.merge(treeOf(pair.network(), false));
+            for (const auto& [path, item] : left)
+                EXPECT_EQ(now[path], item) << path;
+        }
+    }
+}
+
+TEST(Safety, AMassDeletionIsAQuestionUntilAPersonAllowsIt)
+{
+    HomePair pair;
+    fill(pair.local());
+    pair.sync();
+    fs::remove_all(pair.local() / "files");
+    write(pair.local() / "other", "goes on");
+    const PassReport report = pair.sync();
+    ASSERT_EQ(report.conflicts.size(), 1U);
+    EXPECT_EQ(report.conflicts[0].kind, "mass-deletion");
+    EXPECT_TRUE(fs::exists(pair.network() / "files/1"));
+    EXPECT_EQ(read(pair.network() / "other"), "goes on");
+
+    JobOptions favor;
+    favor.resolveConflictsInFavorOf = Peer::Local;
+    EXPECT_EQ(pair.sync({wholeHome(favor)}).counts.deleted, 0U) << "no option decides this on its own";
+
+    PassSettings allowed = pair.settings();
+    allowed.allowMassDeletion = true;
+    EXPECT_EQ(runPass(allowed, {}).counts.deleted, 31U);
+    EXPECT_EQ(trashContents(pair.network()).size(), 30U);
+    EXPECT_TRUE(openMatters(pair.local()).conflicts.empty());
+}
+
+std::atomic<int> gErrno{0};
+std::atomic<seam::Operation> gOperation{};
+std::atomic<const char*> gName{nullptr};
+
+int failOne(seam::Operation operation, const char* name)
+{
+    const bool isNamed = !gName.load() || std::strcmp(name, gName.load()) == 0;
+    return operation == gOperation.load() && isNamed ? gErrno.load() : 0;
+}
+
+/// As long as it lives, this operation fails on items of this name (null: on all).
+class Failing
+{
+public:
+    Failing(seam::Operation operation, const char* name, int code)
+    {
+        gOperation = operation;
+        gName = name;
+        gErrno = code;
+        seam::gWatcher = failOne;
+    }
+    ~Failing() { seam::gWatcher = nullptr; }
+    Failing(const Failing&) = delete;
+    Failing& operator=(const Failing&) = delete;
+};
+
+TEST(Safety, WhatCannotBeListedIsNotGone)
+{
+    for (const int code : {EACCES, EIO, ENOTCONN}) {
+        HomePair pair;
+        fill(pair.local());
+        pair.sync();
+        write(pair.local() / "files/new", "n");
+        fs::remove(pair.network() / "folder/sub/file");
+        {
+            const Failing failing{seam::Operation::List, "sub", code};
+            const PassReport report = pair.sync();
+            EXPECT_EQ(report.counts.deleted, 0U);
+            ASSERT_FALSE(report.errors.empty());
+            EXPECT_EQ(report.errors[0].path, "folder/sub");
+            EXPECT_FALSE(report.errors[0].message.empty());
+            EXPECT_EQ(report.counts.created, 1U) << "the rest goes on";
+        }
+        EXPECT_EQ(openMatters(pair.local()).errors.size(), 1U);
+        EXPECT_EQ(pair.sync().counts.deleted, 1U);
+        EXPECT_TRUE(openMatters(pair.local()).errors.empty());
+    }
+}
+
+struct FaultCase {
+    seam::Operation operation;
+    const char* name;
+    int code;
+};
+
+const FaultCase kFaults[] = {
+    {seam::Operation::Write, nullptr, ENOSPC},      {seam::Operation::Write, nullptr, EIO},
+    {seam::Operation::Create, nullptr, EDQUOT},     {seam::Operation::Create, nullptr, EROFS},
+    {seam::Operation::Read, nullptr, EIO},          {seam::Operation::OpenFile, "edited", EACCES},
+    {seam::Operation::Rename, "new", ENAMETOOLONG}, {seam::Operation::Rename, nullptr, EACCES},
+    {seam::Operation::Exchange, nullptr, EIO},      {seam::Operation::MakeFolder, "new folder", EACCES},
+    {seam::Operation::MakeFolder, "trash", ENOSPC}, {seam::Operation::Restamp, nullptr, EIO},
+    {seam::Operation::Durable, nullptr, EIO},       {seam::Operation::Stat, "edited", EIO},
+    {seam::Operation::MakeLink, nullptr, EPERM},    {seam::Operation::RemoveFolder, nullptr, EBUSY},
+    {seam::Operation::Unlink, nullptr, EIO},        {seam::Operation::Attributes, nullptr, EIO},
+    {seam::Operation::HardLink, nullptr, EIO},      {seam::Operation::ReadLink, nullptr, EIO},
+};
+
+TEST(Safety, AFailureLeavesEverythingTrueAndIsMadeUpForLater)
+{
+    for (const auto& fault : kFaults) {
+        SCOPED_TRACE("operation " + std::to_string(static_cast<int>(fault.operation)) + " errno " +
+                     std::to_string(fault.code));
+        HomePair pair;
+        fill(pair.local());
+        pair.sync();
+        write(pair.local() / "files/1", "edited here");
+        write(pair.network() / "files/2", "edited there", true);
+        write(pair.local() / "edited", "e");
+        write(pair.local() / "new folder/new", "n");
+        makeLink(pair.local() / "link", "target");
+        fs::remove_all(pair.local() / "folder");
+        fs::remove(pair.network() / "files/3");
+        ::chmod((pair.network() / "files/4").c_str(), 0600);
+        Tree wanted = treeOf(pair.local(), false);
+        {
+            const Failing failing{fault.operation, fault.name, fault.code};
+            pair.sync();
+        }
+        const PassReport report = pair.sync();
+        EXPECT_EQ(report.result, kPassSucceeded) << report.reason;
+        EXPECT_TRUE(report.conflicts.empty()) << report.conflicts[0].path << ' ' << report.conflicts[0].kind;
+        EXPECT_TRUE(report.errors.empty()) << report.errors[0].path << ' ' << report.errors[0].message;
+        EXPECT_EQ(differences(treeOf(pair.local()), treeOf(pair.network())), "");
+        EXPECT_EQ(read(pair.network() / "files/1"), "edited here");
+        EXPECT_EQ(read(pair.local() / "files/2"), "edited there");
+        EXPECT_FALSE(fs::exists(pair.network() / "folder"));
+        EXPECT_FALSE(fs::exists(pair.local() / "files/3"));
+        EXPECT_EQ(writesOf(pair.sync()), 0U);
+    }
+}
+
+TEST(Safety, WithoutExchangeAVersionIsStillReplacedAndKept)
+{
+    HomePair pair;
+    fill(pair.local());
+    pair.sync();
+    write(pair.local() / "files/1", "edited");
+    {
+        const Failing failing{seam::Operation::Exchange, nullptr, EINVAL};
+        const PassReport report = pair.sync();
+        EXPECT_TRUE(report.errors.empty());
+        EXPECT_EQ(report.counts.updated, 1U);
+    }
+    EXPECT_EQ(differences(treeOf(pair.local()), treeOf(pair.network())), "");
+    EXPECT_EQ(trashContents(pair.network()), std::vector<std::string>{"content 1"});
+    EXPECT_EQ(writesOf(pair.sync()), 0U);
+}
+
+std::function<void()> gMeddle;
+std::atomic<int> gCountdown{0};
+
+int meddle(seam::Operation operation, const char*)
+{
+    if (operation == gOperation.load() && gCountdown.fetch_sub(1) == 1) gMeddle();
+    return 0;
+}
+
+TEST(Safety, WhatSomebodyChangesDuringThePassIsNeverOverwritten)
+{
+    // Just before the n-th operation of a kind, somebody saves one of the files on the side that is written to.
+    for (const auto operation : {seam::Operation::Exchange, seam::Operation::Rename, seam::Operation::Stat,
+                                 seam::Operation::Create, seam::Operation::Durable, seam::Operation::List}) {
+        for (int at = 1; at <= 12; ++at) {
+            for (const bool replaces : {false, true}) {
+                SCOPED_TRACE("operation " + std::to_string(static_cast<int>(operation)) + " number " +
+                             std::to_string(at) + (replaces ? " replacing" : " in place"));
+                HomePair pair;
+                write(pair.local() / "edited", "old");
+                write(pair.local() / "deleted", "old");
+                pair.sync();
+                write(pair.local() / "edited", "new from here");
+                fs::remove(pair.local() / "deleted");
+                write(pair.local() / "created", "created here");
+                gMeddle = [&] {
+                    for (const char* name : {"edited", "deleted", "created"}) {
+                        const fs::path file = pair.network() / name;
+                        const std::string mine = std::string{"mine: "} + name;
+                        write(replaces ? pair.network() / "saving" : file, mine, true);
+                        if (replaces) fs::rename(pair.network() / "saving", file);
+                    }
+                };
+                gOperation = operation;
+                gCountdown = at;
+                seam::gWatcher = meddle;
+                pair.sync();
+                seam::gWatcher = nullptr;
+                if (gCountdown > 0) continue; // the pass has fewer of these
+                pair.sync();
+                for (const char* name : {"edited", "deleted", "created"}) {
+                    const std::string mine = std::string{"mine: "} + name;
+                    const auto trash = trashContents(pair.network());
+                    const bool isKept = read(pair.network() / name) == mine || read(pair.local() / name) == mine ||
+                                        std::ranges::count(trash, mine) != 0;
+                    EXPECT_TRUE(isKept) << name;
+                    const bool isInAHome = read(pair.network() / name) == mine;
+                    if (replaces) {
+                        EXPECT_TRUE(isInAHome) << name << " was saved under its name and must stay there";
+                    }
+                }
+            }
+        }
+    }
+}
+
+struct RefusalCase {
+    const char* name;
+    std::function<std::pair<fs::path, fs::path>(const HomePair& pair)> homes;
+};
+
+TEST(Safety, FoldersThatAreNoPairAreRefusedAndNothingIsMade)
+{
+    const RefusalCase cases[] = {
+        {"local missing",
+         [](const HomePair& p) {
+             return std::pair{p.top() / "none", p.network()};
+         }},
+        {"network missing",
+         [](const HomePair& p) {
+             return std::pair{p.local(), p.top() / "none"};
+         }},
+        {"not a folder",
+         [](const HomePair& p) {
+             write(p.top() / "file", "x");
+             return std::pair{p.local(), p.top() / "file"};
+         }},
+        {"the same",
+         [](const HomePair& p) {
+             return std::pair{p.local(), p.top() / "network/../local"};
+         }},
+        {"the same through a link",
+         [](const HomePair& p) {
+             makeLink(p.top() / "alias", "local");
+             return std::pair{p.local(), p.top() / "alias"};
+         }},
+        {"network inside local",
+         [](const HomePair& p) {
+             fs::create_directories(p.local() / "a/b");
+             return std::pair{p.local(), p.local() / "a/b"};
+         }},
+        {"local inside network",
+         [](const HomePair& p) {
+             fs::create_directories(p.network() / "a/b");
+             return std::pair{p.network() / "a/b", p.network()};
+         }},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        HomePair pair;
+        write(pair.local() / "file", "f");
+        PassSettings settings = pair.settings();
+        std::tie(settings.localHome, settings.networkHome) = c.homes(pair);
+        const Tree before = footprintOf(pair.top());
+        const PassReport report = runPass(settings, {});
+        EXPECT_EQ(report.result, kPassRefused);
+        EXPECT_FALSE(report.reason.empty());
+        EXPECT_EQ(differences(footprintOf(pair.top()), before), "");
+    }
+}
+
+TEST(Safety, AHomeThatWasCopiedWholeGetsAnIdentityOfItsOwn)
+{
+    HomePair pair;
+    fill(pair.local());
+    pair.sync();
+    fs::copy(pair.local() / ".Braid/replica", pair.network() / ".Braid/replica", fs::copy_options::overwrite_existing);
+    fs::remove(pair.network() / "files/1");
+    EXPECT_EQ(pair.sync().counts.deleted, 0U);
+    EXPECT_TRUE(fs::exists(pair.network() / "files/1"));
+    EXPECT_NE(read(pair.local() / ".Braid/replica"), read(pair.network() / ".Braid/replica"));
+}
+
+TEST(Safety, PathsLongerThanTheKernelTakesAtOnce)
+{
+    HomePair pair;
+    const int top = ::open(pair.local().c_str(), O_RDONLY | O_DIRECTORY);
+    int at = top;
+    const std::string name(200, 'd');
+    for (int depth = 0; depth < 30; ++depth) {
+        ASSERT_EQ(::mkdirat(at, name.c_str(), 0755), 0);
+        at = ::openat(at, name.c_str(), O_RDONLY | O_DIRECTORY);
+        ASSERT_GE(at, 0);
+    }
+    const int file = ::openat(at, "bottom", O_CREAT | O_WRONLY, 0644);
+    ASSERT_EQ(::write(file, "deep", 4), 4);
+    ::close(file);
+    const PassReport report = pair.sync();
+    EXPECT_EQ(report.counts.created, 31U);
+    EXPECT_TRUE(report.errors.empty());
+    EXPECT_EQ(writesOf(pair.sync()), 0U);
+    ::unlinkat(at, "bottom", 0);
+    EXPECT_EQ(pair.sync().counts.deleted, 1U);
+}
+
+} // namespace
+} // namespace braid
