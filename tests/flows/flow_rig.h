@@ -1,0 +1,108 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "flows/network_home_mount.h"
+#include "flows/refresh_preferences.h"
+#include "flows/sync_now.h"
+#include "flows/user_account.h"
+#include "home/home_unmount.h"
+#include "home/sync_times.h"
+#include "tests/fakes/fake_directory.h"
+#include "tests/fakes/fake_disk_service.h"
+#include "tests/fakes/fake_event_trace.h"
+#include "tests/fakes/fake_message_port.h"
+#include "tests/fakes/fake_mount_service.h"
+#include "tests/fakes/fake_object_messaging.h"
+#include "tests/fakes/fake_process_table.h"
+#include "tests/fakes/fake_system_settings.h"
+#include "tests/fakes/fake_threads.h"
+#include "tests/fakes/fake_user_notification.h"
+#include "tests/sync/sync_rig.h"
+#include "ui/alerts.h"
+#include "util/lobby_notify.h"
+
+namespace flows_test
+{
+
+/// The whole agent but its server object. The login session manager mounts the share 0.3 seconds after it was asked.
+struct FlowRig : sync_test::SyncRig {
+    fakes::FakeDirectory directory;
+    fakes::FakeDiskService disks;
+    fakes::FakeEventTrace eventTrace;
+    fakes::FakeMessagePort port;
+    fakes::FakeMountService mounts;
+    fakes::FakeObjectMessaging messaging;
+    fakes::FakeProcessTable processes;
+    fakes::FakeSystemSettings settings;
+    fakes::FakeThreads threads;
+    fakes::FakeUserNotification notification;
+
+    double lobbyAnswersAt = 0.3; ///< Seconds on the virtual clock.
+
+    roamer::LobbyNotify lobby{port, *codec};
+    roamer::UserAccount account{state.mUserRecord, directory, fakes::testDirectoryContext()};
+    roamer::SyncTimes syncTimes{preferences, homes, domains, loop};
+    roamer::HomeUnmount homeUnmount{disks, effectiveUser};
+    roamer::Alerts alerts{state, messaging, processes, loop, notification, effectiveUser, bundles, settings};
+    roamer::NetworkHomeMount homeMount{state, texts, runner, mounts, threads, lobby, windows, loop};
+    roamer::SyncNow syncNow{{.state = state,
+                             .account = account,
+                             .preferences = preferences,
+                             .homes = homes,
+                             .syncTimes = syncTimes,
+                             .homeUnmount = homeUnmount,
+                             .lists = lists,
+                             .options = options,
+                             .sets = sets,
+                             .runner = runner,
+                             .periodicSync = periodic,
+                             .homeMount = homeMount,
+                             .texts = texts,
+                             .alerts = alerts,
+                             .windows = windows,
+                             .eventTrace = eventTrace,
+                             .runLoop = loop}};
+    roamer::RefreshPreferences refresh{state, account, sets, preferences, periodic, loop};
+
+    FlowRig()
+    {
+        for (const auto* key : {"PAVO_OK_BUTTON", "PAVO_MUST_BE_MHD_TITLE", "PAVO_MUST_BE_MHD_MESSAGE",
+                                "PAVO_NO_NETHOME_TITLE", "PAVO_NO_NETHOME_MESSAGE", "PAVO_HOME_CHANGED_NOSYNC_TITLE",
+                                "PAVO_HOME_CHANGED_NOSYNC__MESSAGE", "PAVO_NOTHING_TITLE", "PAVO_NOTHING_MESSAGE"}) {
+            state.mLocalizedStringsDict[key] = key;
+        }
+        disks.mounted.insert(share);
+        lobbyReplies(0, share);
+    }
+
+    void lobbyReplies(int error, const std::optional<std::string>& mountAt)
+    {
+        roamer::Dictionary reply{{roamer::kLobbyErrorKey, error}};
+        if (mountAt) reply[roamer::kLobbyMountAtKey] = *mountAt;
+        const auto text = codec->serialise(reply, platform::PropertyListCodec::Format::Xml);
+        port.answer = [data = std::get<std::vector<std::byte>>(text)](const auto&) {
+            return platform::MessagePort::Reply{.result = 0, .data = data};
+        };
+    }
+    /// The titles of the alerts that were shown.
+    std::vector<std::string> alertTitles() const
+    {
+        std::vector<std::string> titles;
+        for (const auto& request : notification.requests)
+            titles.push_back(request.header.value_or(""));
+        return titles;
+    }
+
+private:
+    platform::Timer mWorker = loop.every(platform::seconds(0.05), [this] {
+        if (seconds() >= lobbyAnswersAt) threads.runAll();
+    });
+};
+
+} // namespace flows_test
