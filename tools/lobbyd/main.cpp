@@ -7,16 +7,26 @@
 // Exit status: 0 when its bus went away, 1 when the port cannot be served, 2 for wrong arguments.
 
 #include <cstdio>
+#include <string>
 #include <string_view>
 
 #include "platform/linux/application.h"
 #include "platform/linux/lobby_requests.h"
 #include "platform/linux/port_server.h"
 #include "platform/linux/property_list_codec.h"
+#include "util/debug_log.h"
 #include "util/lobby_notify.h"
 
 namespace
 {
+
+/// Standard error is the log of a service.
+class ErrorStreamLog final : public roamer::LogTarget
+{
+public:
+    bool wants(int level) override { return level <= 1; }
+    void write(int /*level*/, const std::string& message) override { std::fprintf(stderr, "%s\n", message.c_str()); }
+};
 
 struct Choice {
     bool system = true;
@@ -42,6 +52,8 @@ int main(int argc, char** argv)
         std::fputs("usage: lobbyd [--system | --session]\n", stderr);
         return 2;
     }
+    ErrorStreamLog log;
+    roamer::setLogTarget(&log);
     using Place = platform::PortServer::Place;
     const auto application = platform::makeApplication();
     const auto codec = platform::makePropertyListCodec();
