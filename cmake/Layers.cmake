@@ -5,6 +5,10 @@
 
 add_library(roamer_options INTERFACE)
 target_compile_options(roamer_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    # GCC 12 warns of overlapping copies inside std::string's operator+ when it optimises.
+    target_compile_options(roamer_options INTERFACE -Wno-restrict)
+endif()
 
 # Makes the folder SOURCE_DIR visible as "NAME/..." to targets that link TARGET.
 function(roamer_show_folder target scope name source_dir)
