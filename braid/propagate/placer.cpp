@@ -195,6 +195,10 @@ int Placer::remove(const Action& action)
         const auto now = disk::statAt(*folder, name.c_str());
         if (!now) return now.problem().code;
         if (now->kind != Kind::Folder || now->inode != seen.inode) return EAGAIN;
+        if (action.stats[otherPeer(target)].exists()) {
+            // Something takes the folder's place; without this the gap would look like a deletion by a person.
+            if (int code = markUnfinished(action.path, target)) return code;
+        }
         mBench.touch(target, above);
         const int code = disk::removeFolder(*folder, name.c_str());
         return code == ENOTEMPTY || code == EEXIST ? EAGAIN : code;

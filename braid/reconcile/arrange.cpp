@@ -38,6 +38,12 @@ bool isSameFile(const WalkContext& context, const Action& action, const Action& 
     if (agreed.kind != Kind::File || now.kind != Kind::File || now.inode != stamp.inode) return false;
     if (now.size != agreed.size || now.mtime != stamp.mtime || now.mode != stamp.mode || stamp.ctime == 0) return false;
 
+    // The other side must hold what was agreed, too: an edit there may be deleted by a resolved conflict, not moved.
+    const Stat& there = old.stats[old.target];
+    const Stamp& stampThere = agreed.stamps[old.target];
+    if (stampThere.ctime == 0 || there.ctime != stampThere.ctime || there.inode != stampThere.inode) return false;
+    if (there.size != agreed.size || there.mtime != stampThere.mtime || there.mode != stampThere.mode) return false;
+
     const auto folder = context.homes[source]->openFolder(folderOf(action.path));
     if (!folder) return false;
     const std::string name{nameOf(action.path)};

@@ -259,7 +259,15 @@ void Walk::planBothFolders(const std::string& path, const Coverage::State& cover
     finish.isRecorded = step.step != Step::KeptOut && !step.isPartial;
     // After an unfinished pass the archive learns of the folder when it is finished, not earlier.
     const bool isUnfinished = judgement.mustRestamp.local || judgement.mustRestamp.network;
-    if (!isUnfinished || step.step == Step::Restamp) planItem(path, job, stats, judgement, step, entry);
+    if (!isUnfinished || step.step == Step::Restamp) {
+        Judgement early = judgement;
+        for (const Peer peer : kPeers) {
+            const bool isPending = finish.mtime[peer] != stats[peer].mtime;
+            const bool mayWrite = decideWrite(peer, mContext.coverage.job(job).options).step != Step::KeptOut;
+            early.entry.unfinished[peer] = isPending && mayWrite; // until its time is set
+        }
+        planItem(path, job, stats, early, step, entry);
+    }
     planFolder(path, cover, stats, finish, timeChanged || isUnfinished);
 }
 

@@ -50,7 +50,24 @@ std::set<std::string> contentsIn(const fs::path& home)
     return contents;
 }
 
-/// Every content in both homes and in their trash.
+/// Versions that were swapped with a copy when the process died. Copies themselves carry their own inode as a name, or
+/// are still called new.
+std::set<std::string> swappedOutIn(const fs::path& home)
+{
+    std::set<std::string> contents;
+    if (!fs::exists(home / ".Braid/staging")) return contents;
+    for (const auto& item : fs::recursive_directory_iterator{home / ".Braid/staging"}) {
+        struct stat facts {
+        };
+        ::lstat(item.path().c_str(), &facts);
+        const std::string name = item.path().filename().native();
+        const bool isCopy = name.starts_with("new-") || name == "old-" + std::to_string(facts.st_ino);
+        if (!isCopy && S_ISREG(facts.st_mode)) contents.insert(read(item.path()));
+    }
+    return contents;
+}
+
+/// Every content in both homes and in their trash; also in staging, which the next pass empties into the trash.
 std::set<std::string> everythingKept(const HomePair& pair)
 {
     std::set<std::string> all = contentsIn(pair.local());
@@ -58,6 +75,7 @@ std::set<std::string> everythingKept(const HomePair& pair)
     for (const auto& home : {pair.local(), pair.network()}) {
         for (const std::string& content : trashContents(home))
             all.insert(content);
+        all.merge(swappedOutIn(home));
     }
     return all;
 }
