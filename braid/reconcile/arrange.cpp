@@ -28,6 +28,30 @@ void dropEndedJobs(Plan& plan)
     std::erase_if(plan.folders, hasEnded);
 }
 
+using ReplacedFolders = std::set<std::pair<Peer, std::string>>;
+
+/// Folders whose place a file or link takes.
+ReplacedFolders replacedFolders(const Plan& plan)
+{
+    ReplacedFolders replaced;
+    for (const Action& action : plan.actions) {
+        if (action.verb == Action::Verb::Copy && action.stats[action.target].kind == Kind::Folder) {
+            replaced.emplace(action.target, action.path);
+        }
+    }
+    return replaced;
+}
+
+/// This deletion must come before something takes the place of a folder, so it cannot wait to be a move.
+bool makesRoom(const Action& deletion, const ReplacedFolders& replaced)
+{
+    if (replaced.empty()) return false;
+    for (std::string_view path = deletion.path; !path.empty(); path = folderOf(path)) {
+        if (replaced.contains({deletion.target, std::string{path}})) return true;
+    }
+    return false;
+}
+
 /// The new file at `action.path` on the source side really is the one that lay at `old.path` when both agreed.
 bool isSameFile(const WalkContext& context, const Action& action, const Action& old)
 {
@@ -56,12 +80,13 @@ bool isSameFile(const WalkContext& context, const Action& action, const Action& 
     return digest && *digest == *agreed.digest;
 }
 
-void joinMoves(const WalkContext& context, Plan& plan)
+void joinMoves(const WalkContext& context, Plan& plan, const ReplacedFolders& replaced)
 {
     PerPeer<std::unordered_map<std::uint64_t, std::size_t>> deleted; // by inode on the side that moved the file
     for (std::size_t i = 0; i < plan.actions.size(); ++i) {
         const Action& action = plan.actions[i];
         if (action.verb != Action::Verb::Delete || action.entry.kind != Kind::File) continue;
+        if (makesRoom(action, replaced)) continue;
         deleted[action.target].emplace(action.entry.stamps[otherPeer(action.target)].inode, i);
     }
     if (deleted.local.empty() && deleted.network.empty()) return;
@@ -102,15 +127,6 @@ void withholdMassDeletion(const WalkContext& context, Plan& plan)
     }
 }
 
-/// Deletions at or below `path` must come before a file can take that place.
-bool makesRoom(const Action& deletion, const std::set<std::pair<Peer, std::string>, std::less<>>& replaced)
-{
-    for (std::string_view path = deletion.path; !path.empty(); path = folderOf(path)) {
-        if (replaced.contains({deletion.target, std::string{path}})) return true;
-    }
-    return false;
-}
-
 } // namespace
 
 bool pathLess(std::string_view one, std::string_view other)
@@ -125,15 +141,10 @@ bool pathLess(std::string_view one, std::string_view other)
 OrderedPlan arrange(const WalkContext& context, Plan& plan, bool allowsMassDeletion)
 {
     dropEndedJobs(plan);
-    joinMoves(context, plan);
+    joinMoves(context, plan, replacedFolders(plan));
     if (!allowsMassDeletion) withholdMassDeletion(context, plan);
 
-    std::set<std::pair<Peer, std::string>, std::less<>> replaced;
-    for (const Action& action : plan.actions) {
-        if (action.verb == Action::Verb::Copy && action.stats[action.target].kind == Kind::Folder) {
-            replaced.emplace(action.target, action.path);
-        }
-    }
+    const ReplacedFolders replaced = replacedFolders(plan);
     OrderedPlan ordered;
     for (Action& action : plan.actions) {
         switch (action.verb) {
@@ -148,8 +159,7 @@ OrderedPlan arrange(const WalkContext& context, Plan& plan, bool allowsMassDelet
             ordered.restamps.push_back(std::move(action));
             break;
         case Action::Verb::Delete:
-            (!replaced.empty() && makesRoom(action, replaced) ? ordered.makeRoom : ordered.deletions)
-                .push_back(std::move(action));
+            (makesRoom(action, replaced) ? ordered.makeRoom : ordered.deletions).push_back(std::move(action));
             break;
         }
     }

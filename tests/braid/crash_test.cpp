@@ -283,7 +283,9 @@ TEST(Model, AnyEditsConvergeAndLoseNothing)
             PassSettings settings = pair.settings();
             settings.allowMassDeletion = true;
             settings.jobs[0].options.resolveConflictsInFavorOf = people.below(2) == 0 ? Peer::Local : Peer::Network;
+            const std::string apart = differences(treeOf(pair.local()), treeOf(pair.network()));
             const PassReport report = runPass(settings, {});
+            SCOPED_TRACE("differed before the pass (local | network):\n" + apart);
             ASSERT_EQ(report.result, kPassSucceeded) << report.reason;
             ASSERT_TRUE(report.conflicts.empty()) << report.conflicts[0].path << ' ' << report.conflicts[0].kind;
             ASSERT_TRUE(report.errors.empty()) << report.errors[0].path << ' ' << report.errors[0].message;
