@@ -33,14 +33,17 @@ struct BundleServices {
 class FolderBundle final : public Bundle
 {
 public:
-    FolderBundle(std::string path, BundleServices& services) : mPath(std::move(path)), mServices(services) {}
+    FolderBundle(std::string path, std::shared_ptr<const BundleServices> services)
+        : mPath(std::move(path)), mServices(std::move(services))
+    {
+    }
 
     std::string path() const override { return mPath; }
 
     std::vector<std::string> localizations() const override
     {
         std::vector<std::string> names;
-        for (auto& name : mServices.files->contentsOfDirectory(resources()).value_or(std::vector<std::string>())) {
+        for (auto& name : mServices->files->contentsOfDirectory(resources()).value_or(std::vector<std::string>())) {
             if (name.size() <= kLocalizationSuffix.size() || !name.ends_with(kLocalizationSuffix)) continue;
             name.resize(name.size() - kLocalizationSuffix.size());
             names.push_back(std::move(name));
@@ -68,9 +71,9 @@ public:
 
     std::optional<roamer::Dictionary> dictionaryWithContentsOfFile(const std::string& path) const override
     {
-        const auto bytes = mServices.store->readFile(path);
+        const auto bytes = mServices->store->readFile(path);
         if (!bytes) return std::nullopt;
-        auto parsed = mServices.codec.parse(*bytes);
+        auto parsed = mServices->codec.parse(*bytes);
         if (auto* value = std::get_if<roamer::PropertyList>(&parsed)) {
             auto* dictionary = value->as<roamer::Dictionary>();
             return dictionary != nullptr ? std::optional(std::move(*dictionary)) : std::nullopt;
@@ -106,7 +109,7 @@ private:
 
     std::optional<std::string> existing(const std::string& path) const
     {
-        return mServices.files->exists(path) ? std::optional(path) : std::nullopt;
+        return mServices->files->exists(path) ? std::optional(path) : std::nullopt;
     }
 
     std::optional<std::string> information(const std::string& key) const
@@ -119,22 +122,22 @@ private:
     }
 
     std::string mPath;
-    BundleServices& mServices;
+    std::shared_ptr<const BundleServices> mServices; ///< Shared, so that a bundle may outlive what it came from.
 };
 
 class FolderBundles final : public Bundles
 {
 public:
-    explicit FolderBundles(PropertyListCodec& codec) : mServices(codec) {}
+    explicit FolderBundles(PropertyListCodec& codec) : mServices(std::make_shared<BundleServices>(codec)) {}
 
     std::unique_ptr<Bundle> bundleWithPath(const std::string& path) override
     {
-        if (!mServices.files->isDirectory(path)) return nullptr;
+        if (!mServices->files->isDirectory(path)) return nullptr;
         return std::make_unique<FolderBundle>(path, mServices);
     }
 
 private:
-    BundleServices mServices;
+    std::shared_ptr<const BundleServices> mServices;
 };
 
 } // namespace
