@@ -181,8 +181,9 @@ void NetworkHomeMount::showEarlyProgress(const Request& request)
 std::int32_t NetworkHomeMount::startMount(Wait& wait, const std::optional<std::string>& userPassword)
 {
     const auto& request = wait.request;
+    const auto url = request.url.value_or("");
     if (!request.async) {
-        const bool started = mThreads.detach([&lobby = mLobby, url = *request.url, outcome = wait.outcome] {
+        const bool started = mThreads.detach([&lobby = mLobby, url, outcome = wait.outcome] {
             doLbNotifyMountServerWithCurrentAuthenticationInThread(lobby, url, outcome);
         });
         if (!started) {
@@ -193,7 +194,7 @@ std::int32_t NetworkHomeMount::startMount(Wait& wait, const std::optional<std::s
     }
 
     const auto started = mMounts.mountURLAsync(
-        *request.url, request.userName.value_or(""), userPassword, kMountFlags,
+        url, request.userName.value_or(""), userPassword, kMountFlags,
         [outcome = wait.outcome](std::int32_t status, const std::vector<std::string>* mountedShares) {
             MountServerAsyncCallback(outcome, status, mountedShares);
         });

@@ -94,7 +94,7 @@ PeriodicSync::getPeriodicSyncSet(std::int32_t syncType, std::int32_t prefSyncTyp
     if (totalJobs == 0) DebugLog(2, "Pavo.getPeriodicSyncSet: nothing to sync");
     const bool configure = create && totalJobs > 0;
 
-    const auto set = mSets.getSyncSet(configure);
+    auto set = mSets.getSyncSet(configure);
     if (configure && set) setJobs(*set, preferenceJob, backgroundJob);
     DebugLog(2, "Pavo.getPeriodicSyncSet: done");
     return set;

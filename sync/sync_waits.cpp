@@ -60,6 +60,8 @@ double SyncRunner::secondsSince(SyncCallbackData::Time time) const
     return platform::Seconds(mRunLoop.now() - time).count();
 }
 
+// The set is copied: what the caller's pointer refers to may change in a slice.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void SyncRunner::waitTillSyncIdle(Set set, double minWait, double maxWait)
 {
     DebugLog(2, "Pavo.waitTillSyncIdle: minWait = %f, maxWait = %f", minWait, maxWait);
@@ -107,6 +109,8 @@ bool SyncRunner::idleWaitIsOver(const Set& set, BorrowedCallback& callback, Sync
     return true;
 }
 
+// The set is copied: what the caller's pointer refers to may change in a slice.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool SyncRunner::waitTillConflictsResolved(bool conflictsOnly, Set set, double maxWait)
 {
     DebugLog(2, "Pavo.waitTillConflictsResolved:%d maxWait = %f", conflictsOnly, maxWait);
