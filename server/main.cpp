@@ -132,7 +132,8 @@ public:
 private:
     roamer::FileLogTarget::Program program()
     {
-        const auto bundle = platform::makeBundles(*mCodec)->bundleWithPath(platform::kCustodiaBundlePath);
+        const auto bundles = platform::makeBundles(*mCodec);
+        const auto bundle = bundles->bundleWithPath(platform::kCustodiaBundlePath);
         if (bundle == nullptr) return {};
         return {bundle->name(), bundle->version()};
     }

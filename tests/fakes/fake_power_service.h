@@ -13,6 +13,7 @@ public:
     bool isPresent = true;
     int registrations = 0;
     int activities = 0;
+    int changes = 0; ///< How often it was told that the handler would answer otherwise.
     Handler handler; ///< Ask it what the machine would ask.
 
     bool registerForSystemPower(Handler newHandler) override
@@ -21,6 +22,7 @@ public:
         if (isPresent) handler = std::move(newHandler);
         return isPresent;
     }
+    void answersChanged() override { ++changes; }
     void reportUserActivity() override { ++activities; }
 };
 

@@ -30,6 +30,7 @@ TEST(VEXPowerManager, VetoesSleepOnlyBetweenPreventAndAllow)
     manager.preventSystemSleep();
     EXPECT_EQ(power.handler(Message::CanSystemSleep), Answer::Cancel);
     EXPECT_EQ(power.registrations, 1);
+    EXPECT_GE(power.changes, 3) << "a service that has to know in advance hears of every change";
 }
 
 TEST(VEXPowerManager, TriesToRegisterOnceAndGoesOnWithout)
