@@ -34,7 +34,8 @@ public:
     {
         if (mHandle) mPath = "/proc/self/fd/" + std::to_string(mHandle.number());
     }
-    explicit operator bool() const { return static_cast<bool>(mHandle); }
+    explicit Item(int file) : mPath("/proc/self/fd/" + std::to_string(file)) {}
+    explicit operator bool() const { return !mPath.empty(); }
     const char* path() const { return mPath.c_str(); }
 
 private:
@@ -89,6 +90,29 @@ std::uint64_t hash(const Attributes& attributes)
     return number == 0 ? 1 : number;
 }
 
+Outcome<Copied> copyAll(const Item& source, const Item& target, const char* name)
+{
+    const auto wanted = readAll(source, name);
+    if (!wanted) return wanted.problem();
+    const auto present = readAll(target, name);
+    if (!present) return present.problem();
+    const std::uint64_t wantedHash = hash(*wanted);
+    if (*wanted == *present) return Copied{wantedHash, wantedHash};
+
+    if (int code = seam::ask(seam::Operation::Restamp, name)) return Problem{code, "set its attributes", name};
+    for (const auto& [key, value] : *present) {
+        if (!wanted->contains(key)) ::removexattr(target.path(), key.c_str());
+    }
+    for (const auto& [key, value] : *wanted) {
+        const auto old = present->find(key);
+        if (old != present->end() && old->second == value) continue;
+        if (::setxattr(target.path(), key.c_str(), value.data(), value.size(), 0) == 0) continue;
+        if (isUnsupported(errno)) return Copied{wantedHash, 0};
+        return Problem{errno, "set its attributes", name};
+    }
+    return Copied{wantedHash, wantedHash};
+}
+
 } // namespace
 
 Outcome<std::uint64_t> hashOf(int folder, const char* name)
@@ -102,25 +126,17 @@ Outcome<std::uint64_t> hashOf(int folder, const char* name)
 Outcome<std::uint64_t> copy(int sourceFolder, const char* source, int targetFolder, const char* target)
 {
     if (int code = seam::ask(seam::Operation::Attributes, source)) return Problem{code, "read its attributes", source};
-    const auto wanted = readAll(Item{sourceFolder, source}, source);
-    if (!wanted) return wanted.problem();
-    const Item item{targetFolder, target};
-    const auto present = readAll(item, target);
-    if (!present) return present.problem();
-    if (*wanted == *present) return hash(*wanted);
+    const auto copied = copyAll(Item{sourceFolder, source}, Item{targetFolder, target}, target);
+    if (!copied) return copied.problem();
+    return copied->target;
+}
 
-    if (int code = seam::ask(seam::Operation::Restamp, target)) return Problem{code, "set its attributes", target};
-    for (const auto& [key, value] : *present) {
-        if (!wanted->contains(key)) ::removexattr(item.path(), key.c_str());
-    }
-    for (const auto& [key, value] : *wanted) {
-        const auto old = present->find(key);
-        if (old != present->end() && old->second == value) continue;
-        if (::setxattr(item.path(), key.c_str(), value.data(), value.size(), 0) == 0) continue;
-        if (isUnsupported(errno)) return std::uint64_t{0};
-        return Problem{errno, "set its attributes", target};
-    }
-    return hash(*wanted);
+Outcome<Copied> copyOpen(int sourceFile, int targetFile)
+{
+    if (int code = seam::ask(seam::Operation::Attributes, "")) return Problem{code, "read its attributes", ""};
+    // Hardly any file has some.
+    if (::flistxattr(sourceFile, nullptr, 0) == 0) return Copied{};
+    return copyAll(Item{sourceFile}, Item{targetFile}, "");
 }
 
 } // namespace braid::extended

@@ -15,4 +15,12 @@ Outcome<std::uint64_t> hashOf(int folder, const char* name);
 /// target file system without such attributes is no problem.
 Outcome<std::uint64_t> copy(int sourceFolder, const char* source, int targetFolder, const char* target);
 
+/// The hashes on both sides after copying.
+struct Copied {
+    std::uint64_t source = 0;
+    std::uint64_t target = 0;
+};
+/// The same between two open files.
+Outcome<Copied> copyOpen(int sourceFile, int targetFile);
+
 } // namespace braid::extended

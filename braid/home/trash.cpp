@@ -22,7 +22,7 @@ namespace braid
 namespace
 {
 
-constexpr std::chrono::hours kKeepFor{24 * 30};
+constexpr std::time_t kKeepForSeconds = 30 * 24 * 60 * 60;
 constexpr std::uint64_t kLeastBound = std::uint64_t{1} << 30;
 constexpr std::uint64_t kMostBound = std::uint64_t{20} << 30;
 constexpr int kMaxVersions = 10000;
@@ -42,11 +42,11 @@ std::string passName()
     return std::string{text.data()} + "-" + std::to_string(micros) + "-" + std::to_string(::getpid());
 }
 
-std::optional<std::chrono::system_clock::time_point> timeOfPass(const std::string& name)
+std::optional<std::time_t> timeOfPass(const std::string& name)
 {
     std::tm parts{};
     if (!::strptime(name.c_str(), "%Y%m%dT%H%M%SZ", &parts)) return std::nullopt;
-    return std::chrono::system_clock::from_time_t(::timegm(&parts));
+    return ::timegm(&parts);
 }
 
 /// A tenth of the disk, within bounds.
@@ -143,7 +143,7 @@ void Trash::expire()
     const Listing listing = listFolder(trash->number(), mHome.device(), "");
     if (listing.problem) return;
 
-    const auto now = std::chrono::system_clock::now();
+    const std::time_t now = std::time(nullptr);
     const std::uint64_t bound = boundFor(trash->number());
     std::uint64_t total = 0;
     std::error_code ignored;
@@ -152,7 +152,7 @@ void Trash::expire()
         if (item->name == mPassName || item->stat.kind != Kind::Folder) continue;
         const auto time = timeOfPass(item->name);
         if (!time) continue;
-        const bool tooOld = now - *time > kKeepFor;
+        const bool tooOld = now - *time > kKeepForSeconds;
         if (!tooOld && total <= bound) total += sizeOf(top / item->name);
         if (tooOld || total > bound) std::filesystem::remove_all(top / item->name, ignored);
     }

@@ -181,6 +181,7 @@ PassRun::Stop PassRun::planAll()
     mPlan = planPass(context);
     if (mStop.stop_requested()) return aborted();
     if (auto failure = mArchive->failure()) return ended(*failure);
+    if (mPlan.lostHome) return ended(*mPlan.lostHome);
     mOrdered = arrange(context, mPlan, mSettings.allowMassDeletion);
     if (auto failure = mArchive->failure()) return ended(*failure);
     mReporter.setMatters(mPlan.conflicts.size(), mPlan.errors.size());

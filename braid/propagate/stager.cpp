@@ -74,7 +74,9 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
     if (!isUnchanged(*after, source)) return fail({EAGAIN, "copy it", action.path});
 
     staged.entry.digest = *digest;
-    if (int code = finish(staged, sourceFolder, source)) return fail({code, "write a copy of it", action.path});
+    const auto attributes = extended::copyOpen(file->number(), copy->number());
+    if (!attributes) return fail(attributes.problem());
+    if (int code = finish(staged, source, *attributes)) return fail({code, "write a copy of it", action.path});
     if (home.flushesEachFile()) {
         if (int code = disk::syncFile(copy->number())) return fail({code, "write a copy of it", action.path});
     }
@@ -96,7 +98,7 @@ Outcome<Staged> Stager::stageLink(const Action& action, int sourceFolder, const 
     staged.entry.digest = digestOf(*target);
     const int folder = mBench.homes[action.target]->staging();
     if (int code = disk::makeLink(folder, staged.name.c_str(), *target)) return Problem{code, "make the link", ""};
-    if (int code = finish(staged, sourceFolder, source)) {
+    if (int code = finish(staged, source, {})) {
         discard(staged);
         return Problem{code, "make the link", action.path};
     }
@@ -104,24 +106,13 @@ Outcome<Staged> Stager::stageLink(const Action& action, int sourceFolder, const 
 }
 
 /// Gives the copy its attributes and, where it will be swapped with an older version, the name that tells so.
-int Stager::finish(Staged& staged, int sourceFolder, const Stat& source)
+int Stager::finish(Staged& staged, const Stat& source, const extended::Copied& attributes)
 {
     const Action& action = *staged.action;
     const Peer sourcePeer = otherPeer(action.target);
     const int folder = mBench.homes[action.target]->staging();
-    const std::string sourceName{nameOf(action.path)};
     const char* name = staged.name.c_str();
 
-    std::uint64_t sourceAttributes = 0;
-    std::uint64_t copiedAttributes = 0;
-    if (source.kind == Kind::File) {
-        const auto copied = extended::copy(sourceFolder, sourceName.c_str(), folder, name);
-        if (!copied) return copied.problem().code;
-        copiedAttributes = *copied;
-        const auto own = extended::hashOf(sourceFolder, sourceName.c_str());
-        if (!own) return own.problem().code;
-        sourceAttributes = *own;
-    }
     if (::geteuid() == 0) disk::setOwner(folder, name, source.owner, source.group);
     if (source.kind == Kind::File) {
         // A file server that keeps no modes refuses or ignores this; then the copy has the mode it gives.
@@ -144,8 +135,8 @@ int Stager::finish(Staged& staged, int sourceFolder, const Stat& source)
     }
     staged.entry.kind = source.kind;
     staged.entry.size = source.size;
-    staged.entry.stamps[sourcePeer] = stampFor(*mBench.homes[sourcePeer], source, sourceAttributes);
-    staged.entry.stamps[action.target].attributes = copiedAttributes;
+    staged.entry.stamps[sourcePeer] = stampFor(*mBench.homes[sourcePeer], source, attributes.source);
+    staged.entry.stamps[action.target].attributes = attributes.target;
     return 0;
 }
 

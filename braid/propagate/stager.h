@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "braid/disk/extended.h"
 #include "workbench.h"
 
 namespace braid
@@ -33,7 +34,7 @@ public:
 private:
     Outcome<Staged> stageFile(const Action& action, int sourceFolder, const Stat& source);
     Outcome<Staged> stageLink(const Action& action, int sourceFolder, const Stat& source);
-    int finish(Staged& staged, int sourceFolder, const Stat& source);
+    int finish(Staged& staged, const Stat& source, const extended::Copied& attributes);
 
     Workbench& mBench;
     std::uint64_t mSerial = 0;

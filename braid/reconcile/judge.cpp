@@ -11,6 +11,8 @@ namespace
 
 // Covers the coarsest step in use (FAT's two seconds) and the kernel's own tick.
 constexpr std::int64_t kYoung = 2'500'000'000;
+// A time this far ahead is no clock's: the next edit will show as an earlier one.
+constexpr std::int64_t kDay = 86'400'000'000'000;
 
 // Stand-ins for content that nobody had to read; no real digest equals them but by a chance of 2^-128.
 constexpr Digest kAgreedContent{~0ULL, 1};
@@ -249,7 +251,7 @@ Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes)
     stamp.mode = stat.mode;
     stamp.attributes = attributes;
     // A folder's content is listed at every pass anyway.
-    const bool isOld = stat.mtime < home.openedAt() - kYoung;
+    const bool isOld = stat.mtime < home.openedAt() - kYoung || stat.mtime > home.openedAt() + kDay;
     stamp.ctime = isOld || stat.kind == Kind::Folder ? stat.ctime : 0;
     return stamp;
 }

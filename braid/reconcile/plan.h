@@ -56,8 +56,9 @@ struct Plan {
     std::vector<ConflictRecord> conflicts;
     std::vector<ItemError> errors;
     std::vector<std::string> skipped;
-    std::set<std::string> unseen; ///< Folders that could not be listed: nothing is known of what lies below.
-    std::vector<JobEnd> jobEnds;  ///< One per job.
+    std::set<std::string> unseen;    ///< Folders that could not be listed: nothing is known of what lies below.
+    std::vector<JobEnd> jobEnds;     ///< One per job.
+    std::optional<Problem> lostHome; ///< A home's top could not be listed: there is nothing to plan with.
 };
 
 /// Puts the plan in the order in which it is carried out: parents before what they hold, deletions backwards.

@@ -116,6 +116,7 @@ void Walk::mergeFolder(Task& task)
     }
     for (const Peer peer : kPeers) {
         if (!listings[peer].problem) continue;
+        if (task.path.empty()) mPlan.lostHome = listings[peer].problem;
         // What cannot be seen is not gone: nothing below is touched on either side.
         addError(mPlan, task.path, peer, *listings[peer].problem);
         mPlan.unseen.insert(task.path);

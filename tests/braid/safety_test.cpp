@@ -370,6 +370,45 @@ TEST(Safety, AHomeThatWasCopiedWholeGetsAnIdentityOfItsOwn)
     EXPECT_NE(read(pair.local() / ".Braid/replica"), read(pair.network() / ".Braid/replica"));
 }
 
+TEST(Safety, TheTrashIsKeptForThirtyDaysAndDisturbsNobody)
+{
+    HomePair pair;
+    fill(pair.local());
+    pair.sync();
+    const fs::path trash = pair.local() / ".Braid/trash";
+    write(trash / "20200101T000000Z-1-1/folder/old", "too old");
+    write(trash / "29990101T000000Z-1-1/folder/recent", "kept");
+    write(trash / "put here by a person", "kept, too");
+    pair.sync();
+    EXPECT_EQ(trashContents(pair.local()), (std::vector<std::string>{"kept", "kept, too"}));
+}
+
+TEST(Safety, EveryVersionOfAFileIsKeptBesideTheOthers)
+{
+    HomePair pair;
+    write(pair.local() / "file", "version 1");
+    pair.sync();
+    std::vector<std::string> replaced;
+    for (int version = 2; version < 5; ++version) {
+        replaced.push_back("version " + std::to_string(version - 1));
+        write(pair.local() / "file", "version " + std::to_string(version));
+        pair.sync();
+    }
+    EXPECT_EQ(trashContents(pair.network()), replaced);
+}
+
+TEST(Safety, AHomeWhoseTopCannotBeListedEndsThePass)
+{
+    HomePair pair;
+    fill(pair.local());
+    pair.sync();
+    const Failing failing{seam::Operation::List, nullptr, ENOTCONN};
+    const PassReport report = pair.sync();
+    EXPECT_NE(report.result, kPassSucceeded);
+    EXPECT_FALSE(report.reason.empty());
+    EXPECT_EQ(writesOf(report), 0U);
+}
+
 TEST(Safety, PathsLongerThanTheKernelTakesAtOnce)
 {
     HomePair pair;
