@@ -60,19 +60,19 @@ void BackgroundSchedule::clockTick()
 {
     if (!mNextTime) return;
     if (mRunLoop.date() < *mNextTime) return plan();
-    moveOn();
+    moveOn(*mNextTime);
     plan();
     if (mPassRuns) return;
     mLastPassFailed = false;
     mDue();
 }
 
-void BackgroundSchedule::moveOn()
+void BackgroundSchedule::moveOn(Date& time) const
 {
-    const double late = std::chrono::duration<double>(mRunLoop.date() - *mNextTime).count();
+    const double late = std::chrono::duration<double>(mRunLoop.date() - time).count();
     // A missed time, however long ago, is made up for once: the next one is in the future and keeps the rhythm.
     const double rounds = static_cast<double>(static_cast<std::int64_t>(late / mSettings.intervalSeconds)) + 1;
-    *mNextTime += calendarSpan(rounds * mSettings.intervalSeconds);
+    time += calendarSpan(rounds * mSettings.intervalSeconds);
 }
 
 void BackgroundSchedule::passStarted()
@@ -101,9 +101,10 @@ void BackgroundSchedule::homeChanged()
     if (!mQuietTimer) quietCheck();
 }
 
-RunLoop::Duration BackgroundSchedule::untilQuiet() const
+RunLoop::Duration BackgroundSchedule::untilQuiet(RunLoop::Clock::time_point firstChange,
+                                                 RunLoop::Clock::time_point lastChange) const
 {
-    auto time = std::min(*mLastChange + seconds(kQuietSeconds), *mFirstChange + seconds(kLongestHoldSeconds));
+    auto time = std::min(lastChange + seconds(kQuietSeconds), firstChange + seconds(kLongestHoldSeconds));
     if (mLastPassEnd) time = std::max(time, *mLastPassEnd + seconds(kShortestGapSeconds));
     return time - mRunLoop.now();
 }
@@ -112,8 +113,8 @@ void BackgroundSchedule::quietCheck()
 {
     mQuietTimer.invalidate();
     // After a failure the share is most likely away: then only the clock tries again.
-    if (!mLastChange || mPassRuns || mLastPassFailed) return;
-    const auto wait = untilQuiet();
+    if (!mFirstChange || !mLastChange || mPassRuns || mLastPassFailed) return;
+    const auto wait = untilQuiet(*mFirstChange, *mLastChange);
     if (wait > RunLoop::Duration::zero()) {
         mQuietTimer = mRunLoop.after(wait, [this] { quietCheck(); });
         return;

@@ -47,8 +47,9 @@ private:
     void plan();
     void clockTick();
     void quietCheck();
-    void moveOn();
-    platform::RunLoop::Duration untilQuiet() const;
+    void moveOn(Date& time) const;
+    platform::RunLoop::Duration untilQuiet(platform::RunLoop::Clock::time_point firstChange,
+                                           platform::RunLoop::Clock::time_point lastChange) const;
 
     platform::RunLoop& mRunLoop;
     std::function<void()> mDue;

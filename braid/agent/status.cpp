@@ -29,9 +29,9 @@ Array passStatus(const Status& status)
     return entries;
 }
 
-void addFigures(Dictionary& result, const Progress& progress)
+void addFigures(Dictionary& result, const Progress& progress, double percent)
 {
-    result.insert_or_assign(platform::kProgressPercentCompleteKey, *progress.percent);
+    result.insert_or_assign(platform::kProgressPercentCompleteKey, percent);
     result.insert_or_assign(platform::kProgressCompletedItemsKey, progress.completedItems);
     result.insert_or_assign(platform::kProgressTotalItemsKey, progress.totalItems);
     result.insert_or_assign(platform::kProgressCompletedBytesKey, progress.completedBytes);
@@ -51,7 +51,7 @@ Dictionary describe(const Status& status)
     };
     if (progress.state == PassState::Idle) return result;
     result.insert_or_assign(platform::kProgressSyncPassStatusKey, passStatus(status));
-    if (progress.percent) addFigures(result, progress);
+    if (progress.percent) addFigures(result, progress, *progress.percent);
     if (!progress.currentPath.empty()) {
         result.insert_or_assign(platform::kProgressCurrentItemPathKey, progress.currentPath);
     }

@@ -19,6 +19,14 @@ constexpr double kShortestStatusGapSeconds = 0.1;
 // Clients take an engine that says nothing for ten seconds for a stalled one.
 constexpr double kHeartbeatSeconds = 5;
 
+std::variant<PassRequest, Refusal> requestOf(const SyncSet& set)
+{
+    auto jobs = jobsOf(set);
+    if (auto* refused = std::get_if<Refusal>(&jobs)) return std::move(*refused);
+    return PassRequest{{set.remoteHomePath, set.remoteHomeXMLSpec, set.mountSuffixPath},
+                       std::get<std::vector<Job>>(std::move(jobs))};
+}
+
 } // namespace
 
 SyncAgent::SyncAgent(platform::RunLoop& runLoop, SyncSetStore& store, PassEngine& engine, HomeWatcher& watcher)
@@ -101,7 +109,7 @@ std::variant<std::uint64_t, SyncAgent::Refused> SyncAgent::startSync()
     if (mEnded) return Refused{protocol::kEnding, "the sync engine is about to end"};
     if (!mSet) return Refused{protocol::kNoSyncSet, "there is no sync set"};
     if (passRuns()) return Refused{protocol::kPassIsRunning, "the homes are being synced already"};
-    return startPass(Cause::Request);
+    return startPass(*mSet, Cause::Request);
 }
 
 void SyncAgent::runInBackground()
@@ -111,18 +119,10 @@ void SyncAgent::runInBackground()
     if (const auto reason = mStore.save(*mSet)) {
         DebugLog(0, "schedule: next time not saved reason=\"%s\"", reason->c_str());
     }
-    startPass(Cause::Background);
+    startPass(*mSet, Cause::Background);
 }
 
-std::variant<PassRequest, Refusal> SyncAgent::request() const
-{
-    auto jobs = jobsOf(*mSet);
-    if (auto* refused = std::get_if<Refusal>(&jobs)) return std::move(*refused);
-    return PassRequest{{mSet->remoteHomePath, mSet->remoteHomeXMLSpec, mSet->mountSuffixPath},
-                       std::get<std::vector<Job>>(std::move(jobs))};
-}
-
-std::uint64_t SyncAgent::startPass(Cause cause)
+std::uint64_t SyncAgent::startPass(const SyncSet& set, Cause cause)
 {
     ++mSerial;
     mPassStart = mRunLoop.now();
@@ -133,7 +133,7 @@ std::uint64_t SyncAgent::startPass(Cause cause)
     DebugLog(1, "pass: start serial=%llu cause=%s", static_cast<unsigned long long>(mSerial),
              cause == Cause::Request ? "request" : "background");
     send();
-    auto wanted = request();
+    auto wanted = requestOf(set);
     if (const auto* refused = std::get_if<Refusal>(&wanted)) {
         PassReport report;
         report.result = refused->code;

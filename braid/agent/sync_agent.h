@@ -57,8 +57,7 @@ private:
     void applySchedule();
     void applyWatch();
     void runInBackground();
-    std::uint64_t startPass(Cause cause);
-    std::variant<PassRequest, Refusal> request() const;
+    std::uint64_t startPass(const SyncSet& set, Cause cause);
     void passProgressed(const Progress& progress);
     void passEnded(const PassReport& report);
     void countOpenMatters();

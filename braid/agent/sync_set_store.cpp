@@ -19,7 +19,7 @@ constexpr const char* kFileName = "sync_set.plist";
 constexpr const char* kDamagedName = "sync_set.damaged.plist";
 constexpr const char* kVersionKey = "version";
 constexpr std::int64_t kVersion = 1;
-constexpr std::size_t kLimitBytes = 16 * 1024 * 1024; // lists of a home are some kilobytes
+constexpr std::size_t kLimitBytes = std::size_t{16} * 1024 * 1024; // lists of a home are some kilobytes
 
 std::variant<SyncSet, std::string> setFrom(const roamer::PropertyList& value)
 {
@@ -36,8 +36,8 @@ std::variant<SyncSet, std::string> setFrom(const roamer::PropertyList& value)
 
 } // namespace
 
-SyncSetStore::SyncSetStore(platform::PropertyListCodec& codec, std::filesystem::path localHome)
-    : mCodec(codec), mFolder(std::move(localHome) / ".Braid")
+SyncSetStore::SyncSetStore(platform::PropertyListCodec& codec, const std::filesystem::path& localHome)
+    : mCodec(codec), mFolder(localHome / ".Braid")
 {
 }
 

@@ -15,7 +15,7 @@ class SyncSetStore
 {
 public:
     /// The codec is borrowed.
-    SyncSetStore(platform::PropertyListCodec& codec, std::filesystem::path localHome);
+    SyncSetStore(platform::PropertyListCodec& codec, const std::filesystem::path& localHome);
 
     /// The set; null when there is none. A file that holds no set is put aside under another name, so that nothing
     /// overwrites it, and counts as none; that is logged.
