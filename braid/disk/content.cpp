@@ -17,8 +17,9 @@ namespace braid
 namespace
 {
 
-constexpr std::size_t kBlock = 256 * 1024;
-constexpr std::int64_t kKernelCopyFrom = 4 * 1024 * 1024; // below, passing the bytes through us costs little
+constexpr std::size_t kBlock = std::size_t{256} * 1024;
+constexpr std::int64_t kKernelCopyFrom =
+    std::int64_t{4} * 1024 * 1024; // below, passing the bytes through us costs little
 
 struct HashStateDeleter {
     void operator()(XXH3_state_t* state) const { XXH3_freeState(state); }
@@ -75,7 +76,7 @@ int writeAll(int descriptor, const char* bytes, std::size_t length)
 int copyRangeInKernel(int source, int target, std::int64_t offset, std::int64_t length, const std::stop_token& stop,
                       const ByteCounter& count)
 {
-    constexpr std::int64_t kChunk = 16 * 1024 * 1024; // a stop request is noticed between two chunks
+    constexpr std::int64_t kChunk = std::int64_t{16} * 1024 * 1024; // a stop request is noticed between two chunks
     bool any = false;
     while (length > 0) {
         if (stop.stop_requested()) return ECANCELED;

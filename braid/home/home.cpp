@@ -165,13 +165,18 @@ std::optional<Problem> Home::writeMarker(const Marker& marker) const
     return problemIf(disk::syncFile(folder), "write the marker", ".Braid/replica");
 }
 
+bool Home::isOurs(const std::optional<Marker>& marker) const
+{
+    return marker && mMarker && marker->id == mMarker->id;
+}
+
 std::optional<Problem> Home::countUpGeneration()
 {
     // Another computer may have counted meanwhile: always go up from what is there.
     const auto present = readMarker(root());
     if (!present) return present.problem();
-    if (!*present || (*present)->id != mMarker->id) return Problem{ESTALE, "recognise the home", mPath};
-    Marker next = **present;
+    if (!isOurs(*present)) return Problem{ESTALE, "recognise the home", mPath};
+    Marker next = present->value_or(Marker{});
     ++next.generation;
     if (auto problem = writeMarker(next)) return problem;
     mMarker = next;
@@ -186,7 +191,7 @@ std::optional<Problem> Home::checkStillThere() const
     if (now.st_ino != mRootStat.inode) return Problem{ESTALE, "recognise the home", mPath};
     const auto marker = readMarker(root());
     if (!marker) return marker.problem();
-    if (!*marker || (*marker)->id != mMarker->id) return Problem{ESTALE, "recognise the home", mPath};
+    if (!isOurs(*marker)) return Problem{ESTALE, "recognise the home", mPath};
     return std::nullopt;
 }
 

@@ -59,6 +59,7 @@ public:
 
 private:
     Home() = default;
+    bool isOurs(const std::optional<Marker>& marker) const;
     std::optional<Problem> writeMarker(const Marker& marker) const;
 
     Peer mPeer = Peer::Local;

@@ -22,7 +22,7 @@ namespace braid
 namespace
 {
 
-constexpr std::time_t kKeepForSeconds = 30 * 24 * 60 * 60;
+constexpr std::time_t kKeepForSeconds = std::time_t{30} * 24 * 60 * 60;
 constexpr std::uint64_t kLeastBound = std::uint64_t{1} << 30;
 constexpr std::uint64_t kMostBound = std::uint64_t{20} << 30;
 constexpr int kMaxVersions = 10000;
