@@ -12,6 +12,7 @@
 #include <variant>
 #include <vector>
 
+#include "disk/facts.h"
 #include "match_rule.h"
 
 /// The engine as its callers see it: one pass between two homes.
@@ -58,10 +59,19 @@ struct Counts {
     std::uint64_t bytes = 0; ///< File content written, both directions together.
 };
 
+/// What lay at a path of one home when a pass looked. Nanoseconds since 1970 UTC, bytes.
+struct Version {
+    Kind kind = Kind::Absent;
+    std::int64_t size = 0;
+    std::int64_t mtime = 0;
+};
+
 /// A conflict that the pass left for a person, or kept from an earlier pass.
 struct Conflict {
     std::string path; ///< Home-relative, in the bytes of the file system.
     std::string kind; ///< "modify/modify", "modify/delete", "create/create", "type/type", "delete-folder/edit-inside" …
+    Version local{}; ///< Both absent for "mass-deletion", which is about no single item.
+    Version network{};
 };
 
 struct ItemError {
@@ -100,6 +110,7 @@ struct PassReport {
     std::vector<Conflict> conflicts;
     std::vector<ItemError> errors;
     std::vector<JobStatus> jobStatus; ///< One per job, in job order.
+    double seconds = 0;               ///< From the pass's start to its end.
     std::vector<std::string> skipped; ///< Sockets, pipes, devices and mounted folders: left alone, nobody's task.
 };
 
@@ -148,7 +159,8 @@ private:
     bool mLeavesNoTrace;
 };
 
-/// What the archive of a local home still holds as unresolved. A local home without an archive has none.
+/// What the archive of a local home still holds as unresolved with the network home that it synced with last. A local
+/// home without an archive has none.
 struct OpenMatters {
     std::vector<Conflict> conflicts;
     std::vector<ItemError> errors;

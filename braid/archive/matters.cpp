@@ -33,6 +33,11 @@ void bindStat(Statement& statement, int at, const Stat& stat)
     statement.bind(at, static_cast<int>(stat.kind)).bind(at + 1, stat.size).bind(at + 2, stat.mtime);
 }
 
+Version versionFrom(const Statement& statement, int at)
+{
+    return {static_cast<Kind>(statement.number(at)), statement.number(at + 1), statement.number(at + 2)};
+}
+
 } // namespace
 
 void Archive::replaceMatters(const std::function<bool(std::string_view path)>& isStale,
@@ -61,10 +66,13 @@ void Archive::replaceMatters(const std::function<bool(std::string_view path)>& i
 OpenMatters Archive::matters()
 {
     OpenMatters matters;
-    Statement conflicts = mDatabase->prepare("SELECT path, kind FROM conflict WHERE pair = ?1 ORDER BY path");
+    Statement conflicts = mDatabase->prepare("SELECT path, kind, local_kind, local_size, local_mtime, network_kind,"
+                                             " network_size, network_mtime FROM conflict WHERE pair = ?1"
+                                             " ORDER BY path");
     conflicts.bind(0, mPair);
     while (conflicts.step()) {
-        matters.conflicts.push_back({std::string{conflicts.blob(0)}, std::string{conflicts.blob(1)}});
+        matters.conflicts.push_back({std::string{conflicts.blob(0)}, std::string{conflicts.blob(1)},
+                                     versionFrom(conflicts, 2), versionFrom(conflicts, 5)});
     }
     Statement errors = mDatabase->prepare("SELECT path, message FROM trouble WHERE pair = ?1 ORDER BY path");
     errors.bind(0, mPair);

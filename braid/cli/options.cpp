@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <iostream>
+#include <memory>
 
 namespace braid::cli
 {
@@ -45,12 +46,6 @@ constexpr auto kResolveWords = std::to_array<ResolveWord>({
     {"copy-network", Peer::Network, Peer::Network},
 });
 
-ExitStatus refuse(const std::string& reason)
-{
-    std::cerr << "braid: " << reason << "\nTry \"braid sync --help\".\n";
-    return kUsage;
-}
-
 } // namespace
 
 std::variant<std::optional<MatchRule>, std::string> ruleFrom(const std::string& text)
@@ -78,69 +73,113 @@ std::variant<std::optional<MatchRule>, std::string> ruleFrom(const std::string& 
     return std::optional<MatchRule>{std::get<MatchRule>(std::move(rule))};
 }
 
-std::variant<SyncOptions, ExitStatus> parse(int argc, const char* const* argv)
+namespace
+{
+
+void addExclusions(CLI::App& command, std::vector<MatchRule>& rules)
+{
+    const auto add = [&rules](const std::vector<std::string>& entries) {
+        for (const std::string& entry : entries) {
+            auto rule = ruleFrom(entry);
+            if (const auto* reason = std::get_if<std::string>(&rule)) throw CLI::ValidationError{*reason};
+            if (auto& usable = std::get<std::optional<MatchRule>>(rule)) rules.push_back(std::move(*usable));
+        }
+    };
+    command
+        .add_option_function<std::vector<std::string>>(
+            "--exclude", add,
+            "Not the items that match; may be repeated. Comparisons: startsWith, endsWith, contains, is "
+            "(of the name), partialPath, fullPath (of the path), regex, regexPath; any other word: the path "
+            "is exactly VALUE")
+        ->type_name("COMPARISON:VALUE")
+        ->expected(1)
+        ->take_all();
+}
+
+void addJson(CLI::App& command, bool& json)
+{
+    command.add_flag("--json", json, "Print the result as one JSON object");
+}
+
+/// Each of these declares a sub-command, and makes it the request once it was understood.
+void declareSync(CLI::App& app, Request& request)
+{
+    struct Words {
+        SyncOptions options;
+        std::vector<std::string> includes;
+        std::string resolve = "ask";
+    };
+    const auto words = std::make_shared<Words>();
+    SyncOptions& options = words->options;
+    Job& job = options.settings.jobs.emplace_back();
+    CLI::App& command = *app.add_subcommand("sync", "One pass between a local home and a network home");
+    command.add_option("LOCAL", options.settings.localHome, "The local home")->required();
+    command.add_option("NETWORK", options.settings.networkHome, "The network home")->required();
+    command.add_option("--include", words->includes, "Only this path in the home, with all below it; may be repeated")
+        ->type_name("PATH")
+        ->expected(1)
+        ->take_all();
+    addExclusions(command, job.exclusions);
+    command
+        .add_option("--resolve", words->resolve,
+                    "Conflicts: ask leaves them to you; local or network wins; copy-local and copy-network "
+                    "also leave that side unchanged")
+        ->type_name("ask|local|network|copy-local|copy-network");
+    command.add_flag("--abort-on-conflict", job.options.abortOnConflict, "Change nothing when there is a conflict");
+    command.add_flag("--dry-run", options.settings.dryRun, "Say what would be done, and do nothing");
+    command.add_flag("--allow-mass-deletion", options.settings.allowMassDeletion,
+                     "Also when more than half of a home's items would be deleted");
+    addJson(command, options.json);
+    command.callback([words, &request] {
+        const auto* word = std::ranges::find(kResolveWords, words->resolve, &ResolveWord::word);
+        if (word == kResolveWords.end()) {
+            throw CLI::ValidationError{"--resolve does not know \"" + words->resolve + "\""};
+        }
+        Job& job = words->options.settings.jobs[0];
+        job.inclusions.insert(words->includes.begin(), words->includes.end());
+        job.options.resolveConflictsInFavorOf = word->favor;
+        job.options.readOnlyPeer = word->readOnly;
+        request = std::move(words->options);
+    });
+}
+
+void declareConflicts(CLI::App& app, Request& request)
+{
+    const auto options = std::make_shared<ConflictsOptions>();
+    CLI::App& command = *app.add_subcommand("conflicts", "What waits for a person: conflicts, and items not synced");
+    command.add_option("LOCAL", options->localHome, "The local home")->required();
+    addJson(command, options->json);
+    command.footer("Exit status: 0 nothing waits, 1 something does, 3 there is no such home.");
+    command.callback([options, &request] { request = *options; });
+}
+
+/// The help that fits what was typed.
+std::string helpHint(const CLI::App& app)
+{
+    const auto chosen = app.get_subcommands();
+    return "Try \"braid " + (chosen.empty() ? "" : chosen[0]->get_name() + " ") + "--help\".";
+}
+
+} // namespace
+
+std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
 {
     CLI::App app{"Keeps two folders in step, both ways, and loses nothing.", "braid"};
     app.set_version_flag("--version", "braid " BRAID_VERSION);
     app.require_subcommand(1);
-    CLI::App& sync = *app.add_subcommand("sync", "One pass between a local home and a network home");
-
-    SyncOptions options;
-    std::string local;
-    std::string network;
-    std::vector<std::string> includes;
-    std::vector<std::string> excludes;
-    std::string resolve = "ask";
-    bool abortOnConflict = false;
-    sync.add_option("LOCAL", local, "The local home")->required();
-    sync.add_option("NETWORK", network, "The network home")->required();
-    sync.add_option("--include", includes, "Only this path in the home, with all below it; may be repeated")
-        ->type_name("PATH")
-        ->expected(1)
-        ->take_all();
-    sync.add_option("--exclude", excludes,
-                    "Not the items that match; may be repeated. Comparisons: startsWith, endsWith, contains, is "
-                    "(of the name), partialPath, fullPath (of the path), regex, regexPath; any other word: the path "
-                    "is exactly VALUE")
-        ->type_name("COMPARISON:VALUE")
-        ->expected(1)
-        ->take_all();
-    sync.add_option("--resolve", resolve,
-                    "Conflicts: ask leaves them to you; local or network wins; copy-local and copy-network "
-                    "also leave that side unchanged")
-        ->type_name("ask|local|network|copy-local|copy-network");
-    sync.add_flag("--abort-on-conflict", abortOnConflict, "Change nothing when there is a conflict");
-    sync.add_flag("--dry-run", options.settings.dryRun, "Say what would be done, and do nothing");
-    sync.add_flag("--allow-mass-deletion", options.settings.allowMassDeletion,
-                  "Also when more than half of a home's items would be deleted");
-    sync.add_flag("--json", options.json, "Print the result as one JSON object");
-
+    Request request;
+    declareSync(app, request);
+    declareConflicts(app, request);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
         app.exit(help);
         return kInStep;
     } catch (const CLI::ParseError& error) {
-        return refuse(error.what());
+        std::cerr << "braid: " << error.what() << "\n" << helpHint(app) << "\n";
+        return kUsage;
     }
-
-    Job job;
-    for (const std::string& path : includes)
-        job.inclusions.insert(path);
-    for (const std::string& text : excludes) {
-        auto rule = ruleFrom(text);
-        if (const auto* reason = std::get_if<std::string>(&rule)) return refuse(*reason);
-        if (auto& usable = std::get<std::optional<MatchRule>>(rule)) job.exclusions.push_back(std::move(*usable));
-    }
-    const auto* word = std::ranges::find(kResolveWords, resolve, &ResolveWord::word);
-    if (word == kResolveWords.end()) return refuse("--resolve does not know \"" + resolve + "\"");
-    job.options.resolveConflictsInFavorOf = word->favor;
-    job.options.readOnlyPeer = word->readOnly;
-    job.options.abortOnConflict = abortOnConflict;
-    options.settings.localHome = local;
-    options.settings.networkHome = network;
-    options.settings.jobs.push_back(std::move(job));
-    return options;
+    return request;
 }
 
 } // namespace braid::cli

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <variant>
 #include <vector>
@@ -9,12 +10,6 @@
 namespace braid::cli
 {
 
-/// What `braid sync` was asked to do.
-struct SyncOptions {
-    PassSettings settings;
-    bool json = false;
-};
-
 /// The exit statuses that scripts rely on.
 enum ExitStatus : int {
     kInStep = 0,
@@ -23,11 +18,24 @@ enum ExitStatus : int {
     kRefusedOrAborted = 3,
 };
 
+struct SyncOptions {
+    PassSettings settings;
+    bool json = false;
+};
+
+struct ConflictsOptions {
+    std::filesystem::path localHome;
+    bool json = false;
+};
+
+/// What a person asked for, one sub-command each.
+using Request = std::variant<SyncOptions, ConflictsOptions>;
+
 /// The exclusion rule that an entry "COMPARISON:VALUE" stands for; nothing for one that excludes nothing, or in words
 /// why it is no rule.
 std::variant<std::optional<MatchRule>, std::string> ruleFrom(const std::string& text);
 
 /// What the command line asks for, or the exit status once everything was said (help, version, a usage error).
-std::variant<SyncOptions, ExitStatus> parse(int argc, const char* const* argv);
+std::variant<Request, ExitStatus> parse(int argc, const char* const* argv);
 
 } // namespace braid::cli

@@ -1,71 +1,14 @@
 #include "output.h"
 
-#include <array>
-#include <cstdio>
-
 #include "braid/text/folding.h"
+#include "json.h"
+#include "words.h"
 
 namespace braid::cli
 {
 
 namespace
 {
-
-std::string jsonText(const std::string& bytes)
-{
-    std::string out = "\"";
-    for (const char c : text::printable(bytes)) {
-        switch (c) {
-        case '"':
-            out += "\\\"";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        default:
-            if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) {
-                std::array<char, 8> escape{};
-                std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(c));
-                out += escape.data();
-            } else {
-                out += c;
-            }
-        }
-    }
-    return out + "\"";
-}
-
-template <class List, class Print>
-std::string jsonList(const List& list, Print print)
-{
-    std::string out = "[";
-    for (const auto& element : list) {
-        if (out.size() > 1) out += ", ";
-        out += print(element);
-    }
-    return out + "]";
-}
-
-std::string sizeText(std::uint64_t bytes)
-{
-    constexpr auto kUnits = std::to_array<const char*>({"bytes", "KB", "MB", "GB", "TB"});
-    double number = static_cast<double>(bytes);
-    std::size_t unit = 0;
-    for (; number >= 1000 && unit + 1 < kUnits.size(); ++unit)
-        number /= 1000;
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), unit == 0 ? "%.0f %s" : "%.1f %s", number, kUnits[unit]);
-    return text.data();
-}
 
 const char* stateWords(PassState state)
 {
@@ -89,23 +32,27 @@ const char* stateWords(PassState state)
 
 std::string jsonReport(const PassReport& report, bool dryRun)
 {
+    const auto conflict = [](const Conflict& c) {
+        return json::Object{}.addText("path", c.path).addText("kind", c.kind).str();
+    };
+    const auto error = [](const ItemError& e) {
+        return json::Object{}.addText("path", e.path).addText("message", e.message).str();
+    };
     const Counts& counts = report.counts;
-    std::string out = "{\"result\": " + std::to_string(report.result);
-    if (report.result != kPassSucceeded) out += ", \"reason\": " + jsonText(report.reason);
-    if (dryRun) out += ", \"dryRun\": true";
-    out += ", \"created\": " + std::to_string(counts.created);
-    out += ", \"updated\": " + std::to_string(counts.updated);
-    out += ", \"deleted\": " + std::to_string(counts.deleted);
-    out += ", \"renamed\": " + std::to_string(counts.renamed);
-    out += ", \"bytes\": " + std::to_string(counts.bytes);
-    out += ", \"conflicts\": " + jsonList(report.conflicts, [](const Conflict& conflict) {
-               return "{\"path\": " + jsonText(conflict.path) + ", \"kind\": " + jsonText(conflict.kind) + "}";
-           });
-    out += ", \"errors\": " + jsonList(report.errors, [](const ItemError& error) {
-               return "{\"path\": " + jsonText(error.path) + ", \"message\": " + jsonText(error.message) + "}";
-           });
-    out += ", \"skipped\": " + jsonList(report.skipped, jsonText);
-    return out + "}\n";
+    json::Object object;
+    object.addNumber("result", report.result);
+    if (report.result != kPassSucceeded) object.addText("reason", report.reason);
+    if (dryRun) object.add("dryRun", "true");
+    object.addNumber("created", counts.created)
+        .addNumber("updated", counts.updated)
+        .addNumber("deleted", counts.deleted)
+        .addNumber("renamed", counts.renamed)
+        .addNumber("bytes", counts.bytes)
+        .add("conflicts", json::list(report.conflicts, conflict))
+        .add("errors", json::list(report.errors, error))
+        .add("skipped", json::list(report.skipped, json::text))
+        .addNumber("seconds", report.seconds);
+    return object.str() + "\n";
 }
 
 std::string plainReport(const PassReport& report, bool dryRun)

@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include <exception>
+#include <chrono>
 
 #include "pass_run.h"
 
@@ -11,7 +11,10 @@ namespace braid
 
 PassReport runPass(const PassSettings& settings, std::stop_token stop, EngineLock* held)
 {
-    return PassRun{settings, std::move(stop), held}.run();
+    const auto start = std::chrono::steady_clock::now();
+    PassReport report = PassRun{settings, std::move(stop), held}.run();
+    report.seconds = std::chrono::duration<double>{std::chrono::steady_clock::now() - start}.count();
+    return report;
 }
 
 std::optional<std::string> whyNotAPair(const std::filesystem::path& localHome, const std::filesystem::path& networkHome)

@@ -43,6 +43,11 @@ std::uint64_t bytesToCopy(const OrderedPlan& ordered)
     return bytes;
 }
 
+Version versionOf(const Stat& stat)
+{
+    return {stat.kind, stat.size, stat.mtime};
+}
+
 } // namespace
 
 PassRun::PassRun(const PassSettings& settings, std::stop_token stop, EngineLock* held)
@@ -247,8 +252,9 @@ std::vector<JobStatus> PassRun::jobStatus() const
 void PassRun::fillReport()
 {
     mReport.jobStatus = jobStatus();
-    for (const ConflictRecord& record : mPlan.conflicts)
-        mReport.conflicts.push_back(record.conflict);
+    for (const auto& [conflict, stats] : mPlan.conflicts) {
+        mReport.conflicts.push_back({conflict.path, conflict.kind, versionOf(stats.local), versionOf(stats.network)});
+    }
     mReport.errors = std::move(mPlan.errors);
     mReport.skipped = std::move(mPlan.skipped);
     std::ranges::sort(mReport.conflicts, {}, &Conflict::path);

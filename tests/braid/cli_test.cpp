@@ -54,8 +54,8 @@ TEST(CommandLine, OptionsBecomeAJob)
         "braid",  "sync",      "here",   "there",     "--include",    "a/b",       "--include",          "c",
         "--json", "--exclude", "is:*.o", "--resolve", "copy-network", "--dry-run", "--abort-on-conflict"};
     const auto parsed = parse(static_cast<int>(std::size(words)), words);
-    ASSERT_TRUE(std::holds_alternative<SyncOptions>(parsed));
-    const auto& options = std::get<SyncOptions>(parsed);
+    ASSERT_TRUE(std::holds_alternative<Request>(parsed));
+    const auto& options = std::get<SyncOptions>(std::get<Request>(parsed));
     EXPECT_EQ(options.settings.localHome, "here");
     EXPECT_EQ(options.settings.networkHome, "there");
     EXPECT_TRUE(options.settings.dryRun);
@@ -97,7 +97,8 @@ TEST(CommandLine, JsonStaysJsonWhateverTheNames)
     EXPECT_EQ(jsonReport(report, false),
               "{\"result\": 0, \"created\": 1, \"updated\": 2, \"deleted\": 3, \"renamed\": 4, \"bytes\": 5, "
               "\"conflicts\": [{\"path\": \"quote\\\" back\\\\slash\\nline\\u0001\", \"kind\": \"modify/modify\"}], "
-              "\"errors\": [{\"path\": \"caf\xc3\xa9/\\\\xFF\", \"message\": \"In words.\"}], \"skipped\": []}\n");
+              "\"errors\": [{\"path\": \"caf\xc3\xa9/\\\\xFF\", \"message\": \"In words.\"}], \"skipped\": [], "
+              "\"seconds\": 0.000000}\n");
 }
 
 } // namespace
