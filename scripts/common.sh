@@ -3,13 +3,13 @@
 
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# Installs what scripts/packages.txt names and the machine lacks.
+# install_packages [LIST]: installs what scripts/packages.txt, or that list beside it, names and the machine lacks.
 install_packages() {
-    local missing=() package
+    local list=${1:-packages.txt} missing=() package
     while read -r package; do
         [ -n "$package" ] || continue
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
-    done < "$project/scripts/packages.txt"
+    done < "$project/scripts/$list"
     [ "${#missing[@]}" -gt 0 ] || return 0
 
     local as_root=()
