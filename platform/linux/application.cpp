@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <clocale>
 #include <cstdio>
 #include <unistd.h>
 #include <vector>
@@ -17,7 +18,12 @@ namespace
 class QtApplication final : public Application
 {
 public:
-    QtApplication() : mApplication(mArgumentCount, mArguments) {}
+    QtApplication() : mApplication(mArgumentCount, mArguments)
+    {
+        // The application object switches the whole process to the person's locale. Numbers in the log are for programs
+        // too and keep their point; people get theirs through UserFormats.
+        std::setlocale(LC_NUMERIC, "C");
+    }
 
     void setDelegate(ApplicationDelegate* delegate) override { mDelegate = delegate; }
 
