@@ -1,6 +1,7 @@
 #include "engine_link.h"
 
 #include <system_error>
+#include <utility>
 
 #include <unistd.h>
 
@@ -62,11 +63,14 @@ bool EngineLink::startProcess()
 {
     if (mStarter) return mStarter();
     const std::string program = systemPath(protocol::kProgram);
-    mProcess.emplace(DetachedProcess::start(program, {protocol::kUidArgument, std::to_string(::getuid())}));
-    if (mProcess->error() == 0) return true;
-    roamer::report("Pavo.syncEngine: starting \"" + program +
-                   "\" failed: " + std::generic_category().message(mProcess->error()));
-    return false;
+    auto process = DetachedProcess::start(program, {protocol::kUidArgument, std::to_string(::getuid())});
+    if (process.error() != 0) {
+        roamer::report("Pavo.syncEngine: starting \"" + program +
+                       "\" failed: " + std::generic_category().message(process.error()));
+        return false;
+    }
+    mProcess.emplace(std::move(process));
+    return true;
 }
 
 bool EngineLink::ensureRunning()
@@ -75,6 +79,8 @@ bool EngineLink::ensureRunning()
     // The slices below deliver commands, which may read the set again while the engine is on its way.
     const bool isFirst = !mIsStarting;
     if (isFirst) {
+        // A flow asks several times; only the first one waits for an engine that hangs before it takes its name.
+        if (mProcess && !mProcess->hasEnded()) return false;
         mIsStarting = true;
         if (!startProcess()) {
             mIsStarting = false;
@@ -93,7 +99,7 @@ bool EngineLink::ensureRunning()
     }
     if (isFirst) {
         mIsStarting = false;
-        mProcess.reset();
+        if (running) mProcess.reset();
         if (!running) roamer::DebugLog(0, "Pavo.syncEngine: the sync engine was started but did not appear");
     }
     return running;

@@ -51,7 +51,7 @@ private:
     RunLoop& mRunLoop;
     EngineStarter mStarter;
     std::unique_ptr<BusConnection> mBus;
-    std::optional<DetachedProcess> mProcess;
+    std::optional<DetachedProcess> mProcess; ///< The engine that was started and has not appeared.
     bool mIsStarting = false;
     QString mPassOwner;         ///< The engine (its unique bus name) that the pass was asked of …
     qulonglong mPassSerial = 0; ///< … and the pass.
