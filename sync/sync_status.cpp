@@ -75,7 +75,10 @@ void SyncRunner::checkBraidTimer()
     }
     if (mSyncData.lastCallBack && secondsSince(*mSyncData.lastCallBack) <= kFreshStatusSeconds) return;
     const auto set = mSyncData.phdSyncSet.lock();
-    statusCallBack(set ? set->info() : Dictionary{});
+    const auto status = set ? set->info() : Dictionary{};
+    // An engine that is there but too busy to answer has not ended its pass; an empty status would read as "idle".
+    if (set && status.empty()) return;
+    statusCallBack(status);
 }
 
 void SyncRunner::waitForSyncCallBack(const Dictionary& status)
