@@ -168,7 +168,9 @@ SyncNow::Step SyncNow::mountHome(Run& run)
     if (run.status != 0) return unableToMount();
 
     const auto home = mParts.homes.getNetworkHomePath(run.mountPoint);
-    if (!home || !mParts.homes.makeDirectoryPath(*home)) {
+    // A share that was mounted nowhere would lead to a folder below wherever this process happens to be.
+    const bool isAbsolute = home && home->starts_with('/');
+    if (!isAbsolute || !mParts.homes.makeDirectoryPath(*home)) {
         DebugLog(1, "Pavo.syncNow home at = %s is not writeable.", logText(home));
         run.status = kHomeNotWriteable;
         return unableToMount();
