@@ -20,7 +20,7 @@ public:
     virtual bool directoryIsReadable(const std::string& path) = 0;
     /// One folder with the process's usual mode; false when it exists or cannot be made.
     virtual bool createDirectory(const std::string& path) = 0;
-    /// What a person calls the file or folder; "" when there is nothing at the path.
+    /// What a person calls the file or folder; there need not be anything at the path yet.
     virtual std::string displayName(const std::string& path) = 0;
     /// Whether the folder is shown to people as a single file.
     virtual bool isPackage(const std::string& path) = 0;

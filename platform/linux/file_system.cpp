@@ -96,9 +96,6 @@ public:
 
     std::string displayName(const std::string& path) override
     {
-        struct stat info {
-        };
-        if (lstat(systemPath(path).c_str(), &info) != 0) return {};
         return roamer::lastPathComponent(path); // file managers here show names as they are
     }
 
