@@ -1,93 +1,104 @@
-#include <string>
-#include <vector>
+#include "ui/progress_texts.h"
 
 #include <gtest/gtest.h>
 
+#include "home/home_locations.h"
 #include "home/preference_keys.h"
+#include "home/roamer_preferences.h"
 #include "platform/failure.h"
-#include "texts_rig.h"
+#include "platform/linux/preference_store.h"
+#include "platform/linux/property_list_codec.h"
+#include "tests/fakes/fake_bundles.h"
+#include "tests/fakes/fake_effective_user.h"
+#include "tests/fakes/fake_file_system.h"
+#include "tests/fakes/fake_user_formats.h"
+#include "tests/fakes/fake_window_system.h"
+#include "tests/fakes/temp_root.h"
+#include "tests/fakes/test_user_record.h"
+#include "ui/frame_text.h"
 #include "ui/localized_text.h"
-#include "ui/progress_words.h"
-
-using roamer::WindowFrame;
+#include "util/preference_domains.h"
 
 namespace
 {
 
-struct ProgressTexts : testing::Test, ui_test::TextsRig {
-};
+using roamer::WindowFrame;
 
-} // namespace
+TEST(FrameText, ReadsBackWhatItWroteAndNothingElse)
+{
+    for (const auto& frame : {WindowFrame{-1440.5F, 0.1F, 1234567.F, 22.25F}, {1e-20F, -3e30F, 16777217.F, 0.3333F}})
+        EXPECT_EQ(roamer::frameFromString(roamer::stringFromFrame(frame)), frame);
+    EXPECT_EQ(roamer::stringFromFrame({-10, 20.5F, 400, 150}), "{{-10, 20.5}, {400, 150}}");
+    EXPECT_EQ(roamer::frameFromString("  { {1,2} ,{3 , 4}}\n"), (WindowFrame{1, 2, 3, 4}));
+    for (const char* text : {"", "{{1, 2}, {3, 4}", "{{1, 2}, {3, 4}} x", "{{1 2}, {3, 4}}", "{{1, 2}, {3, inf}}",
+                             "{{nan, 2}, {3, 4}}", "{{1, 2}, {3, 1e99}}", "{{1,5, 2}, {3, 4}}", "1 2 3 4"})
+        EXPECT_EQ(roamer::frameFromString(text), WindowFrame{}) << text;
+}
 
 TEST(FillFormat, PutsValuesIntoPlaceholders)
 {
-    struct Case {
-        const char* format;
-        std::vector<std::string> values;
-        const char* expected;
+    const std::pair<const char*, const char*> cases[] = {
+        {"%@ of %@ (%@%%)", "1 of %@ (%)"}, // values are not formats, missing ones are empty
+        {"%2$@ before %1$@", "%@ before 1"},
+        {"100% %0$@ %d %", "100% %0$@ %d %"},
     };
-    const Case cases[] = {
-        {"%@ of %@ (%@%%)", {"1", "2", "50"}, "1 of 2 (50%)"},
-        {"%2$@ before %1$@", {"a", "b"}, "b before a"},
-        {"%@", {"%@ stays"}, "%@ stays"},
-        {"%@%@", {"one"}, "one"},
-        {"%3$@|", {"one"}, "|"},
-        {"no values", {"a"}, "no values"},
-        {"100% %0$@ %d %", {"a"}, "100% %0$@ %d %"},
-    };
-    for (const auto& c : cases) {
-        const std::string format = c.format;
-        EXPECT_EQ(roamer::fillFormat(&format, "KEY", c.values), c.expected);
+    for (const auto& [text, expected] : cases) {
+        const std::string format = text;
+        EXPECT_EQ(roamer::fillFormat(&format, "KEY", {"1", "%@"}), expected);
     }
-    try {
-        roamer::fillFormat(nullptr, "KEY", {});
-        FAIL() << "a missing format must raise";
-    } catch (const platform::Failure& failure) {
-        EXPECT_EQ(failure.name(), platform::kInvalidArgument);
-        EXPECT_NE(failure.reason().find("KEY"), std::string::npos);
+    EXPECT_THROW(roamer::fillFormat(nullptr, "KEY", {}), platform::Failure);
+}
+
+/// Progress texts of the account "jo" whose preferences lie in a temporary folder.
+class ProgressTexts : public testing::Test
+{
+protected:
+    ProgressTexts()
+    {
+        std::filesystem::create_directories(home + "/Library/Preferences");
+        state.mUserRecord = fakes::makeUserRecord({
+            {"axAttrTypeStandard:NFSHomeDirectory", home},
+            {"axAttrTypeStandard:OriginalNFSHomeDirectory", "/net/homes/jo"},
+            {"axAttrTypeStandard:OriginalHomeDirectory",
+             "<home_dir><url>file:///srv/homes</url><path>users/jo</path></home_dir>"},
+        });
+        state.mLocalizedStringsDict = {
+            {"PAVO_PROG_TITLE", "%@ %@"},
+            {"PAVO_PROG_TITLE_WITH_PARTS", "%@, part %@ of %@"},
+            {"PAVO_PROG_TITLE_SYNCSTATE_STARTING", "Starting"},
+            {"PAVO_PROG_TITLE_JOB_PREFERENCE", "preferences"},
+            {"PAVO_PROG_TITLE_JOB_BACKGROUND", "background"},
+            {"PAVO_PROG_PATH_HOME_PATH", "Home"},
+            {"PAVO_PROG_STATUS_MESSAGE_BYTES", "%@ bytes"},
+            {"PAVO_PROG_STATUS_MESSAGE_KILOBYTES", "%@ KB"},
+            {"PAVO_PROG_STATUS_MESSAGE_MEGABYTES", "%@ MB"},
+            {"PAVO_PROG_STATUS_MESSAGE_GIGABYTES", "%@ GB"},
+            {"PAVO_CANCEL_BUTTON", "Cancel"},
+            {"PAVO_SKIP_BUTTON", "Skip"},
+        };
     }
-}
-
-TEST(ProgressWords, JobAndPlaceOfEverySyncType)
-{
-    // P, L, O, B, A: preference, login, logout, background, all; small letters lie below the library folder.
-    const std::string expected = "PpLBPpLBBpOBBpOBBpBpA";
-    std::string actual;
-    for (int type = 0; type <= roamer::kAllSyncParts; ++type) {
-        const auto* words = roamer::findSyncTypeWords(type);
-        const std::string job = std::string(words->jobKey).substr(std::string("PAVO_PROG_TITLE_JOB_").size());
-        const char letter = job == "LOGOUT" ? 'O' : job.front();
-        actual += words->isBelowLibrary ? static_cast<char>(letter - 'A' + 'a') : letter;
+    /// Brings the window up for the whole home; where it stands.
+    WindowFrame display(bool hasCloseBox, WindowFrame position = {})
+    {
+        texts.displaySyncProgress(16, 1, 1, hasCloseBox, false, true, true, nullptr, position);
+        return windows.shown->frame;
     }
-    EXPECT_EQ(actual, expected);
-    EXPECT_STREQ(roamer::findSyncTypeWords(20)->jobKey, "PAVO_PROG_TITLE_JOB_All");
-    EXPECT_EQ(roamer::findSyncTypeWords(21), nullptr);
-    EXPECT_EQ(roamer::findSyncTypeWords(-1), nullptr);
-}
 
-TEST(ProgressWords, StateKeys)
-{
-    const std::pair<int, const char*> expected[] = {
-        {-1, "FINISHING"}, {0, "FINISHING"}, {1, "STARTING"},   {2, "UPDATING"}, {3, "CHECKING"},  {4, "PROCESSING"},
-        {5, "CLEANING"},   {6, "FINISHING"}, {7, "CANCELLING"}, {8, "SKIPPING"}, {9, "FINISHING"},
-    };
-    for (const auto& [state, word] : expected)
-        EXPECT_EQ(roamer::syncStateKey(state), "PAVO_PROG_TITLE_SYNCSTATE_" + std::string(word)) << state;
-}
-
-TEST_F(ProgressTexts, Titles)
-{
-    EXPECT_EQ(texts.getProgressTitle(1, 1, 1, 1), "Starting");
-    EXPECT_EQ(texts.getProgressTitle(1, 1, 1, 0), "Starting");
-    EXPECT_EQ(texts.getProgressTitle(1, 1, 5, 3), "Starting preferences, part 3 of 3");
-    EXPECT_EQ(texts.getProgressTitle(8, 1, 2, 3), "Starting background, part 2 of 3");
-    EXPECT_EQ(texts.getProgressTitle(1, 2, 1, 1), std::nullopt) << "the state's word is missing";
-    EXPECT_EQ(texts.getProgressSyncType(21), std::nullopt);
-
-    state.mLocalizedStringsDict.erase("PAVO_PROG_TITLE_WITH_PARTS");
-    EXPECT_THROW(texts.getProgressTitle(1, 1, 1, 2), platform::Failure);
-    EXPECT_EQ(texts.getProgressTitle(1, 1, 1, 1), "Starting");
-}
+    fakes::TempRoot root;
+    fakes::FakeWindowSystem windows;
+    fakes::FakeBundles bundles;
+    fakes::FakeFileSystem fileSystem;
+    fakes::FakeUserFormats formats;
+    fakes::FakeEffectiveUser effectiveUser;
+    std::unique_ptr<platform::PropertyListCodec> codec = platform::makePropertyListCodec();
+    std::unique_ptr<platform::PreferenceStore> store = platform::makePreferenceStore(*codec);
+    roamer::PreferenceDomains domains{*store, *codec};
+    const std::string home = root.real("/home/jo").string();
+    roamer::SharedState state;
+    roamer::RoamerPreferences preferences{state.mUserRecord, domains, bundles, effectiveUser};
+    roamer::HomeLocations locations{state.mUserRecord, fileSystem};
+    roamer::ProgressTexts texts{state, preferences, locations, fileSystem, windows, bundles, formats};
+};
 
 TEST_F(ProgressTexts, Sizes)
 {
@@ -97,153 +108,83 @@ TEST_F(ProgressTexts, Sizes)
         {1'024, "1.00 KB"},
         {10'188, "9.95 KB"},
         {10'189, "10.0 KB"},
-        {101'887, "99.5 KB"},
         {101'888, "100 KB"},
         {1'018'879, "995 KB"},
         {1'018'880, "1.00 MB"},
         {10'188'799, "9.95 MB"},
         {10'188'800, "9.9 MB"}, // the 32-bit quotient lies just
                                 // below 9.95
-        {101'888'000, "100 MB"},
-        {1'018'879'999, "995 MB"},
         {1'018'880'000, "1.00 GB"},
-        {101'888'000'000, "100 GB"},
         {-1, "18014398509 GB"}, // read as an unsigned number
     };
     for (const auto& [bytes, text] : expected)
         EXPECT_EQ(texts.getDisplayedSizeString(bytes), text) << bytes;
-    EXPECT_TRUE(log.has(2, "Pavo.getDisplayedSizeString: sizeAsNumber=\"1024\", result=\"1.00 KB\""));
-
     formats.separator = ",";
     EXPECT_EQ(texts.getDisplayedSizeString(1'536), "1,50 KB");
-    state.mLocalizedStringsDict.erase("PAVO_PROG_STATUS_MESSAGE_KILOBYTES");
-    EXPECT_THROW(texts.getDisplayedSizeString(1'536), platform::Failure);
-}
-
-TEST_F(ProgressTexts, BasePaths)
-{
-    fileSystem.displayNames[home + "/Library"] = "Bibliothek";
-    EXPECT_EQ(texts.getDisplayedBasePath(16), "Home/");
-    EXPECT_EQ(texts.getDisplayedBasePath(20), "Home/");
-    EXPECT_EQ(texts.getDisplayedBasePath(17), "Home/Bibliothek/");
-    fileSystem.displayNames.clear();
-    EXPECT_EQ(texts.getDisplayedBasePath(17), "Home/Library/");
-    EXPECT_EQ(texts.getDisplayedBasePath(21), std::nullopt);
-    state.mLocalizedStringsDict["PAVO_PROG_PATH_HOME_PATH"] = "~/";
-    EXPECT_EQ(texts.getDisplayedBasePath(16), "~/");
-    state.mLocalizedStringsDict.erase("PAVO_PROG_PATH_HOME_PATH");
-    EXPECT_EQ(texts.getDisplayedBasePath(16), std::nullopt);
-    const std::string path = home + "/Documents";
-    EXPECT_EQ(texts.getDisplayPath(16, &path), std::nullopt);
 }
 
 TEST_F(ProgressTexts, DisplayPaths)
 {
-    fileSystem.directories = {home + "/Documents", originalHome + "/Documents", "/Volumes/share/users/jo/Documents",
+    fileSystem.directories = {home + "/Documents", "/net/homes/jo/Documents", "/Volumes/share/users/jo/Documents",
                               "/Volumes/other/stuff"};
-    fileSystem.displayNames[home + "/Documents"] = "Dokumente";
-    fileSystem.files = {home + "/Documents/plan.odt", "/Volumes/other/stuff/a"};
+    fileSystem.displayNames = {{home + "/Documents", "Dokumente"}, {home + "/Library", "Bibliothek"}};
+    fileSystem.files = {home + "/Documents/plan.odt", home + "/Documents/Tool.app/inside", "/Volumes/other/stuff/a"};
     fileSystem.packages = {home + "/Documents/Tool.app"};
-    fileSystem.files.insert(home + "/Documents/Tool.app/inside");
-
-    struct Case {
+    const struct {
         const char* name;
         std::string path;
         const char* expected;
-    };
-    const Case cases[] = {
-        {"a folder", home + "/Documents", "Home/Dokumente/"},
+    } cases[] = {
         {"a file", home + "/Documents/plan.odt", "Home/Dokumente/plan.odt"},
-        {"a package", home + "/Documents/Tool.app", "Home/Dokumente/Tool.app"},
         {"in a package", home + "/Documents/Tool.app/inside", "Home/Dokumente/Tool.app"},
-        {"in the original home", originalHome + "/Documents", "Home/Documents/"},
+        {"in the original home", "/net/homes/jo/Documents", "Home/Documents/"},
         {"in the mounted home", "/Volumes/share/users/jo/Documents", "Home/Documents/"},
         {"elsewhere on a volume", "/Volumes/other/stuff/a", "Home/stuff/a"},
         {"relative to the home", "Documents", "Home/Dokumente/"},
-        {"nothing known there", home + "/gone", "Home/Library/"},
-        {"the home", home, "Home/Library/"},
-        {"empty", "", "Home/Library/"},
+        {"nothing known there", home + "/gone", "Home/Bibliothek/"},
+        {"empty", "", "Home/Bibliothek/"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(texts.getDisplayPath(17, &c.path), c.expected);
-    }
-    EXPECT_TRUE(
-        log.has(2, "Pavo.getDisplayPath: originalCurPath=\"Documents\", curPath=\"Home/Dokumente/\", fullPath=\"" +
-                       home + "/Documents\""));
-    EXPECT_TRUE(log.has(2, "Pavo.getDisplayPath: originalCurPath=\"/Volumes/other/stuff/a\", curPath=\"Home/stuff/a\", "
-                           "fullPath=\"/Volumes/other/stuff/a\""));
+    for (const auto& c : cases)
+        EXPECT_EQ(texts.getDisplayPath(17, &c.path), c.expected) << c.name;
     EXPECT_EQ(texts.getDisplayPath(16, nullptr), "Home/");
-    state.mUserRecord.reset();
-    EXPECT_EQ(texts.getDisplayPath(17, nullptr), "Home/Library/");
+    state.mLocalizedStringsDict.erase("PAVO_PROG_PATH_HOME_PATH");
+    EXPECT_EQ(texts.getDisplayPath(16, &cases[0].path), std::nullopt);
 }
 
 TEST_F(ProgressTexts, WindowComesUpOnceAndIsResetAfterwards)
 {
     const std::string message = "Connecting";
+    const auto shown = [this] {
+        const auto& window = *windows.shown;
+        return window.top + "|" + window.middle + "|" + window.bottom + "|" + window.cancelButton.title;
+    };
     texts.displaySyncProgress(17, 1, 1, false, true, true, true, &message);
-    EXPECT_EQ(shown().layout, "PavoProgressNoClose");
-    EXPECT_EQ(shown().top + "|" + shown().middle + "|" + shown().bottom, "Starting|Home/Library/|Connecting");
-    EXPECT_EQ(shown().cancelButton.title, "Cancel");
-    EXPECT_EQ(shown().level, 1);
-    EXPECT_TRUE(log.has(2,
-                        "Pavo.displaySyncProgress: title=\"Starting\", path=\"Home/Library/\", message=\"Connecting\" "
-                        "button=\"Cancel\" showStopButton=1"));
-    EXPECT_TRUE(log.has(2, "Pavo.displaySyncProgress progress supposedly up."));
-
+    EXPECT_EQ(windows.shown->layout, "PavoProgressNoClose");
+    EXPECT_EQ(shown(), "Starting|Home/Library/|Connecting|Cancel");
     state.mProgress->cancel();
-    state.mProgress->updateProgress(0.5, nullptr, nullptr, nullptr, nullptr, std::nullopt);
     texts.displaySyncProgress(16, 2, 2, true, false, true, false, nullptr);
     EXPECT_EQ(windows.layoutsLoaded, 1);
-    EXPECT_EQ(shown().top + "|" + shown().middle + "|" + shown().bottom, "Starting background, part 2 of 2|Home/|");
-    EXPECT_EQ(shown().cancelButton.title, "Skip");
-    EXPECT_TRUE(shown().bar.indeterminate && shown().bar.animated);
+    EXPECT_EQ(shown(), "Starting background, part 2 of 2|Home/||Skip");
+    EXPECT_TRUE(windows.shown->bar.indeterminate && windows.shown->bar.animated);
     EXPECT_FALSE(state.mProgress->wasCancelled());
-    EXPECT_TRUE(log.has(2, "PavoProgress.enableClose:TRUE"));
-
-    texts.displaySyncProgress(16, 1, 1, false, false, false, false, nullptr);
-    EXPECT_TRUE(shown().cancelButton.hidden);
 }
 
-TEST_F(ProgressTexts, WindowComesBackWhereItWasLeft)
+TEST_F(ProgressTexts, AWindowWithACloseBoxComesBackWhereItWasLeft)
 {
-    texts.displaySyncProgress(16, 1, 1, true, false, true, true, nullptr);
-    EXPECT_TRUE(log.has(2,
-                        "Pavo.displaySyncProgress: positionString = \"(null)\", progressPosition.origin.x = 0.000000, "
-                        "progressPosition.origin.y = 0.000000, progressPosition.size.width = 0.000000, "
-                        "progressPosition.size.height =0.000000"));
-    shown().frame = {12.5F, 34, 500, 150};
-    EXPECT_EQ(texts.takeDownSyncProgress(), (WindowFrame{12.5F, 34, 500, 150}));
+    const WindowFrame left{12.5F, 34, 500, 150}, given{50, 60, 400, 150};
+    display(false);
+    texts.takeDownSyncProgress();
+    EXPECT_EQ(display(true), windows.layoutFrame) << "without a close box no place is kept";
+    windows.shown->frame = left;
+    EXPECT_EQ(texts.takeDownSyncProgress(), left);
     EXPECT_EQ(state.mProgress, nullptr);
-    EXPECT_FALSE(state.mPavoBlockProgressTimer);
-    EXPECT_TRUE(log.has(2, "Pavo.takeDownSyncProgress: positionString = \"{{12.5, 34}, {500, 150}}\", "
-                           "progressPosition.origin.x = 12.500000, progressPosition.origin.y = 34.000000, "
-                           "progressPosition.size.width = 500.000000, progressPosition.size.height =150.000000"));
     preferences.invalidateRoamerPrefCache();
-    texts.displaySyncProgress(16, 1, 1, true, false, true, true, nullptr);
-    EXPECT_EQ(shown().frame, (WindowFrame{12.5F, 34, 500, 150}));
+    EXPECT_EQ(display(true), left);
     texts.takeDownSyncProgress();
-
-    const WindowFrame given{50, 60, 400, 150};
-    texts.displaySyncProgress(16, 1, 1, true, false, true, true, nullptr, given);
-    EXPECT_EQ(shown().frame, given) << "a given position wins";
+    EXPECT_EQ(display(true, given), given) << "a given position wins";
     texts.takeDownSyncProgress();
-
     preferences.setRoamerValue(roamer::PropertyList(5), roamer::kSyncStatusPosition);
-    texts.displaySyncProgress(16, 1, 1, true, false, true, true, nullptr);
-    EXPECT_EQ(shown().frame, windows.layoutFrame) << "a position of another type is none";
+    EXPECT_EQ(display(true), windows.layoutFrame) << "a position of another type is none";
 }
 
-TEST_F(ProgressTexts, OnlyAWindowWithACloseBoxLeavesItsPlace)
-{
-    preferences.setRoamerValue(roamer::PropertyList("kept"), roamer::kSyncStatusPosition);
-    EXPECT_EQ(texts.takeDownSyncProgress(), WindowFrame{});
-    EXPECT_EQ(log.countContaining("takeDownSyncProgress"), 0);
-    texts.displaySyncProgress(16, 1, 1, false, false, true, true, nullptr);
-    texts.takeDownSyncProgress();
-    EXPECT_EQ(preferences.getRoamerValue(roamer::kSyncStatusPosition), roamer::PropertyList("kept"));
-    EXPECT_TRUE(log.has(2, "Pavo.takeDownSyncProgress progress coming down."));
-    EXPECT_TRUE(log.has(2, "Pavo.takeDownSyncProgress: progressPosition.origin.x = 100.000000, "
-                           "progressPosition.origin.y = 200.000000, progressPosition.size.width = 400.000000, "
-                           "progressPosition.size.height =150.000000"));
-}
+} // namespace
