@@ -149,6 +149,9 @@ public:
     /// With `leavesNoTrace` nothing is written: the lock file must be there already, and names nobody.
     static std::variant<std::unique_ptr<EngineLock>, Holder, std::string> take(const std::filesystem::path& localHome,
                                                                                bool leavesNoTrace = false);
+    /// Who holds the lock at this moment; nothing where it is free. Changes nothing.
+    static std::optional<Holder> holder(const std::filesystem::path& localHome);
+
     ~EngineLock();
     EngineLock(const EngineLock&) = delete;
     EngineLock& operator=(const EngineLock&) = delete;

@@ -36,6 +36,7 @@ CREATE TABLE IF NOT EXISTS conflict (
     local_kind INTEGER, local_size INTEGER, local_mtime INTEGER,
     network_kind INTEGER, network_size INTEGER, network_mtime INTEGER,
     found INTEGER NOT NULL, PRIMARY KEY (pair, path)) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS place (pair INTEGER PRIMARY KEY, network_home BLOB NOT NULL);
 CREATE TABLE IF NOT EXISTS trouble (
     pair INTEGER NOT NULL, path BLOB NOT NULL, message BLOB NOT NULL,
     PRIMARY KEY (pair, path)) WITHOUT ROWID;
@@ -103,6 +104,14 @@ std::int64_t layoutOf(Database& database)
     return statement.step() ? statement.number(0) : -1;
 }
 
+/// The table came after the first archives of this layout were written.
+bool lacksPlaces(Database& database)
+{
+    if (layoutOf(database) != kLayout) return false;
+    Statement find = database.prepare("SELECT 1 FROM sqlite_master WHERE name = 'place'");
+    return !find.step();
+}
+
 /// Damaged, or of a layout that this version does not know.
 bool isUnusable(Database& database)
 {
@@ -118,7 +127,7 @@ Outcome<std::unique_ptr<Database>> openForWriting(const std::string& file)
     // Every agreement must be on the disk before the pass relies on it.
     (*database)->execute("PRAGMA synchronous=FULL");
     (*database)->execute("PRAGMA mmap_size=268435456");
-    if (layoutOf(**database) == 0) {
+    if (layoutOf(**database) == 0 || lacksPlaces(**database)) {
         (*database)->execute("BEGIN IMMEDIATE");
         (*database)->execute(kSchema);
         (*database)->execute("PRAGMA user_version=1");
@@ -186,6 +195,17 @@ void Archive::prepareStatements()
     mForget = mDatabase->prepare("DELETE FROM item WHERE pair = ?1 AND folder = ?2 AND name = ?3");
 }
 
+std::unique_ptr<Archive> Archive::openForQuestions(const std::filesystem::path& localHome)
+{
+    const std::filesystem::path folder = localHome / ".Braid";
+    std::error_code error;
+    if (!std::filesystem::exists(folder / kFile, error)) return nullptr;
+    // As another reader of the same database it sees the last commit of a pass that is under way.
+    auto archive = open(folder.native(), true);
+    if (!archive) archive = open(folder.native(), false);
+    return archive ? std::move(*archive) : nullptr;
+}
+
 PairRecord Archive::usePair(const std::string& localId, const std::string& networkId)
 {
     PairRecord record;
@@ -213,6 +233,28 @@ void Archive::rememberGenerations(const PerPeer<std::uint64_t>& generations)
         "UPDATE pair SET local_generation = ?2, network_generation = ?3, used = ?4 WHERE number = ?1");
     update.bind(0, mPair).bind(1, asSigned(generations.local)).bind(2, asSigned(generations.network));
     update.bind(3, static_cast<std::int64_t>(std::time(nullptr))).run();
+}
+
+std::optional<KnownPair> Archive::useLastPair()
+{
+    Statement last = mDatabase->prepare("SELECT number, local_id, network_id, used FROM pair"
+                                        " ORDER BY used DESC, number DESC LIMIT 1");
+    if (!last.step()) return std::nullopt;
+    mPair = last.number(0);
+    KnownPair pair{{std::string{last.blob(1)}, std::string{last.blob(2)}}, {}, last.number(3)};
+    Statement place = mDatabase->prepare("SELECT network_home FROM place WHERE pair = ?1");
+    place.bind(0, mPair);
+    if (place.step()) pair.networkHome = place.blob(0);
+    return pair;
+}
+
+void Archive::rememberNetworkHome(const std::string& path)
+{
+    // Seldom another than last time, and then a pass without changes writes nothing.
+    Statement known = mDatabase->prepare("SELECT 1 FROM place WHERE pair = ?1 AND network_home = ?2");
+    if (known.bind(0, mPair).bindBlob(1, path).step()) return;
+    Statement place = mDatabase->prepare("INSERT OR REPLACE INTO place (pair, network_home) VALUES (?1, ?2)");
+    place.bind(0, mPair).bindBlob(1, path).run();
 }
 
 void Archive::clearEntries()

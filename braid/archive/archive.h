@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -46,6 +47,13 @@ struct PairRecord {
     PerPeer<std::uint64_t> generation; ///< Of the markers, at the end of the last pass that wrote.
 };
 
+/// A pair as the archive knows it without seeing the homes.
+struct KnownPair {
+    PerPeer<std::string> ids;
+    std::string networkHome;   ///< Where the last pass reached it; "" where that is not known.
+    std::int64_t lastPass = 0; ///< Seconds since 1970.
+};
+
 /// What is kept of a conflict besides its path and kind.
 struct ConflictRecord {
     Conflict conflict;
@@ -60,6 +68,10 @@ public:
     /// Opens the archive, and makes it where `mayWrite`. Without a file and without that right: an empty archive that
     /// forgets everything. A damaged file is set aside under another name.
     static Outcome<std::unique_ptr<Archive>> open(const std::string& markerFolder, bool mayWrite);
+
+    /// Opens the archive of the local home to read in it, also while a pass writes; null where there is none, or none
+    /// that can be read.
+    static std::unique_ptr<Archive> openForQuestions(const std::filesystem::path& localHome);
 
     /// Turns to one pair. Until then nothing below may be asked.
     PairRecord usePair(const std::string& localId, const std::string& networkId);
@@ -84,8 +96,10 @@ public:
                         const std::vector<ConflictRecord>& conflicts, const std::vector<ItemError>& errors);
     OpenMatters matters();
 
-    /// The matters of the pair that was used last.
-    OpenMatters mattersOfLastPair();
+    /// Turns to the pair that was used last; nothing where there is none.
+    std::optional<KnownPair> useLastPair();
+    /// Notes that a pass of this pair reached the network home there.
+    void rememberNetworkHome(const std::string& path);
 
     std::optional<Problem> failure() const { return mDatabase->failure(); }
     bool isDamaged() const { return mDatabase->isDamaged(); }

@@ -81,12 +81,4 @@ OpenMatters Archive::matters()
     return matters;
 }
 
-OpenMatters Archive::mattersOfLastPair()
-{
-    Statement last = mDatabase->prepare("SELECT number FROM pair ORDER BY used DESC, number DESC LIMIT 1");
-    if (!last.step()) return {};
-    mPair = last.number(0);
-    return matters();
-}
-
 } // namespace braid

@@ -22,5 +22,8 @@ std::optional<std::string> whyNoFolder(const std::filesystem::path& folder);
 /// One function and one file for each sub-command. What it returns is the exit status of the process.
 ExitStatus run(const SyncOptions& options, Streams streams);
 ExitStatus run(const ConflictsOptions& options, Streams streams);
+ExitStatus run(const StatusOptions& options, Streams streams);
+ExitStatus run(const ResolveOptions& options, Streams streams);
+ExitStatus run(const TrashOptions& options, Streams streams);
 
 } // namespace braid::cli

@@ -46,6 +46,14 @@ constexpr auto kResolveWords = std::to_array<ResolveWord>({
     {"copy-network", Peer::Network, Peer::Network},
 });
 
+struct KeepWord {
+    std::string_view word;
+    Keep keep;
+};
+
+constexpr auto kKeepWords =
+    std::to_array<KeepWord>({{"local", Keep::Local}, {"network", Keep::Network}, {"both", Keep::Both}});
+
 } // namespace
 
 std::variant<std::optional<MatchRule>, std::string> ruleFrom(const std::string& text)
@@ -153,11 +161,90 @@ void declareConflicts(CLI::App& app, Request& request)
     command.callback([options, &request] { request = *options; });
 }
 
+void declareStatus(CLI::App& app, Request& request)
+{
+    const auto options = std::make_shared<StatusOptions>();
+    CLI::App& command = *app.add_subcommand("status", "What is known of a home: its partner, its last pass, its trash");
+    command.add_option("LOCAL", options->localHome, "The local home")->required();
+    addJson(command, options->json);
+    command.footer("Exit status: 0 said, 3 there is no such home.");
+    command.callback([options, &request] { request = *options; });
+}
+
+void declareResolve(CLI::App& app, Request& request)
+{
+    const auto options = std::make_shared<ResolveOptions>();
+    Resolution& resolution = options->resolution;
+    CLI::App& command = *app.add_subcommand("resolve", "Decide conflicts; what is not kept goes to the trash");
+    command.add_option("LOCAL", resolution.localHome, "The local home")->required();
+    command.add_option("PATH", resolution.paths, "Items as \"braid conflicts\" names them")->required();
+    const auto understandKeep = [&resolution](const std::string& word) {
+        const auto* known = std::ranges::find(kKeepWords, word, &KeepWord::word);
+        if (known == kKeepWords.end()) throw CLI::ValidationError{"--keep does not know \"" + word + "\""};
+        resolution.keep = known->keep;
+    };
+    command
+        .add_option_function<std::string>(
+            "--keep", understandKeep,
+            "The version that stays. Of both, the network's gets a name of its own beside the local one; "
+            "where one side deleted the item, the version that there is stays")
+        ->required()
+        ->type_name("local|network|both");
+    command.add_option("--network", resolution.networkHome, "The network home, if it is not where the last pass was")
+        ->type_name("NETWORK");
+    addExclusions(command, resolution.exclusions);
+    addJson(command, options->json);
+    command.footer("Exit status: 0 decided, 1 something remains, 2 usage, 3 refused or aborted.");
+    command.callback([options, &request] { request = *options; });
+}
+
+void declareTrash(CLI::App& app, Request& request)
+{
+    struct Verb {
+        TrashOptions::Verb verb;
+        const char* name;
+        const char* help;
+    };
+    static constexpr Verb kVerbs[] = {
+        {TrashOptions::Verb::List, "list", "The versions in the trash, newest first"},
+        {TrashOptions::Verb::Restore, "restore", "Copy versions back; what lies there now stays as it is"},
+        {TrashOptions::Verb::Empty, "empty", "Remove versions for good"},
+    };
+    CLI::App& trash = *app.add_subcommand("trash", "Versions that a sync replaced or deleted in a home");
+    trash.require_subcommand(1);
+    for (const Verb& verb : kVerbs) {
+        const auto options = std::make_shared<TrashOptions>();
+        options->verb = verb.verb;
+        CLI::App& command = *trash.add_subcommand(verb.name, verb.help);
+        command.add_option("HOME", options->home, "The local or the network home")->required();
+        if (verb.verb != TrashOptions::Verb::Empty) {
+            CLI::Option& paths = *command.add_option("PATH", options->paths, "Only this item, with all below it");
+            if (verb.verb == TrashOptions::Verb::Restore) {
+                paths.required();
+                command.add_option("--pass", options->pass, "Not the newest version but that of this pass")
+                    ->type_name("NAME");
+            }
+        } else {
+            command.add_option("--days", options->days, "Only what went there more than N days ago")
+                ->type_name("N")
+                ->check(CLI::NonNegativeNumber);
+        }
+        addJson(command, options->json);
+        command.footer("Exit status: 0 done, 1 something could not be done, 2 usage, 3 refused.");
+        command.callback([options, &request] { request = *options; });
+    }
+}
+
 /// The help that fits what was typed.
 std::string helpHint(const CLI::App& app)
 {
-    const auto chosen = app.get_subcommands();
-    return "Try \"braid " + (chosen.empty() ? "" : chosen[0]->get_name() + " ") + "--help\".";
+    std::string words = "braid ";
+    const CLI::App* at = &app;
+    while (!at->get_subcommands().empty()) {
+        at = at->get_subcommands()[0];
+        words += at->get_name() + " ";
+    }
+    return "Try \"" + words + "--help\".";
 }
 
 } // namespace
@@ -170,6 +257,9 @@ std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
     Request request;
     declareSync(app, request);
     declareConflicts(app, request);
+    declareStatus(app, request);
+    declareResolve(app, request);
+    declareTrash(app, request);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {

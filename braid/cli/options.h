@@ -5,7 +5,7 @@
 #include <variant>
 #include <vector>
 
-#include "braid/engine.h"
+#include "braid/resolve.h"
 
 namespace braid::cli
 {
@@ -28,8 +28,28 @@ struct ConflictsOptions {
     bool json = false;
 };
 
+struct StatusOptions {
+    std::filesystem::path localHome;
+    bool json = false;
+};
+
+struct ResolveOptions {
+    Resolution resolution;
+    bool json = false;
+};
+
+struct TrashOptions {
+    enum class Verb { List, Restore, Empty };
+    Verb verb = Verb::List;
+    std::filesystem::path home;
+    std::vector<std::string> paths; ///< With all below them; none: everything.
+    std::string pass;               ///< Restore: from this one; "": the newest version.
+    int days = 0;                   ///< Empty: only what is older.
+    bool json = false;
+};
+
 /// What a person asked for, one sub-command each.
-using Request = std::variant<SyncOptions, ConflictsOptions>;
+using Request = std::variant<SyncOptions, ConflictsOptions, StatusOptions, ResolveOptions, TrashOptions>;
 
 /// The exclusion rule that an entry "COMPARISON:VALUE" stands for; nothing for one that excludes nothing, or in words
 /// why it is no rule.

@@ -30,7 +30,7 @@ const char* stateWords(PassState state)
 
 } // namespace
 
-std::string jsonReport(const PassReport& report, bool dryRun)
+json::Object jsonObject(const PassReport& report, bool dryRun)
 {
     const auto conflict = [](const Conflict& c) {
         return json::Object{}.addText("path", c.path).addText("kind", c.kind).str();
@@ -52,7 +52,12 @@ std::string jsonReport(const PassReport& report, bool dryRun)
         .add("errors", json::list(report.errors, error))
         .add("skipped", json::list(report.skipped, json::text))
         .addNumber("seconds", report.seconds);
-    return object.str() + "\n";
+    return object;
+}
+
+std::string jsonReport(const PassReport& report, bool dryRun)
+{
+    return jsonObject(report, dryRun).str() + "\n";
 }
 
 std::string plainReport(const PassReport& report, bool dryRun)

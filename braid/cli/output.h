@@ -3,11 +3,15 @@
 #include <string>
 
 #include "braid/engine.h"
+#include "json.h"
 
 namespace braid::cli
 {
 
-/// One JSON object, ending in a newline. A name's bytes that are not UTF-8 are written as "\xNN" in the text.
+/// A name's bytes that are not UTF-8 are written as "\xNN" in the text.
+json::Object jsonObject(const PassReport& report, bool dryRun);
+
+/// That object on a line of its own.
 std::string jsonReport(const PassReport& report, bool dryRun);
 
 /// The same for a person.

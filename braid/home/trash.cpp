@@ -42,13 +42,6 @@ std::string passName()
     return std::string{text.data()} + "-" + std::to_string(micros) + "-" + std::to_string(::getpid());
 }
 
-std::optional<std::time_t> timeOfPass(const std::string& name)
-{
-    std::tm parts{};
-    if (!::strptime(name.c_str(), "%Y%m%dT%H%M%SZ", &parts)) return std::nullopt;
-    return ::timegm(&parts);
-}
-
 /// A tenth of the disk, within bounds.
 std::uint64_t boundFor(int descriptor)
 {
@@ -72,6 +65,13 @@ std::uint64_t sizeOf(const std::filesystem::path& folder)
 }
 
 } // namespace
+
+std::optional<std::time_t> timeOfTrashedPass(const std::string& name)
+{
+    std::tm parts{};
+    if (!::strptime(name.c_str(), "%Y%m%dT%H%M%SZ", &parts)) return std::nullopt;
+    return ::timegm(&parts);
+}
 
 Trash::Trash(Home& home) : mHome(home), mPassName(passName()) {}
 
@@ -150,7 +150,7 @@ void Trash::expire()
     // From the newest back: what no longer fits, and all before it, goes.
     for (auto item = listing.items.rbegin(); item != listing.items.rend(); ++item) {
         if (item->name == mPassName || item->stat.kind != Kind::Folder) continue;
-        const auto time = timeOfPass(item->name);
+        const auto time = timeOfTrashedPass(item->name);
         if (!time) continue;
         const bool tooOld = now - *time > kKeepForSeconds;
         if (!tooOld && total <= bound) total += sizeOf(top / item->name);

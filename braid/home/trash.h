@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,5 +35,8 @@ private:
     Descriptor mLast;
     std::uint64_t mBytes = 0;
 };
+
+/// When the pass ran that a folder in the trash is named after; nothing for another name.
+std::optional<std::time_t> timeOfTrashedPass(const std::string& name);
 
 } // namespace braid

@@ -1,7 +1,5 @@
 #include "braid/engine.h"
 
-#include <sys/stat.h>
-
 #include <chrono>
 
 #include "pass_run.h"
@@ -24,15 +22,9 @@ std::optional<std::string> whyNotAPair(const std::filesystem::path& localHome, c
 
 OpenMatters openMatters(const std::filesystem::path& localHome)
 {
-    const std::filesystem::path folder = localHome / ".Braid";
-    struct stat facts {
-    };
-    if (::stat((folder / "archive.sqlite").c_str(), &facts) != 0) return {};
-    // A pass may be writing: as another reader of the same database we see its last commit.
-    auto archive = Archive::open(folder.native(), true);
-    if (!archive) archive = Archive::open(folder.native(), false);
-    if (!archive) return {};
-    return (*archive)->mattersOfLastPair();
+    const auto archive = Archive::openForQuestions(localHome);
+    if (!archive || !archive->useLastPair()) return {};
+    return archive->matters();
 }
 
 } // namespace braid

@@ -68,6 +68,15 @@ EngineLock::take(const std::filesystem::path& localHome, bool leavesNoTrace)
     return std::unique_ptr<EngineLock>{new EngineLock{number, leavesNoTrace}};
 }
 
+std::optional<EngineLock::Holder> EngineLock::holder(const std::filesystem::path& localHome)
+{
+    const Descriptor file{::open((localHome / ".Braid" / "lock").c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC)};
+    if (!file) return std::nullopt;
+    struct flock range = wholeFile();
+    if (::fcntl(file.number(), F_OFD_GETLK, &range) < 0 || range.l_type == F_UNLCK) return std::nullopt;
+    return readHolder(file.number());
+}
+
 EngineLock::EngineLock(int descriptor, bool leavesNoTrace) : mDescriptor(descriptor), mLeavesNoTrace(leavesNoTrace) {}
 
 EngineLock::~EngineLock()

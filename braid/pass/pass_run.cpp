@@ -233,6 +233,7 @@ PassRun::Stop PassRun::recordMatters()
         return mCoverage.jobOfPath(path).has_value() || mPlan.unseen.contains(std::string{path});
     };
     mArchive->begin();
+    mArchive->rememberNetworkHome(std::filesystem::absolute(mSettings.networkHome).native());
     mArchive->replaceMatters(wasLookedAt, mPlan.conflicts, mPlan.errors);
     mArchive->commit();
     if (auto failure = mArchive->failure()) return ended(*failure);
