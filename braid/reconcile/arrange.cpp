@@ -73,11 +73,20 @@ bool isSameFile(const WalkContext& context, const Action& action, const Action& 
     const std::string name{nameOf(action.path)};
     const auto attributes = extended::hashOf(folder->number(), name.c_str());
     if (!attributes || *attributes != stamp.attributes) return false;
-    // Inode numbers are used again; a time without a fraction says little about which file it is.
-    if (now.mtime % 1'000'000'000 != 0) return true;
-    if (!agreed.digest) return false;
+    // Only the folders above it were renamed: nobody was at the file.
+    if (now.ctime == stamp.ctime) return true;
+    // Its own new name moved its ctime, and so may an edit have done that put the old time back.
+    auto wanted = agreed.digest;
+    if (!wanted) {
+        const auto oldFolder = context.homes[old.target]->openFolder(folderOf(old.path));
+        if (!oldFolder) return false;
+        const auto held =
+            digestFile(oldFolder->number(), std::string{nameOf(old.path)}.c_str(), old.stats[old.target], context.stop);
+        if (!held) return false;
+        wanted = *held;
+    }
     const auto digest = digestFile(folder->number(), name.c_str(), now, context.stop);
-    return digest && *digest == *agreed.digest;
+    return digest && *digest == *wanted;
 }
 
 void joinMoves(const WalkContext& context, Plan& plan, const ReplacedFolders& replaced)
