@@ -20,7 +20,7 @@ namespace
 
 constexpr const char* kMarkerFolder = ".Braid";
 constexpr const char* kReplicaFile = "replica";
-constexpr const char* kNewReplicaFile = "replica.new";
+constexpr const char* kNewReplicaFile = "replica.new-";
 constexpr std::size_t kIdDigits = 32;
 constexpr std::uint16_t kPrivate = 0700;
 
@@ -123,6 +123,7 @@ std::optional<Problem> Home::prepare(const std::string& foreignId)
     auto folder = ensureFolder(root(), kMarkerFolder);
     if (!folder) return folder.problem();
     mMarkerFolder = std::move(*folder);
+    mWriter = foreignId;
     if (mMarker && mMarker->id != foreignId) return std::nullopt;
 
     const Marker marker{newId(), 0};
@@ -152,14 +153,16 @@ std::optional<Problem> Home::writeMarker(const Marker& marker) const
 {
     const int folder = mMarkerFolder.number();
     const std::string text = "id " + marker.id + "\ngeneration " + std::to_string(marker.generation) + "\n";
-    disk::unlink(folder, kNewReplicaFile); // left by a pass that was killed here
-    auto file = disk::createFile(folder, kNewReplicaFile);
+    // Computers that share a network home write it at the same time; none may rename another's unfinished text.
+    const std::string newFile = kNewReplicaFile + mWriter;
+    disk::unlink(folder, newFile.c_str()); // left by a pass that was killed here
+    auto file = disk::createFile(folder, newFile.c_str());
     if (!file) return file.problem();
     if (::write(file->number(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
         return Problem{errno == 0 ? ENOSPC : errno, "write the marker", ".Braid/replica"};
     }
     if (int code = disk::syncFile(file->number())) return Problem{code, "write the marker", ".Braid/replica"};
-    if (int code = disk::renameOver(folder, kNewReplicaFile, folder, kReplicaFile)) {
+    if (int code = disk::renameOver(folder, newFile.c_str(), folder, kReplicaFile)) {
         return Problem{code, "write the marker", ".Braid/replica"};
     }
     return problemIf(disk::syncFile(folder), "write the marker", ".Braid/replica");

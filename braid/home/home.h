@@ -31,6 +31,11 @@ public:
     Peer peer() const { return mPeer; }
     int root() const { return mRoot.number(); }
     std::uint64_t device() const { return mRootStat.device; }
+    /// The folder that `stat` tells of is this home itself, which two mounts can bring into each other's sight.
+    bool isTop(const Stat& stat) const
+    {
+        return stat.kind == Kind::Folder && stat.inode == mRootStat.inode && stat.device == mRootStat.device;
+    }
     const std::string& pathText() const { return mPath; }
     const std::optional<Marker>& marker() const { return mMarker; }
 
@@ -70,6 +75,7 @@ private:
     Descriptor mStaging;
     std::optional<Marker> mMarker;
     std::int64_t mOpenedAt = 0;
+    std::string mWriter; // "" or who writes the marker besides others
     bool mSyncsAsAWhole = false;
 };
 

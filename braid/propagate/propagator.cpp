@@ -73,12 +73,15 @@ void Propagator::done(const Action& action, int code, std::uint64_t& counter)
     }
 }
 
-/// Before the first write to a home, so that a copy of it that was made earlier is known by its lower number.
+/// Before the first write to a home, so that a copy of it that was made earlier is known by its lower number. What a
+/// pass only reads from a home goes into the archive just the same, so both numbers go up whenever anything does.
 std::optional<Problem> Propagator::countUpGenerations()
 {
     PerPeer<bool> isWritten;
+    bool isAnything = !mBench.plan.records.empty() || !mBench.plan.forgets.empty();
     for (const auto* list :
          {&mOrdered.makeRoom, &mOrdered.folders, &mOrdered.items, &mOrdered.restamps, &mOrdered.deletions}) {
+        isAnything = isAnything || !list->empty();
         for (const Action& action : *list) {
             const bool both = action.verb == Action::Verb::Restamp;
             if (both ? action.toLocal != 0 : action.target == Peer::Local) isWritten.local = true;
@@ -86,8 +89,11 @@ std::optional<Problem> Propagator::countUpGenerations()
         }
     }
     for (const Peer peer : kPeers) {
-        if (!isWritten[peer]) continue;
-        if (auto problem = mBench.homes[peer]->countUpGeneration()) return problem;
+        if (!isAnything) continue;
+        const auto problem = mBench.homes[peer]->countUpGeneration();
+        // A full disk is no reason to keep what lies on it from the other home.
+        const bool isFull = problem && (problem->code == ENOSPC || problem->code == EDQUOT);
+        if (problem && (isWritten[peer] || !isFull)) return problem;
     }
     mBench.archive.rememberGenerations(
         {mBench.homes.local->marker()->generation, mBench.homes.network->marker()->generation});

@@ -86,7 +86,7 @@ void Subtree::visitItem(const std::string& folder, const Coverage::State& cover,
     } else {
         job = mContext.coverage.jobOfItem(cover, path);
     }
-    if (item.stat.kind == Kind::Other) {
+    if (item.stat.kind == Kind::Other || mContext.homes[mOther]->isTop(item.stat)) {
         if (job) mPlan.skipped.push_back(path);
         hold(folder);
         return;
