@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <limits>
 
 #include "seam.h"
 
@@ -63,6 +64,11 @@ Kind kindOf(unsigned mode)
 
 std::int64_t nanoseconds(const statx_timestamp& time)
 {
+    // Some file systems keep years that 64 bits of nanoseconds do not reach; such a time counts as the last that they
+    // do.
+    constexpr std::int64_t kReach = std::numeric_limits<std::int64_t>::max() / kNanosecondsPerSecond - 1;
+    if (time.tv_sec > kReach || time.tv_sec < -kReach)
+        return (time.tv_sec < 0 ? -kReach : kReach) * kNanosecondsPerSecond;
     return time.tv_sec * kNanosecondsPerSecond + time.tv_nsec;
 }
 

@@ -153,7 +153,10 @@ std::optional<Problem> Stager::recover(Home& home, Trash& trash)
         const bool isCopy = item.name.starts_with("new-") || item.name == oldName(item.stat.inode);
         int code = 0;
         if (item.stat.kind == Kind::Folder) {
-            code = disk::removeFolder(home.staging(), item.name.c_str());
+            code = disk::removeFolder(home.staging(), item.name.c_str()); // not the engine's: it makes none here
+            if (code == ENOTEMPTY || code == EEXIST) {
+                code = trash.keep(home.staging(), item.name.c_str(), "recovered-" + item.name, item.stat);
+            }
         } else if (isCopy) {
             code = disk::unlink(home.staging(), item.name.c_str());
         } else {

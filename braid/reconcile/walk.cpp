@@ -144,7 +144,7 @@ bool Walk::passesBy(const Task& task, const std::string& path, const Row& row, c
             }
             return true;
         }
-        if (stats[peer].kind == Kind::Other) {
+        if (stats[peer].kind == Kind::Other || mContext.homes[otherPeer(peer)]->isTop(stats[peer])) {
             if (mContext.coverage.jobOfItem(task.cover, path)) mPlan.skipped.push_back(path);
             return true;
         }
@@ -284,6 +284,8 @@ void Walk::planItem(const std::string& path, std::size_t job, const PerPeer<Stat
     switch (decision.step) {
     case Step::Nothing:
         if (judgement.stampsMoved && stats.local.exists()) mPlan.records.emplace_back(path, judgement.entry);
+        // Written ahead of something that was never made: it must not speak for a later item of that name.
+        if (entry && !stats.local.exists() && !stats.network.exists()) mPlan.forgets.push_back(path);
         return;
     case Step::Record:
         mPlan.records.emplace_back(path, judgement.entry);
