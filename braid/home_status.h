@@ -27,7 +27,8 @@ struct HomeStatus {
     std::optional<EngineLock::Holder> engine; ///< Who runs a pass at this moment.
 };
 
-/// Looks at the home and its archive. A folder that cannot be read looks like one that never synced.
+/// Looks at the home and its archive, and at every version in the trash. A folder that cannot be read looks like one
+/// that never synced.
 HomeStatus statusOf(const std::filesystem::path& localHome);
 
 } // namespace braid

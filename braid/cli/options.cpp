@@ -121,8 +121,8 @@ void declareSync(CLI::App& app, Request& request)
     SyncOptions& options = words->options;
     Job& job = options.settings.jobs.emplace_back();
     CLI::App& command = *app.add_subcommand("sync", "One pass between a local home and a network home");
-    command.add_option("LOCAL", options.settings.localHome, "The local home")->required();
-    command.add_option("NETWORK", options.settings.networkHome, "The network home")->required();
+    command.add_option("LOCAL", options.settings.localHome, "The local home")->type_name("")->required();
+    command.add_option("NETWORK", options.settings.networkHome, "The network home")->type_name("")->required();
     command.add_option("--include", words->includes, "Only this path in the home, with all below it; may be repeated")
         ->type_name("PATH")
         ->expected(1)
@@ -155,7 +155,7 @@ void declareConflicts(CLI::App& app, Request& request)
 {
     const auto options = std::make_shared<ConflictsOptions>();
     CLI::App& command = *app.add_subcommand("conflicts", "What waits for a person: conflicts, and items not synced");
-    command.add_option("LOCAL", options->localHome, "The local home")->required();
+    command.add_option("LOCAL", options->localHome, "The local home")->type_name("")->required();
     addJson(command, options->json);
     command.footer("Exit status: 0 nothing waits, 1 something does, 3 there is no such home.");
     command.callback([options, &request] { request = *options; });
@@ -165,7 +165,7 @@ void declareStatus(CLI::App& app, Request& request)
 {
     const auto options = std::make_shared<StatusOptions>();
     CLI::App& command = *app.add_subcommand("status", "What is known of a home: its partner, its last pass, its trash");
-    command.add_option("LOCAL", options->localHome, "The local home")->required();
+    command.add_option("LOCAL", options->localHome, "The local home")->type_name("")->required();
     addJson(command, options->json);
     command.footer("Exit status: 0 said, 3 there is no such home.");
     command.callback([options, &request] { request = *options; });
@@ -176,8 +176,8 @@ void declareResolve(CLI::App& app, Request& request)
     const auto options = std::make_shared<ResolveOptions>();
     Resolution& resolution = options->resolution;
     CLI::App& command = *app.add_subcommand("resolve", "Decide conflicts; what is not kept goes to the trash");
-    command.add_option("LOCAL", resolution.localHome, "The local home")->required();
-    command.add_option("PATH", resolution.paths, "Items as \"braid conflicts\" names them")->required();
+    command.add_option("LOCAL", resolution.localHome, "The local home")->type_name("")->required();
+    command.add_option("PATH", resolution.paths, "Items as \"braid conflicts\" names them")->type_name("")->required();
     const auto understandKeep = [&resolution](const std::string& word) {
         const auto* known = std::ranges::find(kKeepWords, word, &KeepWord::word);
         if (known == kKeepWords.end()) throw CLI::ValidationError{"--keep does not know \"" + word + "\""};
@@ -216,9 +216,10 @@ void declareTrash(CLI::App& app, Request& request)
         const auto options = std::make_shared<TrashOptions>();
         options->verb = verb.verb;
         CLI::App& command = *trash.add_subcommand(verb.name, verb.help);
-        command.add_option("HOME", options->home, "The local or the network home")->required();
+        command.add_option("HOME", options->home, "The local or the network home")->type_name("")->required();
         if (verb.verb != TrashOptions::Verb::Empty) {
-            CLI::Option& paths = *command.add_option("PATH", options->paths, "Only this item, with all below it");
+            CLI::Option& paths =
+                *command.add_option("PATH", options->paths, "Only this item, with all below it")->type_name("");
             if (verb.verb == TrashOptions::Verb::Restore) {
                 paths.required();
                 command.add_option("--pass", options->pass, "Not the newest version but that of this pass")

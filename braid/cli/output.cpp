@@ -60,6 +60,18 @@ std::string jsonReport(const PassReport& report, bool dryRun)
     return jsonObject(report, dryRun).str() + "\n";
 }
 
+std::string plainMatters(const PassReport& report)
+{
+    std::string out;
+    for (const Conflict& conflict : report.conflicts) {
+        out += "conflict (" + conflict.kind + "): " + text::printable(conflict.path) + "\n";
+    }
+    for (const ItemError& error : report.errors) {
+        out += "error: " + text::printable(error.path) + ": " + error.message + "\n";
+    }
+    return out;
+}
+
 std::string plainReport(const PassReport& report, bool dryRun)
 {
     const Counts& counts = report.counts;
@@ -67,12 +79,7 @@ std::string plainReport(const PassReport& report, bool dryRun)
     out += std::to_string(counts.created) + " created, " + std::to_string(counts.updated) + " updated, " +
            std::to_string(counts.deleted) + " deleted, " + std::to_string(counts.renamed) + " renamed, " +
            sizeText(counts.bytes) + " copied\n";
-    for (const Conflict& conflict : report.conflicts) {
-        out += "conflict (" + conflict.kind + "): " + text::printable(conflict.path) + "\n";
-    }
-    for (const ItemError& error : report.errors) {
-        out += "error: " + text::printable(error.path) + ": " + error.message + "\n";
-    }
+    out += plainMatters(report);
     for (const std::string& path : report.skipped) {
         out += "left alone (no file, folder or link): " + text::printable(path) + "\n";
     }

@@ -17,6 +17,9 @@ std::string jsonReport(const PassReport& report, bool dryRun);
 /// The same for a person.
 std::string plainReport(const PassReport& report, bool dryRun);
 
+/// Of that the conflicts and errors alone, a line each.
+std::string plainMatters(const PassReport& report);
+
 /// One line that a terminal shows over and over, without a newline.
 std::string progressLine(const Progress& progress);
 

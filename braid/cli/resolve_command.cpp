@@ -12,13 +12,16 @@ namespace braid::cli
 namespace
 {
 
-std::string plainResolution(const ResolutionReport& report)
+std::string plainResolution(const Resolution& resolution, const ResolutionReport& report)
 {
     std::string out;
     for (const auto& [path, beside] : report.beside) {
         out += text::printable(path) + ": both kept; the network's version is now " + text::printable(beside) + "\n";
     }
-    return out + plainReport(report.pass, false);
+    out += plainMatters(report.pass);
+    if (!report.pass.conflicts.empty() || !report.pass.errors.empty()) return out;
+    const std::size_t count = resolution.paths.size();
+    return out + std::to_string(count) + (count == 1 ? " conflict" : " conflicts") + " decided.\n";
 }
 
 std::string jsonBeside(const ResolutionReport& report)
@@ -44,7 +47,7 @@ ExitStatus run(const ResolveOptions& options, Streams streams)
     if (options.json) {
         streams.out << jsonObject(report.pass, false).add("beside", jsonBeside(report)).str() << "\n";
     } else if (report.pass.result == kPassSucceeded) {
-        streams.out << plainResolution(report);
+        streams.out << plainResolution(options.resolution, report);
     }
     return statusOf(report.pass, streams);
 }
