@@ -1,0 +1,97 @@
+// Small functions from text to text or value.
+
+#include <gtest/gtest.h>
+
+#include "util/path_text.h"
+#include "util/pseudo_xml.h"
+#include "util/typed_reads.h"
+#include "util/utf_text.h"
+
+namespace
+{
+
+using namespace roamer;
+
+TEST(PathText, JoinsWithOneSlashAndTakesPathsApart)
+{
+    for (const auto& [base, component, joined] : {std::tuple("/", "Library/Preferences", "/Library/Preferences"),
+                                                  {"/home/jo//", "//Library/", "/home/jo/Library"},
+                                                  {"", "Library", "Library"},
+                                                  {"/home/jo/", "", "/home/jo"},
+                                                  {"/", "", "/"}})
+        EXPECT_EQ(pathByAppending(base, component), joined);
+    const struct {
+        const char *path, *last, *rest;
+        std::vector<std::string> components;
+    } parts[] = {
+        {"/", "/", "/", {"/"}},        {"", "", "", {}},
+        {"/a", "a", "/", {"/", "a"}},  {"/a//b/", "b", "/a", {"/", "a", "b"}},
+        {"a/b", "b", "a", {"a", "b"}},
+    };
+    for (const auto& c : parts) {
+        EXPECT_EQ(lastPathComponent(c.path), c.last);
+        EXPECT_EQ(pathByDeletingLastComponent(c.path), c.rest);
+        EXPECT_EQ(pathComponents(c.path), c.components);
+    }
+}
+
+TEST(PseudoXml, GivesTheInnerElements)
+{
+    using Elements = std::map<std::string, std::string>;
+    const struct {
+        const char* name;
+        std::string text;
+        std::optional<Elements> expected;
+    } cases[] = {
+        {"two elements", "<home_dir><url>A</url><path></path></home_dir>", Elements{{"url", "A"}, {"path", ""}}},
+        {"no element", "plain", {}},
+        {"escapes", "<h><url>nfs://s/a%2Fb%20%c3%a4</url></h>", Elements{{"url", "nfs://s/a/b ä"}}},
+        {"a lone percent sign skips its pair", "<h><url>50%</url><path>B</path></h>", Elements{{"path", "B"}}},
+        {"an escape that is not hexadecimal", "<h><url>%zz</url></h>", Elements{}},
+        {"escapes that are not UTF-8", "<h><url>%ff</url><path>B</path></h>", Elements{{"path", "B"}}},
+        {"a value shorter than its closing tag", "<h><url>a></h>", Elements{}},
+        {"nothing but brackets", ">>>>>>", Elements{}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(dictionaryWithPseudoXMLString(&c.text), c.expected) << c.name;
+    EXPECT_EQ(dictionaryWithPseudoXMLString(nullptr), std::nullopt);
+}
+
+TEST(TypedReads, TakeOnlyTheirTypeElseTheFallback)
+{
+    const Dictionary dictionary{{"on", "YES"}, {"off", 0}, {"real", 0.5}, {"flag", true}, {"list", Array{"Documents"}}};
+    ASSERT_NE(objectForKey<Array>(dictionary, "list"), nullptr);
+    EXPECT_EQ(objectForKey<Array>(dictionary, "on"), nullptr);
+    EXPECT_EQ(objectForKey<Array>(dictionary, "missing"), nullptr);
+    EXPECT_EQ(numberForKey(dictionary, "real"), 0.5);
+    EXPECT_EQ(numberForKey(dictionary, "flag"), std::nullopt);
+    for (const bool fallback : {false, true}) {
+        EXPECT_TRUE(boolForKey(dictionary, "on", fallback));
+        EXPECT_FALSE(boolForKey(dictionary, "off", fallback));
+        EXPECT_EQ(boolForKey(dictionary, "list", fallback), fallback);
+        EXPECT_EQ(boolForKey(dictionary, "missing", fallback), fallback);
+    }
+    EXPECT_TRUE(containsString(Array{1, "Documents"}, "Documents"));
+    EXPECT_FALSE(containsString(Array{1, "Documents"}, "documents"));
+    EXPECT_FALSE(containsString(Array{1, "Documents"}, "1"));
+}
+
+TEST(UtfText, TellsUtf8FromOtherBytes)
+{
+    for (const char* text : {"", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80", "\xf4\x8f\xbf\xbf"})
+        EXPECT_EQ(utf8FromUtf16(utf16FromUtf8(text).value()), text);
+    const std::pair<const char*, const char*> bad[] = {
+        {"above the last code point", "\xf4\x90\x80\x80"},
+        {"a slash in two bytes", "\xc0\xaf"},
+        {"a euro sign in four bytes", "\xf0\x82\x82\xac"},
+        {"a surrogate", "\xed\xa0\x80"},
+        {"cut short", "a\xe2\x82"},
+        {"a continuation alone", "\x80"},
+    };
+    for (const auto& [name, text] : bad)
+        EXPECT_FALSE(isUtf8(text) || utf16FromUtf8(text)) << name;
+    for (const auto& half : {std::u16string{0xd83d}, {0xd83d, u'a'}, {0xde00, 0xd83d}})
+        EXPECT_EQ(utf8FromUtf16(half), std::nullopt);
+}
+
+} // namespace
