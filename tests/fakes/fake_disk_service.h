@@ -26,23 +26,19 @@ public:
     }
 
 private:
-    class FakeSession final : public Session
-    {
-    public:
-        explicit FakeSession(FakeDiskService& service) : mService(service) {}
+    struct FakeSession final : Session {
+        explicit FakeSession(FakeDiskService& disks) : service(disks) {}
         std::variant<Disk, Error> diskAtMountPoint(const std::string& mountPoint) override
         {
-            if (!mService.mounted.contains(mountPoint)) return Error{"nothing is mounted there"};
+            if (!service.mounted.contains(mountPoint)) return Error{"nothing is mounted there"};
             return Disk{mountPoint};
         }
         void requestForcedUnmount(const Disk& disk) override
         {
-            mService.unmounted.push_back(disk.mountPoint);
-            if (mService.whileUnmounting) mService.whileUnmounting();
+            service.unmounted.push_back(disk.mountPoint);
+            if (service.whileUnmounting) service.whileUnmounting();
         }
-
-    private:
-        FakeDiskService& mService;
+        FakeDiskService& service;
     };
 };
 

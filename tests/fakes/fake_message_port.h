@@ -17,18 +17,17 @@ public:
         std::string portName;
         std::int32_t messageId = 0;
         std::vector<std::byte> body;
-        std::chrono::seconds sendTimeout{};
         std::chrono::seconds replyTimeout{};
     };
     std::function<Reply(const Request&)> answer;
     std::vector<Request> requests;
 
     std::optional<Reply> request(const std::string& portName, std::int32_t messageId,
-                                 const std::vector<std::byte>& body, std::chrono::seconds sendTimeout,
+                                 const std::vector<std::byte>& body, std::chrono::seconds,
                                  std::chrono::seconds replyTimeout) override
     {
         if (!answer) return std::nullopt;
-        requests.push_back({portName, messageId, body, sendTimeout, replyTimeout});
+        requests.push_back({portName, messageId, body, replyTimeout});
         return answer(requests.back());
     }
 };

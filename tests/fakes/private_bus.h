@@ -23,9 +23,17 @@ public:
         char name[] = "/tmp/roamer-bus-XXXXXX";
         if (::mkdtemp(name) == nullptr) throw std::runtime_error("no folder for the private bus");
         mFolder = name;
-        writeConfiguration();
+        const auto address = "unix:path=" + mFolder + "/bus";
+        std::ofstream(mFolder + "/bus.conf")
+            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\""
+               " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n<busconfig><type>session</"
+               "type><listen>"
+            << address
+            << "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" "
+               "eavesdrop=\"true\"/>"
+               "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
         start();
-        ::setenv("DBUS_SESSION_BUS_ADDRESS", address().c_str(), 1);
+        ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
         ::setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + mFolder + "/nowhere").c_str(), 1);
     }
     ~PrivateBus()
@@ -39,7 +47,6 @@ public:
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
-    std::string address() const { return "unix:path=" + mFolder + "/bus"; }
     const std::string& folder() const { return mFolder; }
 
     /// The bus goes away under everybody's feet.
@@ -52,18 +59,6 @@ public:
     }
 
 private:
-    void writeConfiguration() const
-    {
-        std::ofstream(mFolder + "/bus.conf")
-            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\""
-               " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-               "<busconfig><type>session</type><listen>"
-            << address()
-            << "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-               "<allow send_destination=\"*\" eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/>"
-               "</policy></busconfig>\n";
-    }
-
     /// Comes back once the daemon listens: it then prints its address.
     void start()
     {

@@ -27,11 +27,7 @@ public:
     ~TempEnvironment()
     {
         for (const auto& [name, value] : mBefore) {
-            if (value) {
-                setenv(name.c_str(), value->c_str(), 1);
-            } else {
-                unsetenv(name.c_str());
-            }
+            value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
         }
     }
     TempEnvironment(const TempEnvironment&) = delete;

@@ -9,6 +9,9 @@
 
 #include "platform/run_loop.h"
 
+namespace fakes
+{
+
 /// A command of the shell and what it printed, both streams together.
 struct CommandResult {
     int status = -1;
@@ -19,10 +22,8 @@ inline CommandResult runCommand(const std::string& command)
 {
     CommandResult result;
     std::FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) return result;
-    char buffer[4096];
-    for (std::size_t count = 0; (count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-        result.output.append(buffer, count);
+    for (int byte = 0; (byte = std::fgetc(pipe)) != EOF;)
+        result.output += static_cast<char>(byte);
     const int ended = ::pclose(pipe);
     if (WIFEXITED(ended)) result.status = WEXITSTATUS(ended);
     return result;
@@ -40,3 +41,5 @@ inline void whileServing(platform::RunLoop& loop, const std::function<void()>& w
         loop.runFor(std::chrono::milliseconds(5));
     client.join();
 }
+
+} // namespace fakes
