@@ -1,3 +1,6 @@
+// The real BraidAgent and its real client: a bus, a system root and two homes of their own.
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -7,345 +10,256 @@
 #include <unistd.h>
 
 #include "braid/engine.h"
-#include "braid_agent_world.h"
+#include "braid/protocol.h"
 #include "platform/failure.h"
+#include "platform/linux/application.h"
+#include "platform/linux/directory_service.h"
+#include "platform/linux/property_list_codec.h"
+#include "platform/linux/run_loop.h"
+#include "platform/linux/sync_engine.h"
+#include "tests/fakes/command_line.h"
+#include "tests/fakes/private_bus.h"
+#include "tests/fakes/temp_root.h"
 
 namespace
 {
 
+namespace fs = std::filesystem;
+namespace protocol = braid::protocol;
 using fakes::TempRoot;
-using platform::Failure;
 using platform::PhdSyncSet;
-using roamer::ComparisonForm;
 using roamer::Dictionary;
-using Set = std::shared_ptr<PhdSyncSet>;
+using testing::HasSubstr;
+
+/// One answer to dbus-send; its text.
+std::string ask(const std::string& destination, const std::string& path, const std::string& message)
+{
+    return fakes::runCommand("dbus-send --session --print-reply=literal --dest=" + destination + " " + path + " " +
+                             message)
+        .output;
+}
 
 class BraidAgent : public testing::Test
 {
 protected:
-    platform::SyncManager& manager() { return mWorld.manager(); }
-
-    Set createSet() { return manager().createPHDSyncSet("Roamer_Mirror", mWorld.shareURL(), "jo ü"); }
-
-    /// One job: the whole home without "*.tmp", with these options.
-    static void configure(PhdSyncSet& set, Dictionary options = {})
+    BraidAgent()
     {
-        for (auto* peer : {&set.localPeer(), &set.remotePeer()}) {
-            peer->setInclusionSets({{}});
-            peer->setExclusionSets({{{ComparisonForm::NameEndsWith, ".tmp"}}});
-        }
-        options[platform::kSyncOptionExclusionInclusionSetIndexKey] = 0;
-        set.setDefaultSyncOptions({options});
+        fs::create_directories(mLocal);
+        fs::create_directories(mNetwork);
+        const auto codec = platform::makePropertyListCodec();
+        const auto user = platform::makeDirectoryService(*codec)->loginName();
+        TempRoot::writeFile(mRoot.real("/Library/Directory/Local/Users/" + user + ".plist"),
+                            "<plist><dict><key>axAttrTypeStandard:NFSHomeDirectory</key><array><string>" +
+                                mLocal.string() + "</string></array></dict></plist>");
+        fs::create_directories(mRoot.real(protocol::kProgram).parent_path());
+        fs::create_symlink(BRAID_AGENT_PROGRAM, mRoot.real(protocol::kProgram));
+    }
+    ~BraidAgent() override
+    {
+        if (enginePid() != 0) endEngine(SIGKILL);
     }
 
-    /// Notes each status of the set from now on.
+    /// The engine's process id as the bus knows it; 0 when none runs.
+    static int enginePid()
+    {
+        const auto answer =
+            ask("org.freedesktop.DBus", "/",
+                std::string("org.freedesktop.DBus.GetConnectionUnixProcessID string:") + protocol::kBusName);
+        std::smatch found;
+        return std::regex_search(answer, found, std::regex("uint32 (\\d+)")) ? std::stoi(found[1]) : 0;
+    }
+    void endEngine(int signal)
+    {
+        ::kill(enginePid(), signal);
+        EXPECT_TRUE(waitFor([] { return enginePid() == 0; }));
+    }
+    bool waitFor(const std::function<bool()>& condition)
+    {
+        const auto end = mLoop->now() + platform::seconds(30);
+        while (!condition() && mLoop->now() < end)
+            mLoop->runFor(platform::seconds(0.02));
+        return condition();
+    }
+
+    /// A set of one job, the whole home without "*.tmp", whose states are noted from now on.
+    std::shared_ptr<PhdSyncSet> createSet()
+    {
+        auto set = mManager->createPHDSyncSet("Roamer_Mirror", "file://" + mRoot.real("/share").string(), "jo ü");
+        for (auto* peer : {&set->localPeer(), &set->remotePeer()}) {
+            peer->setInclusionSets({{}});
+            peer->setExclusionSets({{{roamer::ComparisonForm::NameEndsWith, ".tmp"}}});
+        }
+        set->setDefaultSyncOptions({{{platform::kSyncOptionExclusionInclusionSetIndexKey, 0}}});
+        listen(*set);
+        return set;
+    }
     void listen(PhdSyncSet& set)
     {
-        mStatuses.clear();
-        set.setStatusCallback([this](const Dictionary& status) { mStatuses.push_back(status); });
+        mStates.clear();
+        set.setStatusCallback([this](const Dictionary& status) {
+            mStates.push_back(*status.at(platform::kSyncSetStateKey).integerReading());
+        });
     }
-    static std::int64_t stateOf(const Dictionary& status)
+    bool waitForState(std::int64_t state)
     {
-        return status.at(platform::kSyncSetStateKey).integerReading().value();
+        return waitFor([&] { return std::ranges::count(mStates, state) > 0; });
     }
-    bool reached(std::int64_t state) const
-    {
-        return std::any_of(mStatuses.begin(), mStatuses.end(),
-                           [state](const Dictionary& status) { return stateOf(status) == state; });
-    }
-    bool waitForState(std::int64_t state, double seconds)
-    {
-        return mWorld.waitFor([&] { return reached(state); }, seconds);
-    }
-
     /// Starts a pass and waits for its end; its result.
-    long pass(PhdSyncSet& set, double seconds = 60)
+    long pass(PhdSyncSet& set)
     {
         listen(set);
         set.startSync();
-        EXPECT_TRUE(waitForState(0, seconds));
+        EXPECT_TRUE(waitForState(0));
         return set.lastSyncResult();
     }
-
-    void writeManyFiles(int count)
+    /// Starts a pass that is still under way when this comes back.
+    void startLongPass(PhdSyncSet& set)
     {
-        for (int i = 0; i < count; ++i) {
-            TempRoot::writeFile(mWorld.local() / std::to_string(i % 50) / std::to_string(i),
-                                std::string(2000, static_cast<char>('a' + i % 26)));
-        }
+        for (int i = 0; i < 1000; ++i)
+            TempRoot::writeFile(mLocal / std::to_string(i % 50) / std::to_string(i), std::string(2000, 'x'));
+        set.startSync();
+        ASSERT_TRUE(waitForState(4));
     }
-    void expectEqualHomes() { EXPECT_TRUE(treeOf(mWorld.local()) == treeOf(mWorld.network())); }
-
+    void expectEqualHomes()
+    {
+        const auto command = "diff -r -x .Braid '" + mLocal.string() + "' '" + mNetwork.string() + "'";
+        EXPECT_EQ(fakes::runCommand(command).output, "");
+    }
     static std::string failureOf(const std::function<void()>& act)
     {
         try {
             act();
-        } catch (const Failure& failure) {
-            EXPECT_FALSE(failure.reason().empty());
+        } catch (const platform::Failure& failure) {
             return failure.name();
         }
         return "";
     }
 
-    BraidAgentWorld mWorld;
-    std::vector<Dictionary> mStatuses;
+    TempRoot mRoot;
+    fakes::PrivateBus mBus;
+    const fs::path mLocal = mRoot.real("/homes/local"), mNetwork = mRoot.real("/share/jo ü");
+    std::unique_ptr<platform::Application> mApplication = platform::makeApplication();
+    std::unique_ptr<platform::RunLoop> mLoop = platform::makeRunLoop();
+    std::unique_ptr<platform::SyncManager> mManager = platform::makeSyncManager(*mLoop);
+    std::vector<std::int64_t> mStates;
 };
 
 TEST_F(BraidAgent, OnlyReadingOrCreatingTheSetStartsIt)
 {
-    EXPECT_FALSE(manager().syncAgentIsRunning());
-    EXPECT_EQ(mWorld.enginePid(), 0);
-    EXPECT_EQ(manager().phdSyncSet(), nullptr);
-    EXPECT_TRUE(manager().syncAgentIsRunning());
-    EXPECT_NE(mWorld.enginePid(), 0);
-
+    EXPECT_FALSE(mManager->syncAgentIsRunning());
+    EXPECT_EQ(enginePid(), 0);
+    EXPECT_EQ(mManager->phdSyncSet(), nullptr);
+    EXPECT_TRUE(mManager->syncAgentIsRunning());
     const auto set = createSet();
-    ASSERT_NE(set, nullptr);
     EXPECT_EQ(failureOf([&] { createSet(); }), "SyncSetExists");
-    EXPECT_EQ(set->state(), 0);
 
-    mWorld.endEngine(SIGTERM);
-    EXPECT_FALSE(manager().syncAgentIsRunning());
-    EXPECT_EQ(failureOf([&] { set->setNextSyncTime({}); }), "EngineUnreachable");
+    endEngine(SIGTERM);
+    EXPECT_FALSE(mManager->syncAgentIsRunning());
     EXPECT_EQ(failureOf([&] { set->startSync(); }), "EngineUnreachable");
     EXPECT_EQ(failureOf([&] { set->localPeer().setInclusionSets({}); }), "EngineUnreachable");
     set->abortSync();
     EXPECT_TRUE(set->info().empty());
-    EXPECT_EQ(set->state(), 0);
-    EXPECT_EQ(set->lastSyncResult(), 0);
     EXPECT_FALSE(set->isAutomaticallySyncing());
-    EXPECT_EQ(mWorld.enginePid(), 0) << "calls on a set start nothing";
+    EXPECT_EQ(enginePid(), 0) << "calls on a set start nothing";
 }
 
-TEST_F(BraidAgent, RefusesToServeForOthersTwiceOrWithoutKnowingForWhom)
+TEST_F(BraidAgent, ExportsItsInterfaceAloneAndServesOnceAndForItsUserOnly)
 {
-    ASSERT_EQ(manager().phdSyncSet(), nullptr);
-    const auto uid = std::to_string(::getuid());
-    const struct {
-        std::vector<std::string> arguments;
-        int status;
-        const char* words;
-    } cases[] = {
-        {{}, 2, "usage"},
-        {{"-uid"}, 2, "usage"},
-        {{"-uid", "x"}, 2, "usage"},
-        {{"-uid", uid + "1"}, 2, "for the user who starts it"},
-        {{"-uid", uid}, 1, "served by another process"},
-    };
-    for (const auto& c : cases) {
-        const auto run = mWorld.runEngine(c.arguments);
-        EXPECT_EQ(run.status, c.status) << run.error;
-        EXPECT_NE(run.error.find(c.words), std::string::npos) << run.error;
-    }
-}
-
-TEST_F(BraidAgent, ExportsItsInterfaceAndNothingElse)
-{
-    ASSERT_EQ(manager().phdSyncSet(), nullptr);
-    const auto text = mWorld.introspect();
+    ASSERT_EQ(mManager->phdSyncSet(), nullptr);
+    const auto text = ask(protocol::kBusName, protocol::kObjectPath, "org.freedesktop.DBus.Introspectable.Introspect");
+    const auto start = text.find("<interface name=\"com.kestrel.braid.Engine\"");
+    ASSERT_NE(start, std::string::npos) << text;
+    const auto interface = text.substr(start, text.find("</interface>", start) - start);
+    const std::regex member("<(method|signal|property) name=\"([A-Za-z]+)\"");
     std::set<std::string> members;
-    const std::regex member("<(method|signal|interface) name=\"([A-Za-z.]+)\"");
-    for (auto found = std::sregex_iterator(text.begin(), text.end(), member); found != std::sregex_iterator();
-         ++found) {
-        if (found->str(2).find("freedesktop") == std::string::npos) members.insert(found->str(2));
+    for (std::sregex_iterator at(interface.begin(), interface.end(), member), end; at != end; ++at)
+        members.insert(at->str(2));
+    EXPECT_THAT(members,
+                testing::UnorderedElementsAre("describeSet", "createSet", "configureSet", "forgetSet", "startSync",
+                                              "abortSync", "info", "lastSyncResult", "statusChanged"));
+    const auto uid = std::to_string(::getuid());
+    for (const auto& [arguments, status, words] : {std::tuple(std::string("-uid x"), 2, "usage"),
+                                                   {"-uid " + uid + "1", 2, "for the user who starts it"},
+                                                   {"-uid " + uid, 1, "served by another process"}}) {
+        const auto run = fakes::runCommand(std::string(BRAID_AGENT_PROGRAM) + " " + arguments);
+        EXPECT_EQ(run.status, status);
+        EXPECT_THAT(run.output, HasSubstr(words));
     }
-    for (const char* standard : {"Introspect", "Ping", "GetMachineId", "Get", "Set", "GetAll", "PropertiesChanged"}) {
-        members.erase(standard);
-    }
-    EXPECT_EQ(members, (std::set<std::string>{"com.kestrel.braid.Engine", "describeSet", "createSet", "configureSet",
-                                              "forgetSet", "startSync", "abortSync", "info", "lastSyncResult",
-                                              "statusChanged"}));
 }
 
-TEST_F(BraidAgent, APassBringsTheHomesInStepAndTellsOfIt)
+TEST_F(BraidAgent, APassBringsTheHomesInStepAndTellsOfItsOwnOnly)
 {
-    TempRoot::writeFile(mWorld.local() / "notes/plan.txt", "from here");
-    TempRoot::writeFile(mWorld.local() / "scratch.tmp", "stays");
-    TempRoot::writeFile(mWorld.network() / "photos/\xff\xfe.jpg", "from there");
+    TempRoot::writeFile(mLocal / "notes/plan.txt", "from here");
+    TempRoot::writeFile(mNetwork / "photos/\xff\xfe.jpg", "from there");
     const auto set = createSet();
-    configure(*set);
-    EXPECT_EQ(pass(*manager().phdSyncSet()), 0);
-    EXPECT_EQ(stateOf(mStatuses.front()), 1);
-    EXPECT_EQ(stateOf(mStatuses.back()), 0);
-    EXPECT_TRUE(set->statusCallback()) << "the callback is the set's, not the handle's";
-    EXPECT_EQ(TempRoot::readFile(mWorld.network() / "notes/plan.txt"), "from here");
-    EXPECT_EQ(TempRoot::readFile(mWorld.local() / "photos/\xff\xfe.jpg"), "from there");
-    EXPECT_FALSE(std::filesystem::exists(mWorld.network() / "scratch.tmp"));
-    std::filesystem::remove(mWorld.local() / "scratch.tmp");
-    expectEqualHomes();
-
-    // Both sides edit one file: a conflict, left alone and counted.
-    TempRoot::writeFile(mWorld.local() / "notes/plan.txt", "edited here");
-    TempRoot::writeFile(mWorld.network() / "notes/plan.txt", "edited there, too");
-    EXPECT_EQ(pass(*set), 0);
-    EXPECT_EQ(set->info().at(platform::kSyncSetUnresolvedConflictsCountKey), roamer::PropertyList(1));
-    EXPECT_EQ(TempRoot::readFile(mWorld.local() / "notes/plan.txt"), "edited here");
-
-    configure(*set, {{platform::kSyncOptionResolveConflictInFavorOfPeerKey, set->localPeer().peerRef()}});
-    EXPECT_EQ(pass(*set), 0);
-    EXPECT_EQ(set->info().at(platform::kSyncSetUnresolvedConflictsCountKey), roamer::PropertyList(0));
-    EXPECT_EQ(TempRoot::readFile(mWorld.network() / "notes/plan.txt"), "edited here");
-    expectEqualHomes();
-}
-
-TEST_F(BraidAgent, ALateStatusOfTheLastPassIsNotTakenForTheNewOne)
-{
-    const auto set = createSet();
-    configure(*set);
     set->startSync();
     // No slice of the loop in between: the statuses of this pass wait to be delivered.
     for (int i = 0; i < 1000 && set->state() != 0; ++i)
         ::usleep(10'000);
-    listen(*set);
-    set->startSync();
-    ASSERT_TRUE(waitForState(0, 30));
-    mWorld.loop().runFor(platform::seconds(0.3));
-    EXPECT_EQ(stateOf(mStatuses.front()), 1);
-    EXPECT_EQ(std::count_if(mStatuses.begin(), mStatuses.end(), [](auto& status) { return stateOf(status) == 0; }), 1);
-}
-
-TEST_F(BraidAgent, AJobThatMayNotWriteSaysSoInThePassStatus)
-{
-    TempRoot::writeFile(mWorld.network() / "new", "x");
-    const auto set = createSet();
-    const auto local = set->localPeer().peerRef();
-    configure(*set, {{platform::kSyncOptionPeerSyncPassReadOnlyKey, local},
-                     {platform::kSyncOptionPeerAbortSyncPassOnWriteToReadOnlyKey, local}});
-    pass(*set);
-    bool named = false;
-    for (const auto& status : mStatuses) {
-        const auto entry = status.find(platform::kProgressSyncPassStatusKey);
-        if (entry == status.end() || stateOf(status) < 4 || stateOf(status) > 6) continue;
-        named = named || entry->second.description().find(platform::kAttemptToWriteToReadOnlyPeer) != std::string::npos;
-    }
-    EXPECT_TRUE(named);
-    EXPECT_FALSE(std::filesystem::exists(mWorld.local() / "new"));
+    TempRoot::writeFile(mLocal / "scratch.tmp", "stays");
+    EXPECT_EQ(pass(*mManager->phdSyncSet()), 0);
+    mLoop->runFor(platform::seconds(0.3));
+    EXPECT_EQ(mStates.front(), 1);
+    EXPECT_EQ(std::ranges::count(mStates, 0), 1) << "the late end of the earlier pass is not taken for this one's";
+    EXPECT_TRUE(set->statusCallback()) << "the callback is the set's, not the handle's";
+    EXPECT_FALSE(fs::exists(mNetwork / "scratch.tmp"));
+    fs::remove(mLocal / "scratch.tmp");
+    expectEqualHomes();
 }
 
 TEST_F(BraidAgent, AnAbortedPassEndsSoonAndTheNextOneFinishes)
 {
-    writeManyFiles(1000);
     const auto set = createSet();
-    configure(*set);
-    listen(*set);
-    set->startSync();
+    startLongPass(*set);
     EXPECT_EQ(failureOf([&] { set->startSync(); }), "PassIsRunning");
-    ASSERT_TRUE(waitForState(4, 30));
     set->abortSync();
-    ASSERT_TRUE(waitForState(0, 10));
+    ASSERT_TRUE(waitForState(0));
     EXPECT_EQ(set->lastSyncResult(), platform::kSyncResultAborted);
-    EXPECT_TRUE(reached(7));
+    EXPECT_TRUE(waitForState(7));
     EXPECT_EQ(pass(*set), 0);
     expectEqualHomes();
 }
 
-TEST_F(BraidAgent, ANewEngineGoesOnWhereAKilledOneStopped)
+TEST_F(BraidAgent, TerminatedDuringAPassItEndsCleanlyAndTheNextEngineGoesOn)
 {
-    writeManyFiles(1000);
     auto set = createSet();
-    configure(*set);
     set->setAutomaticSyncInterval(5000);
     set->setIsAutomaticallySyncing(true);
-    listen(*set);
-    set->startSync();
-    ASSERT_TRUE(waitForState(4, 30));
-    mWorld.endEngine(SIGKILL);
-    EXPECT_FALSE(manager().syncAgentIsRunning());
-    EXPECT_TRUE(set->info().empty());
-
-    set = manager().phdSyncSet();
+    startLongPass(*set);
+    endEngine(SIGTERM);
+    EXPECT_TRUE(waitForState(7)) << "the pass was ended, not cut off";
+    set = mManager->phdSyncSet();
     ASSERT_NE(set, nullptr);
     EXPECT_TRUE(set->isAutomaticallySyncing());
-    EXPECT_EQ(set->state(), 0);
     EXPECT_EQ(pass(*set), 0);
     expectEqualHomes();
 }
 
-TEST_F(BraidAgent, TerminatedDuringAPassItEndsCleanly)
+TEST_F(BraidAgent, SyncsByItselfWhenTheHomeChanges)
 {
-    writeManyFiles(1000);
-    auto set = createSet();
-    configure(*set);
-    listen(*set);
-    set->startSync();
-    ASSERT_TRUE(waitForState(4, 30));
-    mWorld.endEngine(SIGTERM);
-    EXPECT_TRUE(waitForState(7, 5)) << "the pass was ended, not cut off";
-    set = manager().phdSyncSet();
-    ASSERT_NE(set, nullptr);
-    EXPECT_EQ(pass(*set), 0);
-    expectEqualHomes();
-}
-
-TEST_F(BraidAgent, SyncsByItselfAtItsTimeAndWhenTheHomeChanges)
-{
-    TempRoot::writeFile(mWorld.local() / "a", "1");
     const auto set = createSet();
-    configure(*set);
     set->setAutomaticSyncInterval(1000);
     set->setAutoSyncOnFileSystemModification(true);
-    set->setNextSyncTime(mWorld.loop().date() + std::chrono::seconds(600));
+    set->setNextSyncTime(mLoop->date() + std::chrono::seconds(600));
     set->setIsAutomaticallySyncing(true);
     // Several levels at once, made while the watch is there already.
-    mWorld.loop().runFor(platform::seconds(0.5));
-    TempRoot::writeFile(mWorld.local() / "new/folder/b", "2");
-    const auto isThere = [&](const char* path) {
-        return mWorld.waitFor([&] { return std::filesystem::exists(mWorld.network() / path); }, 20);
-    };
-    EXPECT_TRUE(isThere("new/folder/b"));
-    EXPECT_TRUE(isThere("a"));
-
-    set->setAutoSyncOnFileSystemModification(false);
-    TempRoot::writeFile(mWorld.local() / "c", "3");
-    set->setNextSyncTime(mWorld.loop().date() + std::chrono::seconds(1));
-    EXPECT_TRUE(isThere("c"));
-    ASSERT_TRUE(mWorld.waitFor([&] { return set->state() == 0; }, 10));
-    expectEqualHomes();
-}
-
-TEST_F(BraidAgent, AMissingNetworkHomeFailsThePassAndDeletesNothing)
-{
-    TempRoot::writeFile(mWorld.local() / "a", "1");
-    const auto set = createSet();
-    configure(*set);
-    EXPECT_EQ(pass(*set), 0);
-    set->setRemoteHomePath((mWorld.network() / "gone").string());
-    EXPECT_EQ(pass(*set), ENOENT);
-    EXPECT_TRUE(std::filesystem::exists(mWorld.local() / "a"));
-    set->setRemoteHomePath(std::nullopt);
-    set->setRemoteHomeXMLSpec("smb://server/homes");
-    EXPECT_EQ(pass(*set), EPROTONOSUPPORT);
+    mLoop->runFor(platform::seconds(0.5));
+    TempRoot::writeFile(mLocal / "new/folder/b", "2");
+    EXPECT_TRUE(waitFor([&] { return fs::exists(mNetwork / "new/folder/b"); }));
 }
 
 TEST_F(BraidAgent, AHomeThatAnotherProcessSyncsIsBusy)
 {
-    auto mine = braid::EngineLock::take(mWorld.local());
-    ASSERT_TRUE(std::holds_alternative<std::unique_ptr<braid::EngineLock>>(mine));
+    auto mine = braid::EngineLock::take(mLocal);
     const auto set = createSet();
-    configure(*set);
     EXPECT_EQ(pass(*set), EBUSY);
     listen(*set);
     set->startSync();
-    mWorld.loop().runFor(platform::seconds(0.5));
+    mLoop->runFor(platform::seconds(0.5));
     EXPECT_NE(set->state(), 0) << "it waits for the lock";
     mine = std::string();
-    ASSERT_TRUE(waitForState(0, 10));
+    ASSERT_TRUE(waitForState(0));
     EXPECT_EQ(set->lastSyncResult(), 0);
-}
-
-TEST_F(BraidAgent, AForgottenSetIsGoneForEveryEngine)
-{
-    const auto set = createSet();
-    configure(*set);
-    set->setStatusCallback([](const Dictionary&) {});
-    set->forget();
-    EXPECT_EQ(manager().phdSyncSet(), nullptr);
-    EXPECT_FALSE(set->statusCallback());
-    EXPECT_EQ(failureOf([&] { set->setIsAutomaticallySyncing(true); }), "NoSyncSet");
-    EXPECT_EQ(failureOf([&] { set->startSync(); }), "NoSyncSet");
-    mWorld.endEngine(SIGTERM);
-    EXPECT_EQ(manager().phdSyncSet(), nullptr);
-    EXPECT_NE(createSet(), nullptr);
 }
 
 } // namespace
