@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -111,6 +112,9 @@ struct PassReport {
     std::vector<ItemError> errors;
     std::vector<JobStatus> jobStatus; ///< One per job, in job order.
     double seconds = 0;               ///< From the pass's start to its end.
+    /// File-system operations in each home by kind ("stat", "list" …), those that are not 0.
+    std::map<std::string, std::uint64_t> localOps;
+    std::map<std::string, std::uint64_t> networkOps;
     std::vector<std::string> skipped; ///< Sockets, pipes, devices and mounted folders: left alone, nobody's task.
 };
 

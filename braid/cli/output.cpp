@@ -28,6 +28,14 @@ const char* stateWords(PassState state)
     }
 }
 
+std::string jsonCounts(const std::map<std::string, std::uint64_t>& counts)
+{
+    json::Object object;
+    for (const auto& [name, count] : counts)
+        object.addNumber(name.c_str(), count);
+    return object.str();
+}
+
 } // namespace
 
 json::Object jsonObject(const PassReport& report, bool dryRun)
@@ -51,7 +59,9 @@ json::Object jsonObject(const PassReport& report, bool dryRun)
         .add("conflicts", json::list(report.conflicts, conflict))
         .add("errors", json::list(report.errors, error))
         .add("skipped", json::list(report.skipped, json::text))
-        .addNumber("seconds", report.seconds);
+        .addNumber("seconds", report.seconds)
+        .add("localOps", jsonCounts(report.localOps))
+        .add("networkOps", jsonCounts(report.networkOps));
     return object;
 }
 

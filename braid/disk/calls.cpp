@@ -45,6 +45,7 @@ Outcome<Descriptor> openBeneath(int root, const std::string& path, int flags)
         if (number >= 0 || (errno != EINTR && errno != EAGAIN)) break;
     }
     if (number < 0) return Problem{errno, "open the folder", path};
+    seam::inherit(root, static_cast<int>(number));
     return Descriptor{static_cast<int>(number)};
 }
 
@@ -98,7 +99,7 @@ std::string procPath(const Descriptor& item)
 
 Outcome<Descriptor> openFolder(int root, std::string_view path)
 {
-    if (int code = seam::ask(Operation::OpenFolder, std::string{nameOf(path)}.c_str())) {
+    if (int code = seam::ask(Operation::OpenFolder, root, std::string{nameOf(path)}.c_str())) {
         return Problem{code, "open the folder", std::string{path}};
     }
     constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NONBLOCK;
@@ -119,7 +120,7 @@ Outcome<Descriptor> openFolder(int root, std::string_view path)
 
 Outcome<Stat> statAt(int folder, const char* name)
 {
-    if (int code = seam::ask(Operation::Stat, name)) return Problem{code, "look at it", name};
+    if (int code = seam::ask(Operation::Stat, folder, name)) return Problem{code, "look at it", name};
     struct statx raw {
     };
     if (::statx(folder, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_BASIC_STATS, &raw) < 0) {
@@ -131,7 +132,7 @@ Outcome<Stat> statAt(int folder, const char* name)
 
 Outcome<Stat> statOf(int descriptor)
 {
-    if (int code = seam::ask(Operation::Stat, "")) return Problem{code, "look at it", ""};
+    if (int code = seam::ask(Operation::Stat, descriptor, "")) return Problem{code, "look at it", ""};
     struct statx raw {
     };
     if (::statx(descriptor, "", AT_EMPTY_PATH, STATX_BASIC_STATS, &raw) < 0) return Problem{errno, "look at it", ""};
@@ -140,37 +141,39 @@ Outcome<Stat> statOf(int descriptor)
 
 Outcome<Descriptor> openFile(int folder, const char* name)
 {
-    if (int code = seam::ask(Operation::OpenFile, name)) return Problem{code, "read it", name};
+    if (int code = seam::ask(Operation::OpenFile, folder, name)) return Problem{code, "read it", name};
     constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     int number = ::openat(folder, name, kFlags | O_NOATIME);
     if (number < 0 && errno == EPERM) number = ::openat(folder, name, kFlags); // only the owner may leave atime alone
     if (number < 0) return Problem{errno, "read it", name};
+    seam::inherit(folder, number);
     return Descriptor{number};
 }
 
 Outcome<Descriptor> createFile(int folder, const char* name)
 {
-    if (int code = seam::ask(Operation::Create, name)) return Problem{code, "write a copy of it", name};
+    if (int code = seam::ask(Operation::Create, folder, name)) return Problem{code, "write a copy of it", name};
     const int number = ::openat(folder, name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (number < 0) return Problem{errno, "write a copy of it", name};
+    seam::inherit(folder, number);
     return Descriptor{number};
 }
 
 int makeFolder(int folder, const char* name, std::uint16_t mode)
 {
-    if (int code = seam::ask(Operation::MakeFolder, name)) return code;
+    if (int code = seam::ask(Operation::MakeFolder, folder, name)) return code;
     return lastError(::mkdirat(folder, name, mode));
 }
 
 int makeLink(int folder, const char* name, const std::string& target)
 {
-    if (int code = seam::ask(Operation::MakeLink, name)) return code;
+    if (int code = seam::ask(Operation::MakeLink, folder, name)) return code;
     return lastError(::symlinkat(target.c_str(), folder, name));
 }
 
 Outcome<std::string> readLink(int folder, const char* name)
 {
-    if (int code = seam::ask(Operation::ReadLink, name)) return Problem{code, "read the link", name};
+    if (int code = seam::ask(Operation::ReadLink, folder, name)) return Problem{code, "read the link", name};
     std::string target(4096, '\0');
     const ssize_t length = ::readlinkat(folder, name, target.data(), target.size());
     if (length < 0) return Problem{errno, "read the link", name};
@@ -180,19 +183,19 @@ Outcome<std::string> readLink(int folder, const char* name)
 
 int unlink(int folder, const char* name)
 {
-    if (int code = seam::ask(Operation::Unlink, name)) return code;
+    if (int code = seam::ask(Operation::Unlink, folder, name)) return code;
     return lastError(::unlinkat(folder, name, 0));
 }
 
 int removeFolder(int folder, const char* name)
 {
-    if (int code = seam::ask(Operation::RemoveFolder, name)) return code;
+    if (int code = seam::ask(Operation::RemoveFolder, folder, name)) return code;
     return lastError(::unlinkat(folder, name, AT_REMOVEDIR));
 }
 
 int renameNew(int fromFolder, const char* from, int toFolder, const char* to)
 {
-    if (int code = seam::ask(Operation::Rename, to)) return code;
+    if (int code = seam::ask(Operation::Rename, fromFolder, to)) return code;
     int code = lastError(::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE));
     if (code != EINVAL && code != ENOSYS) return code;
 
@@ -208,19 +211,19 @@ int renameNew(int fromFolder, const char* from, int toFolder, const char* to)
 
 int exchange(int oneFolder, const char* one, int otherFolder, const char* other)
 {
-    if (int code = seam::ask(Operation::Exchange, other)) return code;
+    if (int code = seam::ask(Operation::Exchange, oneFolder, other)) return code;
     return lastError(::renameat2(oneFolder, one, otherFolder, other, RENAME_EXCHANGE));
 }
 
 int renameOver(int fromFolder, const char* from, int toFolder, const char* to)
 {
-    if (int code = seam::ask(Operation::Rename, to)) return code;
+    if (int code = seam::ask(Operation::Rename, fromFolder, to)) return code;
     return lastError(::renameat(fromFolder, from, toFolder, to));
 }
 
 int setMode(int folder, const char* name, std::uint16_t mode)
 {
-    if (int code = seam::ask(Operation::Restamp, name)) return code;
+    if (int code = seam::ask(Operation::Restamp, folder, name)) return code;
     // fchmodat() follows links; a handle on the item itself does not.
     const Descriptor item{::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC)};
     if (!item) return errno;
@@ -229,7 +232,7 @@ int setMode(int folder, const char* name, std::uint16_t mode)
 
 int setModifiedTime(int folder, const char* name, std::int64_t mtime)
 {
-    if (int code = seam::ask(Operation::Restamp, name)) return code;
+    if (int code = seam::ask(Operation::Restamp, folder, name)) return code;
     std::int64_t seconds = mtime / kNanosecondsPerSecond;
     std::int64_t rest = mtime % kNanosecondsPerSecond;
     if (rest < 0) {
@@ -242,19 +245,19 @@ int setModifiedTime(int folder, const char* name, std::int64_t mtime)
 
 int setOwner(int folder, const char* name, std::uint32_t owner, std::uint32_t group)
 {
-    if (int code = seam::ask(Operation::Restamp, name)) return code;
+    if (int code = seam::ask(Operation::Restamp, folder, name)) return code;
     return lastError(::fchownat(folder, name, owner, group, AT_SYMLINK_NOFOLLOW));
 }
 
 int syncFileSystem(int descriptor)
 {
-    if (int code = seam::ask(Operation::Durable, "")) return code;
+    if (int code = seam::ask(Operation::Durable, descriptor, "")) return code;
     return lastError(::syncfs(descriptor));
 }
 
 int syncFile(int descriptor)
 {
-    if (int code = seam::ask(Operation::Durable, "")) return code;
+    if (int code = seam::ask(Operation::Durable, descriptor, "")) return code;
     const int code = lastError(::fsync(descriptor));
     return code == EINVAL ? 0 : code; // a file system that cannot flush folders says so this way
 }

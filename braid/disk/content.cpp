@@ -49,7 +49,7 @@ std::vector<char>& sharedBlock()
 /// Bytes read, 0 at the end, or a negative errno value.
 ssize_t readSome(int descriptor, std::vector<char>& block)
 {
-    if (int code = seam::ask(seam::Operation::Read, "")) return -code;
+    if (int code = seam::ask(seam::Operation::Read, descriptor, "")) return -code;
     while (true) {
         const ssize_t got = ::read(descriptor, block.data(), block.size());
         if (got >= 0) return got;
@@ -59,7 +59,7 @@ ssize_t readSome(int descriptor, std::vector<char>& block)
 
 int writeAll(int descriptor, const char* bytes, std::size_t length)
 {
-    if (int code = seam::ask(seam::Operation::Write, "")) return code;
+    if (int code = seam::ask(seam::Operation::Write, descriptor, "")) return code;
     while (length > 0) {
         const ssize_t put = ::write(descriptor, bytes, length);
         if (put < 0) {
@@ -80,7 +80,8 @@ int copyRangeInKernel(int source, int target, std::int64_t offset, std::int64_t 
     bool any = false;
     while (length > 0) {
         if (stop.stop_requested()) return ECANCELED;
-        if (int code = seam::ask(seam::Operation::Write, "")) return code;
+        seam::count(seam::Operation::Read, source);
+        if (int code = seam::ask(seam::Operation::Write, target, "")) return code;
         off_t from = offset;
         off_t to = offset;
         const ssize_t copied =
@@ -136,7 +137,7 @@ int copyParts(const Descriptor& source, std::int64_t size, const Descriptor& tar
         if (code != 0) return code;
         offset = hole;
     }
-    if (int code = seam::ask(seam::Operation::Write, "")) return code;
+    if (int code = seam::ask(seam::Operation::Write, target.number(), "")) return code;
     return ::ftruncate(target.number(), size) < 0 ? errno : 0;
 }
 

@@ -90,8 +90,10 @@ std::uint64_t hash(const Attributes& attributes)
     return number == 0 ? 1 : number;
 }
 
-Outcome<Copied> copyAll(const Item& source, const Item& target, const char* name)
+/// `targetDescriptor` is the target, or the folder that holds it.
+Outcome<Copied> copyAll(const Item& source, const Item& target, int targetDescriptor, const char* name)
 {
+    seam::count(seam::Operation::Attributes, targetDescriptor);
     const auto wanted = readAll(source, name);
     if (!wanted) return wanted.problem();
     const auto present = readAll(target, name);
@@ -99,7 +101,8 @@ Outcome<Copied> copyAll(const Item& source, const Item& target, const char* name
     const std::uint64_t wantedHash = hash(*wanted);
     if (*wanted == *present) return Copied{wantedHash, wantedHash};
 
-    if (int code = seam::ask(seam::Operation::Restamp, name)) return Problem{code, "set its attributes", name};
+    if (int code = seam::ask(seam::Operation::Restamp, targetDescriptor, name))
+        return Problem{code, "set its attributes", name};
     for (const auto& [key, value] : *present) {
         if (!wanted->contains(key)) ::removexattr(target.path(), key.c_str());
     }
@@ -117,7 +120,8 @@ Outcome<Copied> copyAll(const Item& source, const Item& target, const char* name
 
 Outcome<std::uint64_t> hashOf(int folder, const char* name)
 {
-    if (int code = seam::ask(seam::Operation::Attributes, name)) return Problem{code, "read its attributes", name};
+    if (int code = seam::ask(seam::Operation::Attributes, folder, name))
+        return Problem{code, "read its attributes", name};
     const auto attributes = readAll(Item{folder, name}, name);
     if (!attributes) return attributes.problem();
     return hash(*attributes);
@@ -125,18 +129,20 @@ Outcome<std::uint64_t> hashOf(int folder, const char* name)
 
 Outcome<std::uint64_t> copy(int sourceFolder, const char* source, int targetFolder, const char* target)
 {
-    if (int code = seam::ask(seam::Operation::Attributes, source)) return Problem{code, "read its attributes", source};
-    const auto copied = copyAll(Item{sourceFolder, source}, Item{targetFolder, target}, target);
+    if (int code = seam::ask(seam::Operation::Attributes, sourceFolder, source))
+        return Problem{code, "read its attributes", source};
+    const auto copied = copyAll(Item{sourceFolder, source}, Item{targetFolder, target}, targetFolder, target);
     if (!copied) return copied.problem();
     return copied->target;
 }
 
 Outcome<Copied> copyOpen(int sourceFile, int targetFile)
 {
-    if (int code = seam::ask(seam::Operation::Attributes, "")) return Problem{code, "read its attributes", ""};
+    if (int code = seam::ask(seam::Operation::Attributes, sourceFile, ""))
+        return Problem{code, "read its attributes", ""};
     // Hardly any file has some.
     if (::flistxattr(sourceFile, nullptr, 0) == 0) return Copied{};
-    return copyAll(Item{sourceFile}, Item{targetFile}, "");
+    return copyAll(Item{sourceFile}, Item{targetFile}, targetFile, "");
 }
 
 } // namespace braid::extended

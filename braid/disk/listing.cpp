@@ -46,7 +46,8 @@ Listing listFolder(int root, std::uint64_t device, const std::string& path)
     const std::unique_ptr<DIR, DirectoryCloser> directory{::fdopendir(duplicate)};
     if (!directory) return fail(errno);
 
-    if (int code = seam::ask(seam::Operation::List, std::string{nameOf(path)}.c_str())) return fail(code);
+    if (int code = seam::ask(seam::Operation::List, folder->number(), std::string{nameOf(path)}.c_str()))
+        return fail(code);
     while (true) {
         errno = 0;
         const dirent* entry = ::readdir(directory.get());

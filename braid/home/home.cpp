@@ -11,6 +11,7 @@
 #include <charconv>
 
 #include "braid/disk/calls.h"
+#include "braid/disk/seam.h"
 
 namespace braid
 {
@@ -103,6 +104,7 @@ Outcome<std::unique_ptr<Home>> Home::open(Peer peer, const std::filesystem::path
     home->mPath = folder.native();
     home->mRoot = Descriptor{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
     if (!home->mRoot) return Problem{errno, "open the folder", folder.native()};
+    seam::belongsTo(peer, home->root());
     auto stat = disk::statOf(home->root());
     if (!stat) return stat.problem();
     home->mRootStat = *stat;

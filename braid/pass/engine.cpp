@@ -2,16 +2,36 @@
 
 #include <chrono>
 
+#include "braid/disk/seam.h"
 #include "pass_run.h"
 
 namespace braid
 {
 
+namespace
+{
+
+std::map<std::string, std::uint64_t> difference(const auto& before, const auto& after)
+{
+    std::map<std::string, std::uint64_t> counts;
+    for (const auto& [operation, name] : seam::kOperationNames) {
+        const auto index = static_cast<std::size_t>(operation);
+        if (after[index] != before[index]) counts.emplace(name, after[index] - before[index]);
+    }
+    return counts;
+}
+
+} // namespace
+
 PassReport runPass(const PassSettings& settings, std::stop_token stop, EngineLock* held)
 {
+    const seam::OperationCounts before = seam::operationCounts();
     const auto start = std::chrono::steady_clock::now();
     PassReport report = PassRun{settings, std::move(stop), held}.run();
     report.seconds = std::chrono::duration<double>{std::chrono::steady_clock::now() - start}.count();
+    const seam::OperationCounts after = seam::operationCounts();
+    report.localOps = difference(before.local, after.local);
+    report.networkOps = difference(before.network, after.network);
     return report;
 }
 

@@ -94,11 +94,13 @@ TEST(CommandLine, JsonStaysJsonWhateverTheNames)
     report.counts = {1, 2, 3, 4, 5};
     report.conflicts.push_back({"quote\" back\\slash\nline\x01", "modify/modify"});
     report.errors.push_back({"caf\xc3\xa9/\xff", "In words."});
+    report.networkOps = {{"list", 2}, {"stat", 7}};
     EXPECT_EQ(jsonReport(report, false),
               "{\"result\": 0, \"created\": 1, \"updated\": 2, \"deleted\": 3, \"renamed\": 4, \"bytes\": 5, "
               "\"conflicts\": [{\"path\": \"quote\\\" back\\\\slash\\nline\\u0001\", \"kind\": \"modify/modify\"}], "
               "\"errors\": [{\"path\": \"caf\xc3\xa9/\\\\xFF\", \"message\": \"In words.\"}], \"skipped\": [], "
-              "\"seconds\": 0.000000}\n");
+              "\"seconds\": 0.000000, "
+              "\"localOps\": {}, \"networkOps\": {\"list\": 2, \"stat\": 7}}\n");
 }
 
 } // namespace

@@ -175,5 +175,24 @@ TEST_F(InConflict, TheStatusKnowsThePair)
     EXPECT_FALSE(statusOf(pair.top()).partner);
 }
 
+TEST(Operations, AreCountedForTheHomeThatTheyWorkIn)
+{
+    HomePair pair;
+    constexpr std::uint64_t kFiles = 100;
+    for (std::uint64_t i = 0; i < kFiles; ++i)
+        write(pair.local() / (i % 2 == 0 ? "a" : "b") / std::to_string(i), "content " + std::to_string(i));
+    PassReport first = pair.sync();
+    EXPECT_EQ(first.networkOps["create"] - first.localOps["create"], kFiles);
+    EXPECT_GE(first.networkOps["write"], kFiles);
+    EXPECT_EQ(first.localOps.count("write"), 0U);
+    EXPECT_GE(first.localOps["read"], kFiles);
+
+    pair.sync(); // learns what the first pass wrote too late to trust
+    PassReport idle = pair.sync();
+    EXPECT_LE(idle.networkOps["list"], 3U + 2U); // and the marker folder's own two
+    EXPECT_LE(idle.networkOps["stat"], kFiles + 10);
+    EXPECT_EQ(idle.networkOps.count("read") + idle.networkOps.count("attributes"), 0U);
+}
+
 } // namespace
 } // namespace braid
