@@ -20,6 +20,7 @@ namespace
 namespace fs = std::filesystem;
 using roamer::Array;
 using roamer::Dictionary;
+using Names = std::vector<std::string>;
 
 constexpr const char* kUsers = "axRecTypeStandard:Users";
 
@@ -65,13 +66,13 @@ TEST_F(DirectoryServiceTest, TheFileMakesTheRecordAndTheAccountCompletesIt)
         {"axAttrTypeStandard:NFSHomeDirectory", Array{std::string(self->pw_dir)}},
         {"axAttrTypeStandard:KestrelMetaNodeLocation", Array{platform::kLocalNodeName}},
     };
-    auto found = record->recordDetailsForAttributes({{"axAttributesStandardAll"}}).value();
+    auto found = record->recordDetailsForAttributes(Names{"axAttributesStandardAll"}).value();
     found.erase("axAttrTypeStandard:RealName"); // as the account happens to be called
     EXPECT_EQ(found, standard);
     const Dictionary native{{"axAttrTypeNative:note", Array{"enrolled"}}};
-    EXPECT_EQ(record->recordDetailsForAttributes({{"axAttributesNativeAll"}}), native);
-    EXPECT_EQ(record->recordDetailsForAttributes({{"axAttrTypeNative:note", "axAttrTypeStandard:None"}}), native);
-    EXPECT_EQ(record->recordDetailsForAttributes({{"axAttrTypeStandard:None"}}), std::nullopt);
+    EXPECT_EQ(record->recordDetailsForAttributes(Names{"axAttributesNativeAll"}), native);
+    EXPECT_EQ(record->recordDetailsForAttributes(Names{"axAttrTypeNative:note", "axAttrTypeStandard:None"}), native);
+    EXPECT_EQ(record->recordDetailsForAttributes(Names{"axAttrTypeStandard:None"}), std::nullopt);
 }
 
 TEST_F(DirectoryServiceTest, ARecordThatDoesNotAnswerIsNotAMissingOne)
@@ -125,8 +126,6 @@ TEST(IdentityService, UuidsNeverChangeAndMembershipIsOfKnownAccountsOnly)
     EXPECT_EQ(code(identity->isMember(nobodys, 0)), ENOENT) << "an id without an account is in no group";
 }
 
-constexpr unsigned kNobody = 65534;
-
 std::vector<gid_t> groups()
 {
     std::vector<gid_t> all(256);
@@ -140,12 +139,12 @@ TEST(EffectiveUser, ActsAsAnotherWithItsGroupsAndComesBack)
     const auto user = platform::makeEffectiveUser();
     const auto groupsBefore = groups();
     {
-        const auto guard = user->switchTo(kNobody);
+        const auto guard = user->switchTo(65534U);
         {
             const auto inner = user->switchTo(3'999'999);
             EXPECT_EQ(user->effectiveUid(), 3'999'999U) << "unknown to the system: only a number";
         }
-        EXPECT_EQ(user->effectiveUid(), kNobody);
+        EXPECT_EQ(user->effectiveUid(), 65534U);
         EXPECT_EQ(user->realUid(), 0U);
         EXPECT_NE(getegid(), 0U);
         EXPECT_EQ(std::ranges::count(groups(), 0U), 0) << "no rights of the superuser's groups";

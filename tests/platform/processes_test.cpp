@@ -81,12 +81,9 @@ TEST(ProcessTable, ListsNamesAndZombies)
     ::waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT); // It stays a zombie.
     const auto processes = platform::makeProcessTable()->processes().value();
     ::waitpid(child, nullptr, 0);
-    const auto isZombie = [&](pid_t pid, const std::string& name) {
-        const auto found = std::ranges::find(processes, pid, &platform::ProcessRecord::pid);
-        return found != processes.end() && found->commandName == name && found->isZombie;
-    };
-    EXPECT_TRUE(isZombie(child, "a) Z (b"));
-    EXPECT_FALSE(isZombie(::getpid(), "test_platform"));
+    const auto find = [&](pid_t pid) { return *std::ranges::find(processes, pid, &platform::ProcessRecord::pid); };
+    EXPECT_EQ(find(child).commandName, "a) Z (b");
+    EXPECT_TRUE(find(child).isZombie && !find(::getpid()).isZombie);
 }
 
 TEST(DetachedProcess, StandsOnItsOwnFeetAndSaysAtOnceWhatCannotBeStarted)

@@ -156,28 +156,18 @@ const HostileCase kXml[] = {
     {"more than the limit", "<plist>" + repeated("<array>", 513) + repeated("</array>", 513) + "</plist>", "512"},
     {"billion laughs", billionLaughs(), "entity"},
     {"a file of the machine", "<!DOCTYPE p [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><string>&x;</string>", "entity"},
-    {"an unknown entity", "<!DOCTYPE plist SYSTEM \"p.dtd\"><string>&x;</string>", "entity"},
     {"an unknown element", "<null/>", "null"},
-    {"a value without a key", "<dict><true/></dict>", "without a key"},
     {"a key in an array", "<array><key>a</key></array>", "outside of <dict>"},
-    {"an element in a string", "<string><true/></string>", "within a simple value"},
     {"an integer above 64 bits", "<integer>9223372036854775808</integer>", "cannot be read"},
-    {"a day that is none", "<date>2026-02-30T00:00:00Z</date>", "cannot be read"},
     {"a date before all dates", "<date>0001-01-01T00:00:00Z</date>", "cannot be read"},
     {"data with a foreign character", "<data>AA*A</data>", "cannot be read"},
-    {"data cut short", "<data>AAA</data>", "cannot be read"},
     {"not UTF-8", "<string>\xff</string>", "XML line 1"},
 };
 
 const std::string kYes = "\x09";
 const std::string kOneGiB = std::string("\x12\x40\x00\x00\x00", 5);
 
-std::string binary(std::vector<std::string> objects)
-{
-    return BinaryDocument{.objects = std::move(objects)}.bytes();
-}
-
-std::string binaryAt(std::vector<std::string> objects, std::vector<std::size_t> offsets)
+std::string binary(std::vector<std::string> objects, std::vector<std::size_t> offsets = {})
 {
     return BinaryDocument{.objects = std::move(objects), .announcedOffsets = std::move(offsets)}.bytes();
 }
@@ -217,19 +207,17 @@ const HostileCase kBinary[] = {
      "more objects"},
     {"a top object that is not there", BinaryDocument{.objects = {kYes}, .topObject = 1}.bytes(), "top object"},
     {"a table behind the end", BinaryDocument{.objects = {kYes}, .announcedTable = 1 << 20}.bytes(), "table"},
-    {"an offset into the table", binaryAt({kYes}, {9}), "outside"},
+    {"an offset into the table", binary({kYes}, {9}), "outside"},
     {"a reference to nothing", binary({"\xA1\x05"}), "does not exist"},
     {"an array in itself", binary({std::string("\xA1\x00", 2)}), "contains itself"},
     {"a circle of two", binary({"\xA1\x01", std::string("\xA1\x00", 2)}), "contains itself"},
-    {"two objects at one place", binaryAt({"\xA2\x01\x02", kYes, kYes}, {8, 11, 11}), "overlap"},
-    {"an object within another", binaryAt({"\xA2\x01\x02", "\x52\x09\x09", kYes}, {8, 11, 12}), "overlap"},
-    {"a string within its array", binaryAt({"\xA1\x01", kYes}, {8, 9}), "overlap"},
+    {"two objects at one place", binary({"\xA2\x01\x02", kYes, kYes}, {8, 11, 11}), "overlap"},
+    {"an object within another", binary({"\xA2\x01\x02", "\x52\x09\x09", kYes}, {8, 11, 12}), "overlap"},
+    {"a string within its array", binary({"\xA1\x01", kYes}, {8, 9}), "overlap"},
     {"a string over the end", binary({"\x5Exyz"}), "over the end"},
     {"1 GiB of data in 40 bytes", binary({"\x4F" + kOneGiB}), "more than there is"},
     {"2^30 references", binary({"\xAF" + kOneGiB}), "more than there is"},
-    {"2^30 pairs", binary({"\xDF" + kOneGiB}), "more than there is"},
     {"2^63 characters", binary({"\x5F\x13\x80" + std::string(7, '\0')}), "more than there is"},
-    {"a count over the end", binary({"\x5F"}), "over the end"},
     {"an unknown kind", binary({"\x70"}), "unknown"},
     {"a key that is a number", binary({"\xD1\x01\x01", "\x10\x01"}), "no string"},
     {"ASCII that is not", binary({"\x51\xE4"}), "ASCII"},
