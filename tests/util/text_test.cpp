@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/linux/property_list_codec.h"
+#include "tests/fakes/recording_log.h"
 #include "util/path_text.h"
+#include "util/property_list_text.h"
 #include "util/pseudo_xml.h"
-#include "util/typed_reads.h"
 #include "util/utf_text.h"
 
 namespace
@@ -57,25 +59,6 @@ TEST(PseudoXml, GivesTheInnerElements)
     EXPECT_EQ(dictionaryWithPseudoXMLString(nullptr), std::nullopt);
 }
 
-TEST(TypedReads, TakeOnlyTheirTypeElseTheFallback)
-{
-    const Dictionary dictionary{{"on", "YES"}, {"off", 0}, {"real", 0.5}, {"flag", true}, {"list", Array{"Documents"}}};
-    ASSERT_NE(objectForKey<Array>(dictionary, "list"), nullptr);
-    EXPECT_EQ(objectForKey<Array>(dictionary, "on"), nullptr);
-    EXPECT_EQ(objectForKey<Array>(dictionary, "missing"), nullptr);
-    EXPECT_EQ(numberForKey(dictionary, "real"), 0.5);
-    EXPECT_EQ(numberForKey(dictionary, "flag"), std::nullopt);
-    for (const bool fallback : {false, true}) {
-        EXPECT_TRUE(boolForKey(dictionary, "on", fallback));
-        EXPECT_FALSE(boolForKey(dictionary, "off", fallback));
-        EXPECT_EQ(boolForKey(dictionary, "list", fallback), fallback);
-        EXPECT_EQ(boolForKey(dictionary, "missing", fallback), fallback);
-    }
-    EXPECT_TRUE(containsString(Array{1, "Documents"}, "Documents"));
-    EXPECT_FALSE(containsString(Array{1, "Documents"}, "documents"));
-    EXPECT_FALSE(containsString(Array{1, "Documents"}, "1"));
-}
-
 TEST(UtfText, TellsUtf8FromOtherBytes)
 {
     for (const char* text : {"", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80", "\xf4\x8f\xbf\xbf"})
@@ -92,6 +75,20 @@ TEST(UtfText, TellsUtf8FromOtherBytes)
         EXPECT_FALSE(isUtf8(text) || utf16FromUtf8(text)) << name;
     for (const auto& half : {std::u16string{0xd83d}, {0xd83d, u'a'}, {0xde00, 0xd83d}})
         EXPECT_EQ(utf8FromUtf16(half), std::nullopt);
+}
+
+TEST(PropertyListText, ReadsBackWhatItWroteAndLogsWhatItCannot)
+{
+    const fakes::RecordingLog log;
+    const auto codec = platform::makePropertyListCodec();
+    const PropertyList value = Dictionary{{"a", Array{1, "zwölf"}}}, text = "text", notUtf8 = Array{"\xff"};
+    EXPECT_EQ(propertyListSafe(*codec, stringWithPropertyList(*codec, &value).value()), value);
+    EXPECT_EQ(stringWithPropertyList(*codec, nullptr), std::nullopt);
+    EXPECT_TRUE(log.lines.empty());
+    EXPECT_EQ(dataWithPropertyList(*codec, &text), std::nullopt) << "neither a dictionary nor an array";
+    EXPECT_EQ(propertyListSafe(*codec, "no property list"), std::nullopt);
+    EXPECT_EQ(stringWithPropertyList(*codec, &notUtf8), std::nullopt);
+    EXPECT_EQ(log.lines.size(), 3U);
 }
 
 } // namespace

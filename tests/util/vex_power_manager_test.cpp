@@ -24,17 +24,14 @@ TEST(VEXPowerManager, VetoesSleepOnlyBetweenPreventAndAllow)
     }
     EXPECT_EQ(power.registrations, 1);
     EXPECT_GE(power.changes, 3) << "a service that has to know in advance hears of every change";
-}
 
-TEST(VEXPowerManager, TriesToRegisterOnceAndGoesOnWithout)
-{
     const fakes::RecordingLog log;
-    fakes::FakePowerService power;
-    power.isPresent = false;
-    roamer::VEXPowerManager manager(power);
-    manager.preventSystemSleep();
-    manager.preventSystemSleep();
-    EXPECT_EQ(power.registrations, 1);
+    fakes::FakePowerService absent;
+    absent.isPresent = false;
+    roamer::VEXPowerManager powerless(absent);
+    powerless.preventSystemSleep();
+    powerless.preventSystemSleep();
+    EXPECT_EQ(absent.registrations, 1) << "tries once and goes on without";
     EXPECT_EQ(log.system.size(), 1U);
 }
 
