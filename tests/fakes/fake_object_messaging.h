@@ -12,49 +12,11 @@
 namespace fakes
 {
 
-/// A managed-client server that notes what it is shown and answers as it was told.
-class FakeVexdServer final : public platform::VEXD_Server
-{
-public:
-    struct Shown {
-        std::string message;                                  ///< Which of the five.
-        std::string title, msg, btn, btnAlt, btnOther, cbStr; ///< "" for a text that was left out.
-        bool cbInitialState = false;
-    };
-    std::vector<Shown> shown;
+/// What the managed-client server was asked to show, and what it answers.
+struct FakeVexdServer {
+    std::vector<std::string> shown; ///< Message and texts, joined by "|"; "-" for a text that was left out.
     std::int32_t answer = 0;
     bool cbAnswer = false;
-    bool isGone = false; ///< Every message then raises Failure.
-
-    void vexAlertNotify(const AlertTexts& texts) override { note("vexAlertNotify", texts); }
-    bool vexAlertQuery(const AlertTexts& texts) override { return note("vexAlertQuery", texts) != 0; }
-    std::int32_t vexAlertQueryWithOther(const AlertTexts& texts) override
-    {
-        return note("vexAlertQueryWithOther", texts);
-    }
-    bool vexAlertQueryCB(const AlertTexts& texts, bool cbInitialState, bool* cbResult) override
-    {
-        note("vexAlertQueryCB", texts);
-        shown.back().cbInitialState = cbInitialState;
-        if (cbResult != nullptr) *cbResult = cbAnswer;
-        return answer != 0;
-    }
-    std::int32_t vexAlertQueryCBWithOther(const AlertTexts& texts, bool* cbResult) override
-    {
-        note("vexAlertQueryCBWithOther", texts);
-        if (cbResult != nullptr) *cbResult = cbAnswer;
-        return answer;
-    }
-
-private:
-    std::int32_t note(const char* message, const AlertTexts& texts)
-    {
-        if (isGone) throw platform::Failure("MessageNotAnswered", std::string(message) + ": the server is gone");
-        const auto text = [](const std::string* value) { return value != nullptr ? *value : std::string(); };
-        shown.push_back({message, text(texts.title), text(texts.msg), text(texts.btn), text(texts.btnAlt),
-                         text(texts.btnOther), text(texts.cbStr), false});
-        return answer;
-    }
 };
 
 /// The names of one session in memory. Proxies forward to the object that is published, in this process.
@@ -69,8 +31,7 @@ public:
 
     std::unique_ptr<platform::ServerConnection> defaultConnection() override
     {
-        if (!hasBus) return nullptr;
-        return std::make_unique<Connection>(*this);
+        return hasBus ? std::make_unique<Connection>(*this) : nullptr;
     }
 
     std::unique_ptr<platform::Pavo_Server> lookUpPavoServer(const std::string& name) override
@@ -133,27 +94,31 @@ private:
         platform::Pavo_Server& mRoot;
     };
 
-    class VexdProxy final : public platform::VEXD_Server
-    {
-    public:
-        explicit VexdProxy(FakeVexdServer& server) : mServer(server) {}
-        void vexAlertNotify(const AlertTexts& texts) override { mServer.vexAlertNotify(texts); }
-        bool vexAlertQuery(const AlertTexts& texts) override { return mServer.vexAlertQuery(texts); }
+    struct VexdProxy final : platform::VEXD_Server {
+        explicit VexdProxy(FakeVexdServer& vexd) : server(vexd) {}
+        void vexAlertNotify(const AlertTexts& texts) override { show("Notify", texts, nullptr); }
+        bool vexAlertQuery(const AlertTexts& texts) override { return show("Query", texts, nullptr) != 0; }
         std::int32_t vexAlertQueryWithOther(const AlertTexts& texts) override
         {
-            return mServer.vexAlertQueryWithOther(texts);
+            return show("QueryWithOther", texts, nullptr);
         }
         bool vexAlertQueryCB(const AlertTexts& texts, bool cbInitialState, bool* cbResult) override
         {
-            return mServer.vexAlertQueryCB(texts, cbInitialState, cbResult);
+            return show(cbInitialState ? "QueryCB checked" : "QueryCB", texts, cbResult) != 0;
         }
         std::int32_t vexAlertQueryCBWithOther(const AlertTexts& texts, bool* cbResult) override
         {
-            return mServer.vexAlertQueryCBWithOther(texts, cbResult);
+            return show("QueryCBWithOther", texts, cbResult);
         }
-
-    private:
-        FakeVexdServer& mServer;
+        std::int32_t show(std::string message, const AlertTexts& texts, bool* cbResult)
+        {
+            for (const auto* text : {texts.title, texts.msg, texts.btn, texts.btnAlt, texts.btnOther, texts.cbStr})
+                message += "|" + (text != nullptr ? *text : "-");
+            server.shown.push_back(message);
+            if (cbResult != nullptr) *cbResult = server.cbAnswer;
+            return server.answer;
+        }
+        FakeVexdServer& server;
     };
 };
 

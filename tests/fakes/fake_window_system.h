@@ -21,42 +21,23 @@ public:
     struct ControlState {
         bool hidden = false;
         bool enabled = true;
-        float width = 80;
         std::string title;
     };
     struct BarState {
-        double low = -1;
-        double high = -1;
         double value = 0;
         bool indeterminate = false;
         bool animated = false;
-        int valueChanges = 0;
-    };
-    struct FrameChange {
-        roamer::WindowFrame frame;
-        bool redraw;
-        bool animate;
     };
     struct WindowState {
         std::string layout;
         roamer::WindowFrame frame;
-        std::vector<FrameChange> frameChanges;
-        std::pair<float, float> minimum;
-        std::pair<float, float> maximum;
-        std::string title;
-        int level = 0;
-        bool visible = false;
-        bool minimized = false;
-        bool key = false;
-        bool closed = false;
-        bool withoutLogin = false;
-        ControlState cancelButton;
-        ControlState cancelAllButton;
-        std::string imagePath;
+        std::pair<float, float> minimum, maximum;
+        bool visible = false, minimized = false, key = false, closed = false, withoutLogin = false;
+        ControlState cancelButton, cancelAllButton;
         std::string top{"unset"}, middle{"unset"}, bottom{"unset"};
-        int textChanges = 0;
         BarState bar;
     };
+    using State = std::shared_ptr<WindowState>;
 
     bool hasDisplay = true;
     roamer::WindowFrame layoutFrame{100, 200, 400, 150};
@@ -65,11 +46,9 @@ public:
     bool shiftKey = false;
     std::function<void()> onStep; ///< Runs inside every modal step: the person's doings.
 
-    std::shared_ptr<WindowState> shown = std::make_shared<WindowState>();
+    State shown = std::make_shared<WindowState>();
     platform::LayoutOwner* owner = nullptr; ///< Of the layout loaded last, whether or not that worked.
     int layoutsLoaded = 0;
-    int activations = 0;
-    int deactivations = 0;
     int steps = 0;
     int sessionsBegun = 0;
     int sessionsEnded = 0;
@@ -86,7 +65,7 @@ public:
         layout.window = std::make_unique<FakeWindow>(shown);
         layout.cancelButton = std::make_unique<FakeControl>(shown, shown->cancelButton);
         layout.cancelAllButton = std::make_unique<FakeControl>(shown, shown->cancelAllButton);
-        layout.image = std::make_unique<FakeImage>(shown);
+        layout.image = std::make_unique<FakeImage>();
         layout.topMessage = std::make_unique<FakeText>(shown, shown->top);
         layout.middleMessage = std::make_unique<FakeText>(shown, shown->middle);
         layout.bottomMessage = std::make_unique<FakeText>(shown, shown->bottom);
@@ -103,127 +82,83 @@ public:
     void stopModalLoop() override { mStopped = true; }
     bool isOptionKeyDown() override { return optionKey; }
     bool isShiftKeyDown() override { return shiftKey; }
-    void activateAgent() override { ++activations; }
-    void deactivateAgent() override { ++deactivations; }
+    void activateAgent() override {}
+    void deactivateAgent() override {}
     std::vector<roamer::WindowFrame> screenFrames() override { return screens; }
     int normalWindowLevel() override { return 0; }
 
 private:
-    class FakeSession final : public platform::ModalSession
-    {
-    public:
-        explicit FakeSession(FakeWindowSystem& system) : mSystem(system) {}
-        ~FakeSession() override { ++mSystem.sessionsEnded; }
+    struct FakeSession final : platform::ModalSession {
+        explicit FakeSession(FakeWindowSystem& windows) : system(windows) {}
+        ~FakeSession() override { ++system.sessionsEnded; }
         bool runStep() override
         {
-            ++mSystem.steps;
-            const auto act = mSystem.onStep; // it may replace itself
+            ++system.steps;
+            const auto act = system.onStep; // it may replace itself
             if (act) act();
-            return !mSystem.mStopped;
+            return !system.mStopped;
         }
-
-    private:
-        FakeWindowSystem& mSystem;
+        FakeWindowSystem& system;
     };
 
-    class FakeWindow final : public platform::Window
-    {
-    public:
-        explicit FakeWindow(std::shared_ptr<WindowState> state) : mState(std::move(state)) {}
-        roamer::WindowFrame frame() const override { return mState->frame; }
-        void setFrame(const roamer::WindowFrame& frame, bool redraw, bool animate) override
-        {
-            mState->frame = frame;
-            mState->frameChanges.push_back({frame, redraw, animate});
-        }
-        void setMinimumSize(float width, float height) override { mState->minimum = {width, height}; }
-        void setMaximumSize(float width, float height) override { mState->maximum = {width, height}; }
-        void setTitle(const std::string& title) override { mState->title = title; }
-        void setLevel(int level) override { mState->level = level; }
-        bool isVisible() const override { return mState->visible; }
-        bool isMinimized() const override { return mState->minimized; }
-        void minimize() override { mState->minimized = true; }
-        void deminimize() override { mState->minimized = false; }
-        void orderFrontAndMakeKey() override { mState->visible = mState->key = true; }
+    struct FakeWindow final : platform::Window {
+        explicit FakeWindow(State window) : state(std::move(window)) {}
+        roamer::WindowFrame frame() const override { return state->frame; }
+        void setFrame(const roamer::WindowFrame& frame, bool, bool) override { state->frame = frame; }
+        void setMinimumSize(float width, float height) override { state->minimum = {width, height}; }
+        void setMaximumSize(float width, float height) override { state->maximum = {width, height}; }
+        void setTitle(const std::string&) override {}
+        void setLevel(int) override {}
+        bool isVisible() const override { return state->visible; }
+        bool isMinimized() const override { return state->minimized; }
+        void minimize() override { state->minimized = true; }
+        void deminimize() override { state->minimized = false; }
+        void orderFrontAndMakeKey() override { state->visible = state->key = true; }
         void close() override
         {
-            mState->visible = false;
-            mState->closed = true;
+            state->visible = false;
+            state->closed = true;
         }
-        void allowWithoutLogin() override { mState->withoutLogin = true; }
-
-    private:
-        std::shared_ptr<WindowState> mState;
+        void allowWithoutLogin() override { state->withoutLogin = true; }
+        State state;
     };
 
-    class FakeControl final : public platform::Control
-    {
-    public:
-        FakeControl(std::shared_ptr<WindowState> window, ControlState& state)
-            : mWindow(std::move(window)), mState(state)
-        {
-        }
-        bool isHidden() const override { return mState.hidden; }
-        void setHidden(bool hidden) override { mState.hidden = hidden; }
-        bool isEnabled() const override { return mState.enabled; }
-        void setEnabled(bool enabled) override { mState.enabled = enabled; }
-        float width() const override { return mState.width; }
-        std::string title() const override { return mState.title; }
-        void setTitle(const std::string& title) override { mState.title = title; }
-
-    private:
-        std::shared_ptr<WindowState> mWindow; // keeps mState
-        ControlState& mState;
+    struct FakeControl final : platform::Control {
+        FakeControl(State window, ControlState& control) : keptWindow(std::move(window)), state(control) {}
+        bool isHidden() const override { return state.hidden; }
+        void setHidden(bool hidden) override { state.hidden = hidden; }
+        bool isEnabled() const override { return state.enabled; }
+        void setEnabled(bool enabled) override { state.enabled = enabled; }
+        float width() const override { return 80; }
+        std::string title() const override { return state.title; }
+        void setTitle(const std::string& title) override { state.title = title; }
+        State keptWindow; // keeps `state`
+        ControlState& state;
     };
 
-    class FakeText final : public platform::TextField
-    {
-    public:
-        FakeText(std::shared_ptr<WindowState> window, std::string& text) : mWindow(std::move(window)), mText(text) {}
-        std::string text() const override { return mText; }
-        void setText(const std::string& text) override
-        {
-            mText = text;
-            ++mWindow->textChanges;
-        }
-
-    private:
-        std::shared_ptr<WindowState> mWindow;
-        std::string& mText;
+    struct FakeText final : platform::TextField {
+        FakeText(State window, std::string& text) : keptWindow(std::move(window)), content(text) {}
+        std::string text() const override { return content; }
+        void setText(const std::string& text) override { content = text; }
+        State keptWindow; // keeps `content`
+        std::string& content;
     };
 
-    class FakeImage final : public platform::ImageView
-    {
-    public:
-        explicit FakeImage(std::shared_ptr<WindowState> window) : mWindow(std::move(window)) {}
-        void setImage(const std::string* path) override { mWindow->imagePath = path != nullptr ? *path : ""; }
-
-    private:
-        std::shared_ptr<WindowState> mWindow;
+    struct FakeImage final : platform::ImageView {
+        void setImage(const std::string*) override {}
     };
 
-    class FakeBar final : public platform::ProgressBar
-    {
-    public:
-        explicit FakeBar(std::shared_ptr<WindowState> window) : mWindow(std::move(window)) {}
-        void setRange(double low, double high) override
-        {
-            mWindow->bar.low = low;
-            mWindow->bar.high = high;
-        }
-        bool isIndeterminate() const override { return mWindow->bar.indeterminate; }
-        void setIndeterminate(bool indeterminate) override { mWindow->bar.indeterminate = indeterminate; }
-        void startAnimation() override { mWindow->bar.animated = true; }
-        void stopAnimation() override { mWindow->bar.animated = false; }
-        double value() const override { return mWindow->bar.value; }
-        void setValue(double value) override
-        {
-            mWindow->bar.value = value;
-            ++mWindow->bar.valueChanges;
-        }
-
-    private:
-        std::shared_ptr<WindowState> mWindow;
+    struct FakeBar final : platform::ProgressBar {
+        explicit FakeBar(State window) : keptWindow(std::move(window)), bar(keptWindow->bar) {}
+        void setRange(double, double) override {}
+        bool isIndeterminate() const override { return bar.indeterminate; }
+        void setIndeterminate(bool indeterminate) override { bar.indeterminate = indeterminate; }
+        void startAnimation() override { bar.animated = true; }
+        void stopAnimation() override { bar.animated = false; }
+        double value() const override { return bar.value; }
+        void setValue(double value) override { bar.value = value; }
+        State keptWindow; // keeps `bar`
+        BarState& bar;
     };
 
     bool mStopped = false;

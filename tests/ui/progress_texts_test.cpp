@@ -2,22 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include "home/home_locations.h"
 #include "home/preference_keys.h"
-#include "home/roamer_preferences.h"
 #include "platform/failure.h"
-#include "platform/linux/preference_store.h"
-#include "platform/linux/property_list_codec.h"
-#include "tests/fakes/fake_bundles.h"
-#include "tests/fakes/fake_effective_user.h"
-#include "tests/fakes/fake_file_system.h"
+#include "tests/fakes/account_rig.h"
 #include "tests/fakes/fake_user_formats.h"
 #include "tests/fakes/fake_window_system.h"
-#include "tests/fakes/temp_root.h"
-#include "tests/fakes/test_user_record.h"
 #include "ui/frame_text.h"
 #include "ui/localized_text.h"
-#include "util/preference_domains.h"
 
 namespace
 {
@@ -49,19 +40,11 @@ TEST(FillFormat, PutsValuesIntoPlaceholders)
     EXPECT_THROW(roamer::fillFormat(nullptr, "KEY", {}), platform::Failure);
 }
 
-/// Progress texts of the account "jo" whose preferences lie in a temporary folder.
 class ProgressTexts : public testing::Test
 {
 protected:
     ProgressTexts()
     {
-        std::filesystem::create_directories(home + "/Library/Preferences");
-        state.mUserRecord = fakes::makeUserRecord({
-            {"axAttrTypeStandard:NFSHomeDirectory", home},
-            {"axAttrTypeStandard:OriginalNFSHomeDirectory", "/net/homes/jo"},
-            {"axAttrTypeStandard:OriginalHomeDirectory",
-             "<home_dir><url>file:///srv/homes</url><path>users/jo</path></home_dir>"},
-        });
         state.mLocalizedStringsDict = {
             {"PAVO_PROG_TITLE", "%@ %@"},
             {"PAVO_PROG_TITLE_WITH_PARTS", "%@, part %@ of %@"},
@@ -84,20 +67,11 @@ protected:
         return windows.shown->frame;
     }
 
-    fakes::TempRoot root;
-    fakes::FakeWindowSystem windows;
-    fakes::FakeBundles bundles;
-    fakes::FakeFileSystem fileSystem;
-    fakes::FakeUserFormats formats;
-    fakes::FakeEffectiveUser effectiveUser;
-    std::unique_ptr<platform::PropertyListCodec> codec = platform::makePropertyListCodec();
-    std::unique_ptr<platform::PreferenceStore> store = platform::makePreferenceStore(*codec);
-    roamer::PreferenceDomains domains{*store, *codec};
-    const std::string home = root.real("/home/jo").string();
     roamer::SharedState state;
-    roamer::RoamerPreferences preferences{state.mUserRecord, domains, bundles, effectiveUser};
-    roamer::HomeLocations locations{state.mUserRecord, fileSystem};
-    roamer::ProgressTexts texts{state, preferences, locations, fileSystem, windows, bundles, formats};
+    fakes::AccountRig rig{state.mUserRecord};
+    fakes::FakeWindowSystem windows;
+    fakes::FakeUserFormats formats;
+    roamer::ProgressTexts texts{state, rig.preferences, rig.homes, *rig.fileSystem, windows, rig.bundles, formats};
 };
 
 TEST_F(ProgressTexts, Sizes)
@@ -125,24 +99,22 @@ TEST_F(ProgressTexts, Sizes)
 
 TEST_F(ProgressTexts, DisplayPaths)
 {
-    fileSystem.directories = {home + "/Documents", "/net/homes/jo/Documents", "/Volumes/share/users/jo/Documents",
-                              "/Volumes/other/stuff"};
-    fileSystem.displayNames = {{home + "/Documents", "Dokumente"}, {home + "/Library", "Bibliothek"}};
-    fileSystem.files = {home + "/Documents/plan.odt", home + "/Documents/Tool.app/inside", "/Volumes/other/stuff/a"};
-    fileSystem.packages = {home + "/Documents/Tool.app"};
+    const std::string home = rig.localHome;
+    for (const char* path : {"/home/jo/Documents/plan.odt", "/home/jo/Documents/Tool.app/inside",
+                             "/Volumes/share/jo/Documents/a", "/Volumes/other/stuff/a"})
+        fakes::TempRoot::writeFile(rig.root.real(path), "");
     const struct {
         const char* name;
         std::string path;
         const char* expected;
     } cases[] = {
-        {"a file", home + "/Documents/plan.odt", "Home/Dokumente/plan.odt"},
-        {"in a package", home + "/Documents/Tool.app/inside", "Home/Dokumente/Tool.app"},
-        {"in the original home", "/net/homes/jo/Documents", "Home/Documents/"},
-        {"in the mounted home", "/Volumes/share/users/jo/Documents", "Home/Documents/"},
+        {"a file", home + "/Documents/plan.odt", "Home/Documents/plan.odt"},
+        {"in a package", home + "/Documents/Tool.app/inside", "Home/Documents/Tool.app"},
+        {"in the mounted home", "/Volumes/share/jo/Documents", "Home/Documents/"},
         {"elsewhere on a volume", "/Volumes/other/stuff/a", "Home/stuff/a"},
-        {"relative to the home", "Documents", "Home/Dokumente/"},
-        {"nothing known there", home + "/gone", "Home/Bibliothek/"},
-        {"empty", "", "Home/Bibliothek/"},
+        {"relative to the home", "Documents", "Home/Documents/"},
+        {"not there yet", home + "/new", "Home/new"},
+        {"empty", "", "Home/Library/"},
     };
     for (const auto& c : cases)
         EXPECT_EQ(texts.getDisplayPath(17, &c.path), c.expected) << c.name;
@@ -178,12 +150,12 @@ TEST_F(ProgressTexts, AWindowWithACloseBoxComesBackWhereItWasLeft)
     windows.shown->frame = left;
     EXPECT_EQ(texts.takeDownSyncProgress(), left);
     EXPECT_EQ(state.mProgress, nullptr);
-    preferences.invalidateRoamerPrefCache();
+    rig.preferences.invalidateRoamerPrefCache();
     EXPECT_EQ(display(true), left);
     texts.takeDownSyncProgress();
     EXPECT_EQ(display(true, given), given) << "a given position wins";
     texts.takeDownSyncProgress();
-    preferences.setRoamerValue(roamer::PropertyList(5), roamer::kSyncStatusPosition);
+    rig.prefer(roamer::kSyncStatusPosition, 5);
     EXPECT_EQ(display(true), windows.layoutFrame) << "a position of another type is none";
 }
 
