@@ -116,7 +116,8 @@ bool lacksPlaces(Database& database)
 bool isUnusable(Database& database)
 {
     const std::int64_t layout = layoutOf(database);
-    return database.isDamaged() || layout != kLayout;
+    // A full disk or a lock keeps an archive from being read too; such a one is whole and comes back.
+    return database.isDamaged() || (!database.failure() && layout != kLayout);
 }
 
 Outcome<std::unique_ptr<Database>> openForWriting(const std::string& file)
@@ -145,10 +146,11 @@ Outcome<std::unique_ptr<Database>> openForReading(const std::string& file)
     if (::stat((file + "-wal").c_str(), &facts) < 0 || facts.st_size == 0) {
         return Database::open(file, Database::Access::ReadOnlyAsItLies);
     }
-    std::string folder = (std::filesystem::temp_directory_path() / "braid-XXXXXX").native();
+    std::error_code error;
+    const std::filesystem::path temporary = std::filesystem::temp_directory_path(error);
+    std::string folder = ((error ? "/tmp" : temporary) / "braid-XXXXXX").native();
     if (!::mkdtemp(folder.data())) return Problem{errno, "copy the archive", file};
     const std::string copy = folder + "/" + kFile;
-    std::error_code error;
     std::filesystem::copy_file(file, copy, error);
     if (!error) std::filesystem::copy_file(file + "-wal", copy + "-wal", error);
     auto database = Database::open(copy, Database::Access::ReadWrite);
@@ -167,14 +169,21 @@ Outcome<std::unique_ptr<Archive>> Archive::open(const std::string& markerFolder,
     const std::string file = markerFolder + "/" + kFile;
     auto database = mayWrite ? openForWriting(file) : openForReading(file);
     if (database && isUnusable(**database)) {
-        if (mayWrite) {
-            *database = nullptr;
-            setAside(file);
-            database = openForWriting(file);
-        } else {
-            database = openForWriting(":memory:");
-        }
+        *database = nullptr;
+        return openAfresh(markerFolder, mayWrite);
     }
+    return prepared(std::move(database));
+}
+
+Outcome<std::unique_ptr<Archive>> Archive::openAfresh(const std::string& markerFolder, bool mayWrite)
+{
+    const std::string file = markerFolder + "/" + kFile;
+    if (mayWrite) setAside(file);
+    return prepared(openForWriting(mayWrite ? file : ":memory:"));
+}
+
+Outcome<std::unique_ptr<Archive>> Archive::prepared(Outcome<std::unique_ptr<Database>> database)
+{
     if (!database) return database.problem();
     std::unique_ptr<Archive> archive{new Archive{std::move(*database)}};
     archive->prepareStatements();

@@ -68,6 +68,9 @@ public:
     /// Opens the archive, and makes it where `mayWrite`. Without a file and without that right: an empty archive that
     /// forgets everything. A damaged file is set aside under another name.
     static Outcome<std::unique_ptr<Archive>> open(const std::string& markerFolder, bool mayWrite);
+    /// The same after damage that showed only while reading: the file is set aside, where `mayWrite`, and a new one
+    /// begun.
+    static Outcome<std::unique_ptr<Archive>> openAfresh(const std::string& markerFolder, bool mayWrite);
 
     /// Opens the archive of the local home to read in it, also while a pass writes; null where there is none, or none
     /// that can be read.
@@ -106,6 +109,7 @@ public:
 
 private:
     explicit Archive(std::unique_ptr<Database> database);
+    static Outcome<std::unique_ptr<Archive>> prepared(Outcome<std::unique_ptr<Database>> database);
     void prepareStatements();
 
     std::unique_ptr<Database> mDatabase;

@@ -53,7 +53,7 @@ int errnoOf(int sqliteResult)
         return ENOMEM;
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
-        return EILSEQ;
+        return EUCLEAN;
     default:
         return EIO;
     }

@@ -37,6 +37,7 @@ constexpr auto kErrorWords = std::to_array<ErrorWords>({
     {ELOOP, "a link stands where a folder was expected"},
     {EILSEQ, "this disk cannot hold such a name"},
     {EINVAL, "this disk cannot hold such an item"},
+    {EUCLEAN, "it is damaged"},
     {EAGAIN, "it keeps changing; the next pass takes it up"},
 });
 

@@ -60,6 +60,10 @@ PassReport PassRun::run()
 {
     mReporter.enter(PassState::Starting);
     const Stop stop = runSteps();
+    if (mArchive && mArchive->isDamaged() && !mSettings.dryRun) {
+        mArchive = nullptr;
+        Archive::openAfresh(markerFolder(), true); // the next pass would only fail the same way
+    }
     if (stop) {
         mReport.result = stop->result;
         mReport.reason = stop->reason;
@@ -155,7 +159,17 @@ PassRun::Stop PassRun::prepareHomes()
 
 PassRun::Stop PassRun::openArchive()
 {
-    auto archive = Archive::open((mSettings.localHome / ".Braid").native(), !mSettings.dryRun);
+    const Stop stop = useArchive(Archive::open(markerFolder(), !mSettings.dryRun));
+    return stop && mArchive && mArchive->isDamaged() ? startArchiveAfresh() : stop;
+}
+
+std::string PassRun::markerFolder() const
+{
+    return (mSettings.localHome / ".Braid").native();
+}
+
+PassRun::Stop PassRun::useArchive(Outcome<std::unique_ptr<Archive>> archive)
+{
     if (!archive) return ended(archive.problem());
     mArchive = std::move(*archive);
     const auto& local = mHomes.local->marker();
@@ -178,6 +192,21 @@ PassRun::Stop PassRun::openArchive()
 }
 
 PassRun::Stop PassRun::planAll()
+{
+    Stop stop = planWithArchive();
+    if (!stop || !mArchive->isDamaged()) return stop;
+    if (auto problem = startArchiveAfresh()) return problem;
+    return planWithArchive();
+}
+
+/// As long as nothing was written: goes on as if the homes met for the first time.
+PassRun::Stop PassRun::startArchiveAfresh()
+{
+    mArchive = nullptr;
+    return useArchive(Archive::openAfresh(markerFolder(), !mSettings.dryRun));
+}
+
+PassRun::Stop PassRun::planWithArchive()
 {
     WalkContext context{
         mHomePointers, *mArchive, mCoverage, mPool, mStop, mTrustsArchive, [this](const std::string& folder) {

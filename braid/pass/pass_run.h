@@ -35,12 +35,16 @@ private:
     Stop openHomes();
     Stop prepareHomes();
     Stop openArchive();
+    Stop useArchive(Outcome<std::unique_ptr<Archive>> archive);
+    Stop startArchiveAfresh();
     Stop planAll();
+    Stop planWithArchive();
     Stop reportPlanOnly();
     Stop carryOut();
     Stop recordMatters();
     Stop ended(const Problem& problem) const;
     Stop aborted() const;
+    std::string markerFolder() const;
     std::vector<JobStatus> jobStatus() const;
     void fillReport();
 
