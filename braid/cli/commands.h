@@ -25,5 +25,6 @@ ExitStatus run(const ConflictsOptions& options, Streams streams);
 ExitStatus run(const StatusOptions& options, Streams streams);
 ExitStatus run(const ResolveOptions& options, Streams streams);
 ExitStatus run(const TrashOptions& options, Streams streams);
+ExitStatus run(const ForgetOptions& options, Streams streams);
 
 } // namespace braid::cli

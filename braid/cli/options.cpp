@@ -236,6 +236,17 @@ void declareTrash(CLI::App& app, Request& request)
     }
 }
 
+void declareForget(CLI::App& app, Request& request)
+{
+    const auto options = std::make_shared<ForgetOptions>();
+    CLI::App& command = *app.add_subcommand("forget", "Forget what both homes agreed on, and all recorded conflicts");
+    command.add_option("LOCAL", options->localHome, "The local home")->required()->type_name("");
+    addJson(command, options->json);
+    command.footer("Both homes and their trash stay as they are; the next sync runs as a first one.\n"
+                   "Exit status: 0 done, 3 refused.");
+    command.callback([options, &request] { request = *options; });
+}
+
 /// The help that fits what was typed.
 std::string helpHint(const CLI::App& app)
 {
@@ -261,6 +272,7 @@ std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
     declareStatus(app, request);
     declareResolve(app, request);
     declareTrash(app, request);
+    declareForget(app, request);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {

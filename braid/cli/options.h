@@ -48,8 +48,13 @@ struct TrashOptions {
     bool json = false;
 };
 
+struct ForgetOptions {
+    std::filesystem::path localHome;
+    bool json = false;
+};
+
 /// What a person asked for, one sub-command each.
-using Request = std::variant<SyncOptions, ConflictsOptions, StatusOptions, ResolveOptions, TrashOptions>;
+using Request = std::variant<SyncOptions, ConflictsOptions, StatusOptions, ResolveOptions, TrashOptions, ForgetOptions>;
 
 /// The exclusion rule that an entry "COMPARISON:VALUE" stands for; nothing for one that excludes nothing, or in words
 /// why it is no rule.

@@ -175,6 +175,17 @@ TEST_F(InConflict, TheStatusKnowsThePair)
     EXPECT_FALSE(statusOf(pair.top()).partner);
 }
 
+TEST_F(InConflict, AForgottenPairStartsAnewAndLosesNothing)
+{
+    write(pair.local() / "more", "more");
+    pair.sync();
+    fs::remove(pair.network() / "more");
+    EXPECT_EQ(braidCommand({"forget", pair.local()}).status, 0);
+    EXPECT_EQ(braidCommand({"conflicts", pair.local()}).out, "No conflicts.\n");
+    EXPECT_EQ(pair.sync().counts.deleted, 0U);
+    EXPECT_EQ(read(pair.network() / "more"), "more");
+}
+
 TEST(Operations, AreCountedForTheHomeThatTheyWorkIn)
 {
     HomePair pair;
