@@ -9,7 +9,6 @@
 #include "platform/failure.h"
 #include "platform/linux/bus_values.h"
 #include "platform/system_root.h"
-#include "util/debug_log.h"
 #include "util/report.h"
 
 namespace platform
@@ -62,20 +61,28 @@ bool EngineLink::isRunning()
 bool EngineLink::startProcess()
 {
     if (mStarter) return mStarter();
-    const std::string program = systemPath(protocol::kProgram);
-    auto process = DetachedProcess::start(program, {protocol::kUidArgument, std::to_string(::getuid())});
+    auto process =
+        DetachedProcess::start(systemPath(protocol::kProgram), {protocol::kUidArgument, std::to_string(::getuid())});
     if (process.error() != 0) {
-        roamer::report("Pavo.syncEngine: starting \"" + program +
-                       "\" failed: " + std::generic_category().message(process.error()));
+        reportOnce("Pavo.syncEngine: starting \"" + std::string(protocol::kProgram) +
+                   "\" failed: " + std::generic_category().message(process.error()));
         return false;
     }
     mProcess.emplace(std::move(process));
     return true;
 }
 
+void EngineLink::reportOnce(const std::string& text)
+{
+    if (!std::exchange(mHasReported, true)) roamer::report(text);
+}
+
 bool EngineLink::ensureRunning()
 {
-    if (isRunning()) return true;
+    if (isRunning()) {
+        mHasReported = false;
+        return true;
+    }
     // The slices below deliver commands, which may read the set again while the engine is on its way.
     const bool isFirst = !mIsStarting;
     if (isFirst) {
@@ -100,7 +107,7 @@ bool EngineLink::ensureRunning()
     if (isFirst) {
         mIsStarting = false;
         if (running) mProcess.reset();
-        if (!running) roamer::DebugLog(0, "Pavo.syncEngine: the sync engine was started but did not appear");
+        if (!running) reportOnce("Pavo.syncEngine: the sync engine was started but did not appear");
     }
     return running;
 }

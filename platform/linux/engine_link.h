@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "platform/linux/bus_connection.h"
 #include "platform/linux/process_start.h"
@@ -46,6 +47,8 @@ public Q_SLOTS:
 private:
     QDBusMessage send(const char* method, const QVariantList& arguments);
     bool startProcess();
+    /// A flow asks for the engine several times; the administrator hears of one failure, until an engine runs again.
+    void reportOnce(const std::string& text);
     BusConnection& bus();
 
     RunLoop& mRunLoop;
@@ -53,6 +56,7 @@ private:
     std::unique_ptr<BusConnection> mBus;
     std::optional<DetachedProcess> mProcess; ///< The engine that was started and has not appeared.
     bool mIsStarting = false;
+    bool mHasReported = false;
     QString mPassOwner;         ///< The engine (its unique bus name) that the pass was asked of …
     qulonglong mPassSerial = 0; ///< … and the pass.
 };
