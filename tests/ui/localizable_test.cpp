@@ -35,8 +35,7 @@ std::set<std::string> keysInSources()
     const std::regex literal("\"(PAVO_[A-Za-z_]+)\"");
     std::set<std::string> keys;
     for (const char* folder : {"ui", "home", "sync", "flows", "server"}) {
-        for (const auto& file :
-             std::filesystem::directory_iterator(std::filesystem::path(ROAMER_SOURCE_DIR) / folder)) {
+        for (const auto& file : std::filesystem::directory_iterator(ROAMER_SOURCE_DIR "/" + std::string(folder))) {
             const auto source = fakes::TempRoot::readFile(file.path());
             for (std::sregex_iterator match(source.begin(), source.end(), literal), end; match != end; ++match)
                 keys.insert((*match)[1]);
@@ -45,10 +44,9 @@ std::set<std::string> keysInSources()
     return keys;
 }
 
-long matches(const std::string& text, const char* pattern)
+long matches(const std::string& text, const std::regex& pattern)
 {
-    const std::regex expression(pattern);
-    return std::distance(std::sregex_iterator(text.begin(), text.end(), expression), std::sregex_iterator());
+    return std::distance(std::sregex_iterator(text.begin(), text.end(), pattern), std::sregex_iterator());
 }
 
 TEST(ShippedTexts, EveryKeyHasItsTextWithTheRightPlaceholders)
@@ -71,8 +69,9 @@ TEST(ShippedTexts, EveryKeyHasItsTextWithTheRightPlaceholders)
         const auto& text = *value.as<std::string>();
         const auto item = kPlaceholders.find(key);
         EXPECT_FALSE(text.empty()) << key;
-        EXPECT_EQ(matches(text, "%@"), item != kPlaceholders.end() ? item->second : 0) << text;
-        EXPECT_EQ(matches(text, "%"), matches(text, "%@") + 2 * matches(text, "%%")) << text;
+        EXPECT_EQ(matches(text, std::regex("%@")), item != kPlaceholders.end() ? item->second : 0) << text;
+        EXPECT_EQ(matches(text, std::regex("%")), matches(text, std::regex("%@")) + 2 * matches(text, std::regex("%%")))
+            << text;
     }
     EXPECT_EQ(written, keysInSources());
 

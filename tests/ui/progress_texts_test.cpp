@@ -46,18 +46,13 @@ protected:
     ProgressTexts()
     {
         state.mLocalizedStringsDict = {
-            {"PAVO_PROG_TITLE", "%@ %@"},
-            {"PAVO_PROG_TITLE_WITH_PARTS", "%@, part %@ of %@"},
             {"PAVO_PROG_TITLE_SYNCSTATE_STARTING", "Starting"},
-            {"PAVO_PROG_TITLE_JOB_PREFERENCE", "preferences"},
-            {"PAVO_PROG_TITLE_JOB_BACKGROUND", "background"},
             {"PAVO_PROG_PATH_HOME_PATH", "Home"},
             {"PAVO_PROG_STATUS_MESSAGE_BYTES", "%@ bytes"},
             {"PAVO_PROG_STATUS_MESSAGE_KILOBYTES", "%@ KB"},
             {"PAVO_PROG_STATUS_MESSAGE_MEGABYTES", "%@ MB"},
             {"PAVO_PROG_STATUS_MESSAGE_GIGABYTES", "%@ GB"},
             {"PAVO_CANCEL_BUTTON", "Cancel"},
-            {"PAVO_SKIP_BUTTON", "Skip"},
         };
     }
     /// Brings the window up for the whole home; where it stands.
@@ -121,24 +116,6 @@ TEST_F(ProgressTexts, DisplayPaths)
     EXPECT_EQ(texts.getDisplayPath(16, nullptr), "Home/");
     state.mLocalizedStringsDict.erase("PAVO_PROG_PATH_HOME_PATH");
     EXPECT_EQ(texts.getDisplayPath(16, &cases[0].path), std::nullopt);
-}
-
-TEST_F(ProgressTexts, WindowComesUpOnceAndIsResetAfterwards)
-{
-    const std::string message = "Connecting";
-    const auto shown = [this] {
-        const auto& window = *windows.shown;
-        return window.top + "|" + window.middle + "|" + window.bottom + "|" + window.cancelButton.title;
-    };
-    texts.displaySyncProgress(17, 1, 1, false, true, true, true, &message);
-    EXPECT_EQ(windows.shown->layout, "PavoProgressNoClose");
-    EXPECT_EQ(shown(), "Starting|Home/Library/|Connecting|Cancel");
-    state.mProgress->cancel();
-    texts.displaySyncProgress(16, 2, 2, true, false, true, false, nullptr);
-    EXPECT_EQ(windows.layoutsLoaded, 1);
-    EXPECT_EQ(shown(), "Starting background, part 2 of 2|Home/||Skip");
-    EXPECT_TRUE(windows.shown->bar.indeterminate && windows.shown->bar.animated);
-    EXPECT_FALSE(state.mProgress->wasCancelled());
 }
 
 TEST_F(ProgressTexts, AWindowWithACloseBoxComesBackWhereItWasLeft)
