@@ -110,13 +110,10 @@ TEST(SyncSet, ImpossibleChangesAreRefusedAsAWhole)
         {"nmae", "x"}, // no such key
         {protocol::kName, 1},
         {protocol::kIsAutomaticallySyncing, "1"},
-        {protocol::kAutomaticSyncInterval, 0},
         {protocol::kAutomaticSyncInterval, -5.0},
         {protocol::kAutomaticSyncInterval, std::numeric_limits<double>::infinity()},
         {protocol::kAutomaticSyncInterval, std::numeric_limits<double>::quiet_NaN()},
         {protocol::kNextSyncTime, 1e30}, // the clock cannot hold it
-        {protocol::kNextSyncTime, -1.0},
-        {protocol::kLocalInclusionSets, Array{"paths without jobs"}},
         {protocol::kLocalInclusionSets, Array{Array{1}}},
         {protocol::kLocalExclusionSets, oneRule},
         {protocol::kRemoteExclusionSets, Array{Array{Dictionary{{protocol::kRuleForm, "path == %@"}}}}},
