@@ -20,7 +20,6 @@ public:
     platform::ApplicationDelegate* delegate = nullptr;
     int runs = 0;
     int stops = 0;
-    int terminations = 0;
 
     void setDelegate(platform::ApplicationDelegate* newDelegate) override { delegate = newDelegate; }
     void run() override
@@ -31,7 +30,6 @@ public:
     void stop() override { ++stops; }
     void terminate() override
     {
-        ++terminations;
         if (delegate != nullptr && delegate->applicationShouldTerminate()) delegate->applicationWillTerminate();
         if (!terminateReturns) throw ProcessEnded{};
     }

@@ -27,9 +27,8 @@ public:
     std::optional<roamer::Array> valuesForAttribute(const std::string& attribute) const override
     {
         asked.push_back(attribute);
-        const auto item = mAttributes.find(attribute);
-        if (item == mAttributes.end()) return std::nullopt;
-        return *item->second.as<roamer::Array>();
+        return mAttributes.contains(attribute) ? *mAttributes.at(attribute).as<roamer::Array>()
+                                               : std::optional<roamer::Array>();
     }
     std::optional<roamer::Dictionary>
     recordDetailsForAttributes(const std::optional<std::vector<std::string>>& attributes) const override
@@ -38,8 +37,7 @@ public:
         for (const auto& [name, values] : mAttributes) {
             if (isWanted(name, attributes)) details[name] = values;
         }
-        if (details.empty()) return std::nullopt;
-        return details;
+        return details.empty() ? std::optional<roamer::Dictionary>() : details;
     }
 
     mutable std::vector<std::string> asked; ///< Attributes whose values were asked for, in order.
@@ -60,7 +58,7 @@ private:
     roamer::Dictionary mAttributes;
 };
 
-/// A directory of one node, with records by type and name and errors on demand. Counts what it is asked.
+/// A directory of one node, with records by type and name and errors on demand.
 class FakeDirectory final : public platform::DirectoryService
 {
 public:
@@ -70,17 +68,12 @@ public:
     platform::DirectoryError openError;   ///< A code other than 0: the node does not open.
     platform::DirectoryError lookUpError; ///< A code other than 0: no look-up works.
     int opened = 0;
-    int lookedUp = 0;
-    std::vector<std::uint32_t> nodeTypes;
-    std::vector<std::string> askedAttributes; ///< Of the last look-up.
 
-    std::shared_ptr<platform::DirectoryNode> openNode(std::uint32_t nodeType, platform::DirectoryError& error) override
+    std::shared_ptr<platform::DirectoryNode> openNode(std::uint32_t, platform::DirectoryError& error) override
     {
         ++opened;
-        nodeTypes.push_back(nodeType);
         error = openError;
-        if (openError.code != 0) return nullptr;
-        return std::make_shared<Node>(*this);
+        return openError.code == 0 ? std::make_shared<Node>(*this) : nullptr;
     }
     std::string loginName() override { return login; }
 
@@ -91,11 +84,9 @@ private:
         explicit Node(FakeDirectory& directory) : mDirectory(directory) {}
         std::string nodeName() const override { return mDirectory.localNodeName; }
         std::shared_ptr<platform::DirectoryRecord> lookUp(const std::string& recordType, const std::string& name,
-                                                          const std::vector<std::string>& attributes,
+                                                          const std::vector<std::string>&,
                                                           platform::DirectoryError& error) override
         {
-            ++mDirectory.lookedUp;
-            mDirectory.askedAttributes = attributes;
             error = mDirectory.lookUpError;
             const auto item = mDirectory.records.find({recordType, name});
             if (error.code != 0 || item == mDirectory.records.end()) return nullptr;

@@ -13,10 +13,12 @@
 namespace fakes
 {
 
-/// Identities out of tables; whoever is not in them fails with ENOENT. Counts what it is asked.
+/// Identities out of tables; whoever is not in them fails with ENOENT.
 class FakeIdentityService final : public platform::IdentityService
 {
 public:
+    using Answer = std::variant<platform::Uuid, Error>;
+
     /// A UUID whose last byte tells one from the other.
     static platform::Uuid uuid(std::uint8_t last)
     {
@@ -30,48 +32,31 @@ public:
     std::map<std::uint32_t, platform::Uuid> groupsByGid;
     std::set<std::pair<platform::Uuid, std::uint32_t>> memberships;
     int membershipError = 0; ///< Not 0: every membership question fails with this code.
-    int nameQuestions = 0;
-    int idQuestions = 0;
-    int membershipQuestions = 0;
-    int randomUuids = 0;
 
-    std::variant<platform::Uuid, Error> uuidOfUserName(const std::string& name) override
-    {
-        ++nameQuestions;
-        return find(usersByName, name);
-    }
-    std::variant<platform::Uuid, Error> uuidOfUid(std::uint32_t uid) override
-    {
-        ++idQuestions;
-        return find(usersByUid, uid);
-    }
-    std::variant<platform::Uuid, Error> uuidOfGid(std::uint32_t gid) override
-    {
-        ++idQuestions;
-        return find(groupsByGid, gid);
-    }
+    Answer uuidOfUserName(const std::string& name) override { return find(usersByName, name); }
+    Answer uuidOfUid(std::uint32_t uid) override { return find(usersByUid, uid); }
+    Answer uuidOfGid(std::uint32_t gid) override { return find(groupsByGid, gid); }
     std::variant<bool, Error> isMember(const platform::Uuid& user, std::uint32_t gid) override
     {
-        ++membershipQuestions;
         if (membershipError != 0) return Error{membershipError, "no answer"};
         return memberships.contains({user, gid});
     }
     /// The first is 80 00 … 01, the next … 02.
     platform::Uuid randomUuid() override
     {
-        auto value = uuid(static_cast<std::uint8_t>(++randomUuids));
+        auto value = uuid(++mRandomUuids);
         value.front() = 0x80;
         return value;
     }
 
 private:
     template <typename Key>
-    static std::variant<platform::Uuid, Error> find(const std::map<Key, platform::Uuid>& table, const Key& key)
+    static Answer find(const std::map<Key, platform::Uuid>& table, const Key& key)
     {
-        const auto item = table.find(key);
-        if (item == table.end()) return Error{ENOENT, "no such identity"};
-        return item->second;
+        return table.contains(key) ? Answer(table.at(key)) : Error{ENOENT, "no such identity"};
     }
+
+    std::uint8_t mRandomUuids = 0;
 };
 
 } // namespace fakes

@@ -21,6 +21,7 @@ public:
         std::string userName;
         std::optional<std::string> password;
         std::uint32_t flags;
+        bool operator==(const Asked&) const = default;
     };
     std::vector<Asked> asked;
     std::vector<RequestRef> cancelled;
@@ -44,7 +45,6 @@ public:
         return cancelError;
     }
 
-    bool isPending(RequestRef request) const { return mPending.contains(request); }
     /// Ends a request (counted from 1) if it is still there. No shares: a null list.
     void answer(RequestRef request, std::int32_t status, const std::optional<std::vector<std::string>>& shares = {})
     {

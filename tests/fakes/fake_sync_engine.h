@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -22,16 +23,11 @@ class FakeSyncPeer final : public platform::SyncPeer
 public:
     explicit FakeSyncPeer(std::string ref) : mRef(std::move(ref)) {}
     roamer::PropertyList peerRef() override { return mRef; }
-    void setInclusionSets(const std::vector<std::set<std::string>>& sets) override
-    {
-        if (refuses) throw platform::Failure("PeerRefused", "the peer takes nothing");
-        inclusionSets = sets;
-    }
+    void setInclusionSets(const std::vector<std::set<std::string>>& sets) override { inclusionSets = sets; }
     void setExclusionSets(const std::vector<roamer::MatchRules>& sets) override { exclusionSets = sets; }
 
     std::vector<std::set<std::string>> inclusionSets;
     std::vector<roamer::MatchRules> exclusionSets;
-    bool refuses = false; ///< Inclusion sets raise.
 
 private:
     std::string mRef;
@@ -50,7 +46,7 @@ public:
     std::function<void()> onStart; ///< Runs in startSync.
     std::function<void()> onAbort; ///< Runs in abortSync.
     std::function<void()> onInfo;  ///< Runs in info(), before the answer.
-    std::function<void(FakeSyncSet&)> onForget;
+    std::function<void()> onForget;
 
     // What it was told.
     std::vector<std::string> calls; ///< Setters and commands in order, as named here.
@@ -64,9 +60,6 @@ public:
     std::optional<roamer::Date> nextSyncTime;
     FakeSyncPeer local{"local"};
     FakeSyncPeer remote{"remote"};
-    int infos = 0;
-    int aborts = 0;
-    int starts = 0;
 
     static Status status(int state, Status more = {})
     {
@@ -88,77 +81,52 @@ public:
         }
     }
     bool hasCallback() const { return static_cast<bool>(mCallback); }
-    int count(const std::string& call) const
-    {
-        int found = 0;
-        for (const auto& made : calls)
-            found += made == call ? 1 : 0;
-        return found;
-    }
+    long count(const std::string& call) const { return std::ranges::count(calls, call); }
+    long starts() const { return count("startSync"); }
 
     int state() override
     {
         const auto item = present.find(platform::kSyncSetStateKey);
-        return item == present.end() ? 0 : static_cast<int>(item->second.integerReading().value_or(0));
+        return item == present.end() ? 0 : static_cast<int>(*item->second.integerReading());
     }
     bool isAutomaticallySyncing() override { return automatic; }
-    void setIsAutomaticallySyncing(bool on) override
-    {
-        called("setIsAutomaticallySyncing");
-        automatic = on;
-    }
+    void setIsAutomaticallySyncing(bool on) override { set("setIsAutomaticallySyncing", automatic, on); }
     void setRemoteHomeXMLSpec(const std::optional<std::string>& url) override
     {
-        called("setRemoteHomeXMLSpec");
-        remoteHomeXMLSpec = url;
+        set("setRemoteHomeXMLSpec", remoteHomeXMLSpec, url);
     }
     void setMountSuffixPath(const std::optional<std::string>& path) override
     {
-        called("setMountSuffixPath");
-        mountSuffixPath = path;
+        set("setMountSuffixPath", mountSuffixPath, path);
     }
     void setRemoteHomePath(const std::optional<std::string>& path) override
     {
-        called("setRemoteHomePath");
-        remoteHomePath = path;
+        set("setRemoteHomePath", remoteHomePath, path);
     }
-    void setDefaultSyncOptions(const std::vector<roamer::Dictionary>& options) override
+    void setDefaultSyncOptions(const std::vector<roamer::Dictionary>& all) override
     {
-        called("setDefaultSyncOptions");
-        defaultSyncOptions = options;
+        set("setDefaultSyncOptions", defaultSyncOptions, all);
     }
-    void setAutomaticSyncInterval(double seconds) override
-    {
-        called("setAutomaticSyncInterval");
-        interval = seconds;
-    }
+    void setAutomaticSyncInterval(double seconds) override { set("setAutomaticSyncInterval", interval, seconds); }
     void setAutoSyncOnFileSystemModification(bool on) override
     {
-        called("setAutoSyncOnFileSystemModification");
-        onModification = on;
+        set("setAutoSyncOnFileSystemModification", onModification, on);
     }
-    void setNextSyncTime(roamer::Date date) override
-    {
-        called("setNextSyncTime");
-        nextSyncTime = date;
-    }
+    void setNextSyncTime(roamer::Date date) override { set("setNextSyncTime", nextSyncTime, date); }
     platform::SyncPeer& localPeer() override { return local; }
     platform::SyncPeer& remotePeer() override { return remote; }
     void startSync() override
     {
         called("startSync");
-        ++starts;
         if (onStart) onStart();
     }
     void abortSync() override
     {
         calls.emplace_back("abortSync");
-        ++aborts;
         if (onAbort) onAbort();
     }
     roamer::Dictionary info() override
     {
-        ++infos;
         if (onInfo) onInfo();
         return present;
     }
@@ -168,7 +136,7 @@ public:
     void forget() override
     {
         called("forget");
-        if (onForget) onForget(*this);
+        if (onForget) onForget();
     }
 
 private:
@@ -176,6 +144,12 @@ private:
     {
         calls.emplace_back(name);
         if (failing.contains(name)) throw platform::Failure("EngineFailure", std::string(name) + " was refused");
+    }
+    template <typename Field, typename Value>
+    void set(const char* name, Field& field, const Value& value)
+    {
+        called(name);
+        field = value;
     }
     platform::StatusCallback mCallback;
 };
@@ -189,27 +163,23 @@ public:
         std::string name;
         std::optional<std::string> url;
         std::optional<std::string> path;
+        bool operator==(const Created&) const = default;
     };
 
     std::shared_ptr<FakeSyncSet> set;
     bool agentRunning = true;
     Creation creation = Creation::Works;
     std::vector<Created> created; ///< Every attempt.
-    int asked = 0;                ///< For the set.
 
     /// A set as an engine has it that ran before.
     FakeSyncSet& addSet()
     {
         set = std::make_shared<FakeSyncSet>();
-        set->onForget = [this](FakeSyncSet&) { set.reset(); };
+        set->onForget = [this] { set.reset(); };
         return *set;
     }
 
-    std::shared_ptr<platform::PhdSyncSet> phdSyncSet() override
-    {
-        ++asked;
-        return set;
-    }
+    std::shared_ptr<platform::PhdSyncSet> phdSyncSet() override { return set; }
     std::shared_ptr<platform::PhdSyncSet> createPHDSyncSet(const std::string& name,
                                                            const std::optional<std::string>& remoteXMLSpec,
                                                            const std::optional<std::string>& mountSuffixPath) override

@@ -14,18 +14,20 @@ class FakeThreads final : public platform::Threads
 {
 public:
     bool hasThreads = true;
-    std::vector<std::function<void()>> waiting;
 
     bool detach(std::function<void()> body) override
     {
-        if (hasThreads) waiting.push_back(std::move(body));
+        if (hasThreads) mWaiting.push_back(std::move(body));
         return hasThreads;
     }
     void runAll()
     {
-        for (const auto& body : std::exchange(waiting, {}))
+        for (const auto& body : std::exchange(mWaiting, {}))
             body();
     }
+
+private:
+    std::vector<std::function<void()>> mWaiting;
 };
 
 } // namespace fakes

@@ -23,45 +23,18 @@ inline roamer::DirectoryContext& testDirectoryContext()
     return context;
 }
 
-/// A user's record on the local node with one value per attribute:
+/// The record of "jo" on the local node with one value per attribute; attributes that are not listed are missing:
 ///
-///     makeUserRecord({{"axAttrTypeStandard:RecordName", "jo"}, {"axAttrTypeStandard:UniqueID", "501"}})
-///
-/// Attributes that are not listed are missing, but for the name ("jo").
+///     makeUserRecord({{"axAttrTypeStandard:UniqueID", "501"}})
 inline roamer::AmruVEXRecord
-makeUserRecord(std::initializer_list<std::pair<const std::string, roamer::PropertyList>> attributes,
-               roamer::DirectoryContext& context = testDirectoryContext())
+makeUserRecord(std::initializer_list<std::pair<const std::string, roamer::PropertyList>> attributes)
 {
     roamer::Dictionary values;
-    for (const auto& [name, value] : attributes) {
-        values[name] = value.as<roamer::Array>() != nullptr ? value : roamer::Array{value};
-    }
-    std::string recordName = "jo";
-    if (const auto item = values.find("axAttrTypeStandard:RecordName"); item != values.end()) {
-        recordName = *item->second.as<roamer::Array>()->front().as<std::string>();
-    }
-    auto record = std::make_shared<FakeDirectoryRecord>("axRecTypeStandard:Users", recordName, std::move(values));
-    return *roamer::AmruVEXRecord::vexrecordWithRecord(context, std::move(record));
-}
-
-/// A portable account as an enrolled one looks: local home /home/jo, network home "jo" on the share
-/// file:///srv/homes.
-inline roamer::AmruVEXRecord makePortableUserRecord(roamer::DirectoryContext& context = testDirectoryContext())
-{
-    return makeUserRecord(
-        {
-            {"axAttrTypeStandard:RecordName", "jo"},
-            {"axAttrTypeStandard:RealName", "Jo Doe"},
-            {"axAttrTypeStandard:UniqueID", "501"},
-            {"axAttrTypeStandard:PrimaryGroupID", "20"},
-            {"axAttrTypeStandard:NFSHomeDirectory", "/home/jo"},
-            {"axAttrTypeStandard:OriginalHomeDirectory",
-             "<home_dir><url>file:///srv/homes</url><path>jo</path></home_dir>"},
-            {"axAttrTypeStandard:CopyTimestamp", "2024-01-02T03:04:05Z"},
-            {"axAttrTypeStandard:KestrelMetaNodeLocation", "/Local/Default"},
-            {"axAttrTypeNative:preserved_attributes", "axAttrTypeStandard:RealName"},
-        },
-        context);
+    for (const auto& [name, value] : attributes)
+        values[name] = roamer::Array{value};
+    return *roamer::AmruVEXRecord::vexrecordWithRecord(
+        testDirectoryContext(),
+        std::make_shared<FakeDirectoryRecord>("axRecTypeStandard:Users", "jo", std::move(values)));
 }
 
 } // namespace fakes

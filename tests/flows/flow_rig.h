@@ -1,18 +1,14 @@
 #pragma once
 
-#include <map>
 #include <optional>
 #include <string>
-#include <utility>
 #include <variant>
 #include <vector>
 
 #include "flows/network_home_mount.h"
 #include "flows/refresh_preferences.h"
 #include "flows/sync_now.h"
-#include "flows/user_account.h"
 #include "home/home_unmount.h"
-#include "home/sync_times.h"
 #include "tests/fakes/fake_directory.h"
 #include "tests/fakes/fake_disk_service.h"
 #include "tests/fakes/fake_event_trace.h"
@@ -25,7 +21,6 @@
 #include "tests/fakes/fake_user_notification.h"
 #include "tests/sync/sync_rig.h"
 #include "ui/alerts.h"
-#include "util/lobby_notify.h"
 
 namespace flows_test
 {

@@ -1,108 +1,72 @@
 #pragma once
 
-#include <filesystem>
 #include <functional>
 #include <map>
-#include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "home/home_locations.h"
-#include "home/preference_keys.h"
-#include "home/roamer_preferences.h"
 #include "lists/sync_lists.h"
-#include "platform/bundle.h"
-#include "platform/linux/file_system.h"
-#include "platform/linux/preference_store.h"
-#include "platform/linux/property_list_codec.h"
+#include "platform/linux/predicates.h"
 #include "sync/periodic_sync.h"
-#include "sync/sync_options.h"
 #include "sync/sync_runner.h"
-#include "sync/sync_set.h"
-#include "tests/fakes/fake_bundles.h"
+#include "sync/sync_state.h"
+#include "tests/fakes/account_rig.h"
 #include "tests/fakes/fake_distributed_notifications.h"
-#include "tests/fakes/fake_effective_user.h"
 #include "tests/fakes/fake_power_service.h"
-#include "tests/fakes/fake_predicates.h"
 #include "tests/fakes/fake_run_loop.h"
 #include "tests/fakes/fake_sync_engine.h"
 #include "tests/fakes/fake_user_formats.h"
 #include "tests/fakes/fake_window_system.h"
-#include "tests/fakes/recording_log.h"
-#include "tests/fakes/temp_root.h"
-#include "tests/fakes/test_user_record.h"
-#include "ui/progress_texts.h"
-#include "ui/shared_state.h"
-#include "util/preference_domains.h"
-#include "util/vex_power_manager.h"
 
 namespace sync_test
 {
 
+inline roamer::Dictionary status(int state, roamer::Dictionary more = {})
+{
+    return fakes::FakeSyncSet::status(state, std::move(more));
+}
+
 /// Short words for what the window shows, so that a test can write down what a person sees.
 inline std::map<std::string, std::string> windowTexts()
 {
-    return {
-        {"PAVO_PROG_TITLE", "%@ %@"},
-        {"PAVO_PROG_TITLE_WITH_PARTS", "%@ (%@/%@)"},
-        {"PAVO_PROG_TITLE_JOB_PREFERENCE", "settings"},
-        {"PAVO_PROG_TITLE_JOB_BACKGROUND", "home"},
-        {"PAVO_PROG_TITLE_JOB_LOGIN", "login"},
-        {"PAVO_PROG_TITLE_JOB_All", "all"},
-        {"PAVO_PROG_TITLE_SYNCSTATE_STARTING", "starting"},
-        {"PAVO_PROG_TITLE_SYNCSTATE_UPDATING", "updating"},
-        {"PAVO_PROG_TITLE_SYNCSTATE_CHECKING", "checking"},
-        {"PAVO_PROG_TITLE_SYNCSTATE_PROCESSING", "copying"},
-        {"PAVO_PROG_TITLE_SYNCSTATE_CLEANING", "cleaning"},
-        {"PAVO_PROG_TITLE_SYNCSTATE_CANCELLING", "cancelling"},
-        {"PAVO_PROG_TITLE_SYNCSTATE_SKIPPING", "skipping"},
-        {"PAVO_PROG_TITLE_SYNCSTATE_FINISHING", "finishing"},
-        {"PAVO_PROG_PATH_HOME_PATH", "Home"},
-        {"PAVO_PROG_PATH_MESSAGE", "at %@"},
-        {"PAVO_PROG_STATUS_MESSAGE_WINDOW_CLOSED", "closed"},
-        {"PAVO_PROG_STATUS_MESSAGE_SYNC_COMPLETE", "complete"},
-        {"PAVO_PROG_STATUS_MESSAGE_SYNCPPART_COMPLETE", "%@ complete"},
-        {"PAVO_PROG_STATUS_MESSAGE_SYNC_CANCELED", "cancelled"},
-        {"PAVO_PROG_STATUS_MESSAGE_SYNC_SKIPPED", "skipped"},
-        {"PAVO_PROG_STATUS_MESSAGE_SYNCPART_SKIPPED", "%@ skipped"},
-        {"PAVO_PROG_STATUS_MESSAGE_PROGRESS", "%@ of %@, %@%%"},
-        {"PAVO_PROG_STATUS_MESSAGE_ITEMS", "%@ of %@ items, %@%%"},
-        {"PAVO_PROG_STATUS_MESSAGE_BYTES", "%@ B"},
-        {"PAVO_PROG_STATUS_MESSAGE_KILOBYTES", "%@ KB"},
-        {"PAVO_PROG_STATUS_MESSAGE_MOUNTING_HOME", "mounting"},
-        {"PAVO_CANCEL_BUTTON", "Cancel"},
-        {"PAVO_SKIP_BUTTON", "Skip"},
+    std::map<std::string, std::string> texts{
+        {"TITLE", "%@ %@"},
+        {"TITLE_WITH_PARTS", "%@ (%@/%@)"},
+        {"TITLE_JOB_PREFERENCE", "settings"},
+        {"PATH_HOME_PATH", "Home"},
+        {"PATH_MESSAGE", "at %@"},
+        {"STATUS_MESSAGE_SYNCPPART_COMPLETE", "%@ complete"},
+        {"STATUS_MESSAGE_SYNCPART_SKIPPED", "%@ skipped"},
     };
+    for (const std::string state :
+         {"STARTING", "UPDATING", "CHECKING", "PROCESSING", "CLEANING", "CANCELLING", "SKIPPING", "FINISHING"})
+        texts["TITLE_SYNCSTATE_" + state] = state;
+    for (const std::string message :
+         {"WINDOW_CLOSED", "SYNC_COMPLETE", "SYNC_CANCELED", "SYNC_SKIPPED", "MOUNTING_HOME"})
+        texts["STATUS_MESSAGE_" + message] = message;
+    for (const std::string job : {"BACKGROUND", "LOGIN", "All"})
+        texts["TITLE_JOB_" + job] = job;
+    std::map<std::string, std::string> result{{"PAVO_CANCEL_BUTTON", "Cancel"}, {"PAVO_SKIP_BUTTON", "Skip"}};
+    for (const auto& [key, text] : texts)
+        result["PAVO_PROG_" + key] = text;
+    return result;
 }
 
-/// The account "jo" with both homes in a temporary folder, all components up to the sync room around a scripted
-/// engine, and a window that is a table. Time is virtual.
-struct SyncRig {
-    fakes::TempRoot root;
-    fakes::RecordingLog log;
-    fakes::FakeRunLoop loop;
-    const std::string localHome = makeHome("/home/jo");
-    const std::string share = makeHome("/srv/homes");
-    const std::string networkHome = makeHome("/srv/homes/jo");
+struct StateHolder {
+    roamer::SharedState state;
+};
 
-    std::unique_ptr<platform::PropertyListCodec> codec = platform::makePropertyListCodec();
-    std::unique_ptr<platform::PreferenceStore> store = platform::makePreferenceStore(*codec);
-    std::unique_ptr<platform::FileSystem> fileSystem = platform::makeFileSystem();
-    fakes::FakePredicates predicates;
-    fakes::FakeBundles bundles;
-    fakes::FakeEffectiveUser effectiveUser;
+/// All components up to the sync room around a scripted engine, and a window that is a table. Time is virtual.
+struct SyncRig : StateHolder, fakes::AccountRig {
+    fakes::FakeRunLoop loop;
+    std::unique_ptr<platform::Predicates> predicates = platform::makePredicates();
     fakes::FakeUserFormats formats;
     fakes::FakeWindowSystem windows;
     fakes::FakePowerService power;
     fakes::FakeSyncManager engine;
     fakes::FakeDistributedNotifications notifications;
 
-    roamer::PreferenceDomains domains{*store, *codec};
-    roamer::SharedState state;
-    roamer::RoamerPreferences preferences{state.mUserRecord, domains, bundles, effectiveUser};
-    roamer::HomeLocations homes{state.mUserRecord, *fileSystem};
-    roamer::SyncLists lists{state.mUserRecord, preferences, homes, *fileSystem, predicates, effectiveUser};
+    roamer::SyncLists lists{userRecord, preferences, homes, *fileSystem, *predicates, effectiveUser};
     roamer::SyncOptions options{preferences};
     roamer::ProgressTexts texts{state, preferences, homes, *fileSystem, windows, bundles, formats};
     roamer::VEXPowerManager powerManager{power};
@@ -113,35 +77,23 @@ struct SyncRig {
     /// What the window showed, one entry per change, as "title|path|message".
     std::vector<std::string> seen;
 
-    SyncRig()
+    SyncRig() : AccountRig(state.mUserRecord)
     {
         state.mLocalizedStringsDict = windowTexts();
-        setAccount("file:///srv/homes", "jo");
         // The settings folder makes preference items, the whole home the background set.
-        bundles.bundles[platform::kCustodiaBundlePath].dictionaries["PavoDefaults.plist"] = {
-            {roamer::kSyncedPrefFolders, roamer::Array{roamer::Dictionary{{"path", "~/Library"}}}},
-            {roamer::kSyncedFolders, roamer::Array{roamer::Dictionary{{"path", "~"}}}},
-        };
+        setDefaults({{roamer::kSyncedPrefFolders, roamer::Array{roamer::Dictionary{{"path", "~/Library"}}}},
+                     {roamer::kSyncedFolders, roamer::Array{roamer::Dictionary{{"path", "~"}}}}});
         prefer(roamer::kPeriodicSyncOn, true);
         windows.onStep = [this] { look(); };
     }
 
-    /// No URL and path: an account whose home is nowhere on the network.
-    void setAccount(const std::optional<std::string>& url, const std::optional<std::string>& path)
+    /// A set that the engine has already.
+    fakes::FakeSyncSet& addSet(roamer::Dictionary present = {})
     {
-        std::string location;
-        if (url) location += "<url>" + *url + "</url>";
-        if (path) location += "<path>" + *path + "</path>";
-        state.mUserRecord = fakes::makeUserRecord({
-            {"axAttrTypeStandard:RecordName", "jo"},
-            {"axAttrTypeStandard:UniqueID", "501"},
-            {"axAttrTypeStandard:NFSHomeDirectory", localHome},
-            {"axAttrTypeStandard:OriginalHomeDirectory", "<home_dir>" + location + "</home_dir>"},
-        });
+        auto& set = engine.addSet();
+        set.present = std::move(present);
+        return set;
     }
-    void prefer(const char* key, const roamer::PropertyList& value) { preferences.setRoamerValue(value, key); }
-
-    fakes::FakeSyncSet& addSet() { return engine.addSet(); }
 
     /// The window as the flows put it up before a pass.
     void showWindow(int type, unsigned part = 1, unsigned parts = 1, bool stopCancels = false)
@@ -155,29 +107,14 @@ struct SyncRig {
         auto now = window.top + "|" + window.middle + "|" + window.bottom;
         if (seen.empty() || seen.back() != now) seen.push_back(std::move(now));
     }
-    void pressStop()
+    void pressStop(bool option = false)
     {
+        windows.optionKey = option;
         if (windows.owner != nullptr) windows.owner->cancel();
-    }
-    void pressStopWithOption()
-    {
-        windows.optionKey = true;
-        pressStop();
         windows.optionKey = false;
-    }
-    void clickCloseBox()
-    {
-        if (windows.owner != nullptr) windows.owner->windowShouldClose();
     }
 
     double seconds() const { return loop.elapsedSeconds(); }
-
-private:
-    std::string makeHome(const std::string& path)
-    {
-        std::filesystem::create_directories(root.real(path + "/Library/Preferences"));
-        return root.real(path).string();
-    }
 };
 
 } // namespace sync_test
