@@ -12,55 +12,46 @@
 #include "tests/fakes/fake_object_messaging.h"
 #include "tests/fakes/recording_log.h"
 
-/// Flows that note what was started and end as they were told.
+/// What flows did, and how they are to end.
+struct FlowScript {
+    std::vector<std::string> started;
+    bool syncNowEndsProcess = false;
+    std::int32_t status = 0;
+    bool firstTimeSync = false; ///< As a check was called.
+    std::function<void()> whileRunning;
+
+    std::int32_t run(const char* name)
+    {
+        started.emplace_back(name);
+        if (whileRunning) whileRunning();
+        return status;
+    }
+    std::int32_t check(const char* name, bool isFirst, bool* prefSyncCompleted)
+    {
+        firstTimeSync = isFirst;
+        if (prefSyncCompleted != nullptr) *prefSyncCompleted = true;
+        return run(name);
+    }
+};
+
 class FakeFlows final : public roamer::Flows
 {
 public:
-    struct Script {
-        std::vector<std::string> started;
-        bool syncNowEndsProcess = false;
-        std::int32_t status = 0;
-        bool prefSyncCompleted = true;
-        bool firstTimeSync = false; ///< As a check was called.
-        std::function<void()> whileRunning;
-        roamer::SharedState* state = nullptr;
-    };
-    FakeFlows(Script& script, roamer::SharedState& state) : mScript(script) { mScript.state = &state; }
-
+    explicit FakeFlows(FlowScript& script) : mScript(script) {}
     bool syncNow() override
     {
-        run("syncNow");
+        mScript.run("syncNow");
         return mScript.syncNowEndsProcess;
     }
-    std::int32_t refreshPreferences() override
+    std::int32_t refreshPreferences() override { return mScript.run("refreshPreferences"); }
+    std::int32_t doPavoLoginChecks(bool isFirst, bool* done) override { return mScript.check("login", isFirst, done); }
+    std::int32_t doPavoLogoutChecks(bool isFirst, bool* done) override
     {
-        run("refreshPreferences");
-        return mScript.status;
-    }
-    std::int32_t doPavoLoginChecks(bool firstTimeSync, bool* prefSyncCompleted) override
-    {
-        return check("login", firstTimeSync, prefSyncCompleted);
-    }
-    std::int32_t doPavoLogoutChecks(bool firstTimeSync, bool* prefSyncCompleted) override
-    {
-        return check("logout", firstTimeSync, prefSyncCompleted);
+        return mScript.check("logout", isFirst, done);
     }
 
 private:
-    void run(const char* name)
-    {
-        mScript.started.emplace_back(name);
-        if (mScript.whileRunning) mScript.whileRunning();
-    }
-    std::int32_t check(const char* name, bool firstTimeSync, bool* prefSyncCompleted)
-    {
-        mScript.firstTimeSync = firstTimeSync;
-        if (prefSyncCompleted != nullptr) *prefSyncCompleted = mScript.prefSyncCompleted;
-        run(name);
-        return mScript.status;
-    }
-
-    Script& mScript;
+    FlowScript& mScript;
 };
 
 /// Another process's agent.
@@ -90,7 +81,7 @@ struct ServerRig {
     fakes::FakeApplication application;
     fakes::FakeBundles bundles;
     fakes::FakeObjectMessaging messaging;
-    FakeFlows::Script flows;
+    FlowScript flows;
     bool flowsCanBeMade = true;
 
     ServerRig()
@@ -103,10 +94,7 @@ struct ServerRig {
     roamer::ServerServices services() { return {application, bundles, messaging}; }
     roamer::FlowsFactory flowsFactory()
     {
-        return [this](roamer::SharedState& state) -> std::unique_ptr<roamer::Flows> {
-            if (!flowsCanBeMade) return nullptr;
-            return std::make_unique<FakeFlows>(flows, state);
-        };
+        return [this](roamer::SharedState&) { return flowsCanBeMade ? std::make_unique<FakeFlows>(flows) : nullptr; };
     }
     bool start(bool createConnection = true)
     {
