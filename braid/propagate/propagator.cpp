@@ -4,6 +4,7 @@
 
 #include "braid/reconcile/arrange.h"
 #include "placer.h"
+#include "staging_crew.h"
 
 namespace braid
 {
@@ -23,8 +24,7 @@ bool failsAtSource(const Problem& problem)
 class Propagator
 {
 public:
-    Propagator(Workbench& bench, OrderedPlan& ordered)
-        : mBench(bench), mOrdered(ordered), mStager(bench), mPlacer(bench)
+    Propagator(Workbench& bench, OrderedPlan& ordered) : mBench(bench), mOrdered(ordered), mCrew(bench), mPlacer(bench)
     {
     }
 
@@ -35,6 +35,8 @@ private:
     std::optional<Problem> tellArchive();
     std::optional<Problem> makeFolders();
     std::optional<Problem> handleItems();
+    std::vector<const Action*> nextBatch(std::size_t& at);
+    void takeStaged(const std::vector<const Action*>& batch);
     std::optional<Problem> placeBatch();
     std::optional<Problem> removeAll(const std::vector<Action>& deletions);
     std::optional<Problem> restampAll();
@@ -48,10 +50,9 @@ private:
 
     Workbench& mBench;
     OrderedPlan& mOrdered;
-    Stager mStager;
+    StagingCrew mCrew;
     Placer mPlacer;
-    std::vector<Staged> mBatch;
-    std::uint64_t mBatchBytes = 0;
+    std::vector<Staged> mBatch;   ///< Complete copies.
     std::optional<Problem> mLost; ///< A home went away.
 };
 
@@ -158,7 +159,7 @@ std::optional<Problem> Propagator::placeBatch()
         mBench.touch(staged.action->target, folderOf(staged.action->path));
     if (auto problem = mBench.settle()) {
         for (const Staged& staged : mBatch)
-            mStager.discard(staged);
+            mCrew.discard(staged);
         mBatch.clear();
         return problem;
     }
@@ -166,7 +167,7 @@ std::optional<Problem> Propagator::placeBatch()
         const Action& action = *staged.action;
         const bool isNew = !action.stats[action.target].exists();
         const int code = mPlacer.place(staged);
-        if (code != 0) mStager.discard(staged);
+        if (code != 0) mCrew.discard(staged);
         if (code == 0) {
             mBench.recordLater(action.path, staged.entry);
             mBench.counts.bytes += staged.bytes;
@@ -174,7 +175,6 @@ std::optional<Problem> Propagator::placeBatch()
         done(action, code, isNew ? mBench.counts.created : mBench.counts.updated);
     }
     mBatch.clear();
-    mBatchBytes = 0;
     return mLost;
 }
 
@@ -189,33 +189,52 @@ void Propagator::failedToStage(const Action& action, const Problem& problem)
     mBench.reporter.addItem();
 }
 
-std::optional<Problem> Propagator::handleItems()
+/// The next copies to make together, from `at` on, which moves on; moves on the way are carried out.
+std::vector<const Action*> Propagator::nextBatch(std::size_t& at)
 {
-    for (const Action& action : mOrdered.items) {
-        if (!goesOn()) break;
-        mBench.reporter.at(action.path);
+    std::vector<const Action*> batch;
+    std::uint64_t bytes = 0;
+    for (; at < mOrdered.items.size() && batch.size() < kBatchItems && bytes < kBatchBytes && goesOn(); ++at) {
+        const Action& action = mOrdered.items[at];
         if (action.verb == Action::Verb::Move) {
+            mBench.reporter.at(action.path);
             done(action, mPlacer.move(action), mBench.counts.renamed);
             continue;
         }
-        auto staged = mStager.stage(action);
-        if (!staged) {
-            if (mBench.isStopped()) break;
-            failedToStage(action, staged.problem());
-            continue;
+        bytes += static_cast<std::uint64_t>(action.stats[otherPeer(action.target)].size);
+        batch.push_back(&action);
+    }
+    return batch;
+}
+
+void Propagator::takeStaged(const std::vector<const Action*>& batch)
+{
+    std::vector<StagingCrew::Result> results = mCrew.finish();
+    for (std::size_t i = 0; i < results.size(); ++i) {
+        if (!results[i]) continue;
+        if (*results[i]) {
+            mBatch.push_back(std::move(**results[i]));
+        } else if (!mBench.isStopped()) {
+            failedToStage(*batch[i], results[i]->problem());
         }
-        mBatchBytes += staged->bytes;
-        mBatch.push_back(std::move(*staged));
-        if (mBatch.size() < kBatchItems && mBatchBytes < kBatchBytes) continue;
-        if (auto problem = placeBatch()) return problem;
     }
-    if (!goesOn()) {
-        for (const Staged& staged : mBatch)
-            mStager.discard(staged);
-        mBatch.clear();
-        return mLost;
+}
+
+/// While one batch is made durable and put in place, the crew copies the next.
+std::optional<Problem> Propagator::handleItems()
+{
+    std::optional<Problem> problem;
+    std::size_t at = 0;
+    while (!problem && goesOn() && (at < mOrdered.items.size() || !mBatch.empty())) {
+        const std::vector<const Action*> next = nextBatch(at);
+        mCrew.start(next);
+        if (!mBatch.empty() && goesOn()) problem = placeBatch();
+        takeStaged(next);
     }
-    return placeBatch();
+    for (const Staged& staged : mBatch)
+        mCrew.discard(staged);
+    mBatch.clear();
+    return problem ? problem : mLost;
 }
 
 std::optional<Problem> Propagator::removeAll(const std::vector<Action>& deletions)

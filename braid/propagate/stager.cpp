@@ -28,7 +28,7 @@ std::string oldName(std::uint64_t inode)
 Outcome<Staged> Stager::stage(const Action& action)
 {
     const Peer source = otherPeer(action.target);
-    const auto folder = mBench.folder(source, folderOf(action.path));
+    const auto folder = mFolders[source].in(*mBench.homes[source], folderOf(action.path));
     if (!folder) return folder.problem();
     const std::string name{nameOf(action.path)};
     Stat stat = action.stats[source];
@@ -56,7 +56,7 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
     Home& home = *mBench.homes[action.target];
     Staged staged;
     staged.action = &action;
-    staged.name = "new-" + std::to_string(++mSerial);
+    staged.name = newName();
     const auto copy = disk::createFile(home.staging(), staged.name.c_str());
     if (!copy) return copy.problem();
     const auto fail = [&](const Problem& problem) {
@@ -66,7 +66,7 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
 
     const auto digest = copyContent(*file, source, *copy, mBench.stop, [&](std::uint64_t bytes) {
         staged.bytes += bytes;
-        mBench.reporter.addBytes(bytes);
+        mCount(bytes);
     });
     if (!digest) return fail(digest.problem());
     const auto after = disk::statOf(file->number());
@@ -94,7 +94,7 @@ Outcome<Staged> Stager::stageLink(const Action& action, int sourceFolder, const 
 
     Staged staged;
     staged.action = &action;
-    staged.name = "new-" + std::to_string(++mSerial);
+    staged.name = newName();
     staged.entry.digest = digestOf(*target);
     const int folder = mBench.homes[action.target]->staging();
     if (int code = disk::makeLink(folder, staged.name.c_str(), *target)) return Problem{code, "make the link", ""};
@@ -140,7 +140,7 @@ int Stager::finish(Staged& staged, const Stat& source, const extended::Copied& a
     return 0;
 }
 
-void Stager::discard(const Staged& staged)
+void Stager::discard(const Staged& staged) const
 {
     disk::unlink(mBench.homes[staged.action->target]->staging(), staged.name.c_str());
 }

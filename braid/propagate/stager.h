@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "braid/disk/content.h"
 #include "braid/disk/extended.h"
 #include "workbench.h"
 
@@ -22,11 +23,15 @@ struct Staged {
 class Stager
 {
 public:
-    explicit Stager(Workbench& bench) : mBench(bench) {}
+    /// For one thread. `mark` tells its copies from those of others; `count` hears of bytes as they are copied.
+    Stager(const Workbench& bench, std::string mark, ByteCounter count)
+        : mBench(bench), mMark(std::move(mark)), mCount(std::move(count))
+    {
+    }
 
     /// Copies the item of a Copy action with all its attributes. EAGAIN: it did not hold still.
     Outcome<Staged> stage(const Action& action);
-    void discard(const Staged& staged);
+    void discard(const Staged& staged) const;
 
     /// Clears what a killed pass left behind: copies go, versions of a person's file go to the trash.
     static std::optional<Problem> recover(Home& home, Trash& trash);
@@ -35,9 +40,13 @@ private:
     Outcome<Staged> stageFile(const Action& action, int sourceFolder, const Stat& source);
     Outcome<Staged> stageLink(const Action& action, int sourceFolder, const Stat& source);
     int finish(Staged& staged, const Stat& source, const extended::Copied& attributes);
+    std::string newName() { return "new-" + mMark + std::to_string(++mSerial); }
 
-    Workbench& mBench;
+    const Workbench& mBench;
+    std::string mMark;
+    ByteCounter mCount;
     std::uint64_t mSerial = 0;
+    PerPeer<OpenFolder> mFolders;
 };
 
 } // namespace braid

@@ -24,16 +24,20 @@ Workbench::Workbench(const PerPeer<Home*>& theHomes, Archive& theArchive, const 
 {
 }
 
+Outcome<int> OpenFolder::in(const Home& home, std::string_view path)
+{
+    if (!mDescriptor || mPath != path) {
+        auto opened = home.openFolder(path);
+        if (!opened) return opened.problem();
+        mDescriptor = std::move(*opened);
+        mPath = path;
+    }
+    return mDescriptor.number();
+}
+
 Outcome<int> Workbench::folder(Peer peer, std::string_view path)
 {
-    Cached& cached = mCached[peer];
-    if (!cached.descriptor || cached.path != path) {
-        auto opened = homes[peer]->openFolder(path);
-        if (!opened) return opened.problem();
-        cached.descriptor = std::move(*opened);
-        cached.path = path;
-    }
-    return cached.descriptor.number();
+    return mCached[peer].in(*homes[peer], path);
 }
 
 Outcome<int> Workbench::ensureFolder(Peer peer, std::string_view path)

@@ -13,6 +13,17 @@
 namespace braid
 {
 
+/// The folder that was asked for last, held open: most items lie beside the one before.
+class OpenFolder
+{
+public:
+    Outcome<int> in(const Home& home, std::string_view path);
+
+private:
+    std::string mPath;
+    Descriptor mDescriptor;
+};
+
 /// What carrying out a plan works with, and what it leaves behind for the report and the archive.
 class Workbench
 {
@@ -51,12 +62,7 @@ public:
     bool isStopped() const { return stop.stop_requested(); }
 
 private:
-    struct Cached {
-        std::string path;
-        Descriptor descriptor;
-    };
-
-    PerPeer<Cached> mCached;
+    PerPeer<OpenFolder> mCached;
     PerPeer<std::set<std::string>> mUnsynced;
     std::vector<std::pair<std::string, Entry>> mRecords;
     std::vector<std::string> mForgets;
