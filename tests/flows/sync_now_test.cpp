@@ -100,7 +100,7 @@ TEST(SyncNow, SyncsSavesTheTimeAndRearmsAsFarAsItGets)
         {"a pass runs in the background", &NowRig::runInTheBackground, "", ""},
         {"nothing to sync", &NowRig::syncNothing, "NOTHING", "rearmed"},
         {"no mount", [](NowRig& rig) { rig.lobbyReplies(5, {}); }, "NO_NETHOME", "rearmed"},
-        {"mounted nowhere", [](NowRig& rig) { rig.lobbyReplies(0, {}); }, "NO_NETHOME", "unmounted rearmed"},
+        {"mounted nowhere", [](NowRig& rig) { rig.lobbyReplies(0, {}); }, "NO_NETHOME", "rearmed"},
         {"the home cannot be made", &NowRig::mountOnAFile, "NO_NETHOME", "unmounted rearmed"},
         {"a stop during the mount", [](NowRig& rig) { rig.stopAt(3); }, "", "unmounted rearmed"},
         {"a logout during the mount", [](NowRig& rig) { rig.logOutAt(3); }, "", "unmounted"},
