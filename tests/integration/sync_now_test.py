@@ -31,7 +31,7 @@ class SyncNow(unittest.TestCase):
         (local / "Documents/link").symlink_to("plan.txt")
         os.chmod(local / "Music/tune", 0o600)
 
-    def many_files(self, count=12000):
+    def many_files(self, count=7000):
         """Enough of them that a pass is still under way when a test looks."""
         for number in range(count):
             write(self.world.local / f"Documents/many/{number // 500}/{number}.txt", f"{number}\n" * 20)
