@@ -130,21 +130,6 @@ TEST_F(AmruExtensionsTest, Timestamps)
         EXPECT_EQ(record(kUserRecordType, {{kTimestampAttribute, Array{text}}}).vexTimestamp(), seconds) << text;
 }
 
-TEST_F(AmruExtensionsTest, Flags)
-{
-    const auto flags =
-        xml("<dict><key>simultaneous_login_enabled</key><false/><key>n</key><integer>2</integer></dict>");
-    const auto r = record(kUserRecordType, {{kFlagsAttribute, Array{flags}}});
-    EXPECT_TRUE(r.preventSimultaneousLogin());
-    EXPECT_TRUE(r.vexBoolFlag("n", false));
-    auto changed = r;
-    EXPECT_TRUE(changed.setVEXFlagsDictionary(Dictionary{{"simultaneous_login_enabled", true}}));
-    EXPECT_FALSE(changed.preventSimultaneousLogin());
-    EXPECT_TRUE(r.preventSimultaneousLogin());
-    for (const auto* text : {"<damaged", "<plist version=\"1.0\"><array/></plist>"})
-        EXPECT_FALSE(record(kUserRecordType, {{kFlagsAttribute, Array{text}}}).preventSimultaneousLogin());
-}
-
 } // namespace
 
 } // namespace roamer

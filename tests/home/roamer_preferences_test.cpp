@@ -40,16 +40,6 @@ TEST(RoamerPreferences, ReadsBooleansAndNumbersAsTheyCome)
     EXPECT_EQ(rig.preferences.getRoamerValue<double>("text", 7.0), 7.0);
 }
 
-TEST(RoamerPreferences, FilesAreReadOnceUntilInvalidated)
-{
-    AccountRig rig;
-    EXPECT_TRUE(rig.preferences.getRoamerBool(kPeriodicSyncOn, true)); // no file yet
-    ASSERT_TRUE(rig.domains.writePrefsInDomain({{kPeriodicSyncOn, false}}, kRoamerDomain, rig.localHome));
-    EXPECT_TRUE(rig.preferences.getRoamerBool(kPeriodicSyncOn, true));
-    rig.preferences.invalidateRoamerPrefCache();
-    EXPECT_FALSE(rig.preferences.getRoamerBool(kPeriodicSyncOn, true));
-}
-
 TEST(RoamerPreferences, SettingWritesTheUserFileAndIsSeenAtOnce)
 {
     AccountRig rig;
