@@ -66,7 +66,7 @@ TEST_F(DirectoryServiceTest, TheFileMakesTheRecordAndTheAccountCompletesIt)
         {"axAttrTypeStandard:NFSHomeDirectory", Array{std::string(self->pw_dir)}},
         {"axAttrTypeStandard:KestrelMetaNodeLocation", Array{platform::kLocalNodeName}},
     };
-    auto found = record->recordDetailsForAttributes(Names{"axAttributesStandardAll"}).value();
+    auto found = record->recordDetailsForAttributes(Names{"axAttributesStandardAll"}).value_or(Dictionary{});
     found.erase("axAttrTypeStandard:RealName"); // as the account happens to be called
     EXPECT_EQ(found, standard);
     const Dictionary native{{"axAttrTypeNative:note", Array{"enrolled"}}};

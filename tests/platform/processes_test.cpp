@@ -79,9 +79,10 @@ TEST(ProcessTable, ListsNamesAndZombies)
     }
     siginfo_t ended = {};
     ::waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT); // It stays a zombie.
-    const auto processes = platform::makeProcessTable()->processes().value();
+    const auto processes = platform::makeProcessTable()->processes();
     ::waitpid(child, nullptr, 0);
-    const auto find = [&](pid_t pid) { return *std::ranges::find(processes, pid, &platform::ProcessRecord::pid); };
+    ASSERT_TRUE(processes);
+    const auto find = [&](pid_t pid) { return *std::ranges::find(*processes, pid, &platform::ProcessRecord::pid); };
     EXPECT_EQ(find(child).commandName, "a) Z (b");
     EXPECT_TRUE(find(child).isZombie && !find(::getpid()).isZombie);
 }

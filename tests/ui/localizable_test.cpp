@@ -63,8 +63,9 @@ TEST(ShippedTexts, EveryKeyHasItsTextWithTheRightPlaceholders)
     EXPECT_TRUE(bundle->pathForResource("mobility_64", "tiff"));
     const auto path = bundle->pathForResource("localizable", "strings", "English");
     std::set<std::string> written;
-    const auto texts = bundle->dictionaryWithContentsOfFile(path.value());
-    for (const auto& [key, value] : texts.value()) {
+    const auto texts = bundle->dictionaryWithContentsOfFile(path.value_or(""));
+    ASSERT_TRUE(texts);
+    for (const auto& [key, value] : *texts) {
         written.insert(key);
         const auto& text = *value.as<std::string>();
         const auto item = kPlaceholders.find(key);
@@ -76,10 +77,10 @@ TEST(ShippedTexts, EveryKeyHasItsTextWithTheRightPlaceholders)
     EXPECT_EQ(written, keysInSources());
 
     const auto menuExtra = bundles->bundleWithPath(platform::kMenuExtraBundlePath);
-    const auto words =
-        menuExtra->dictionaryWithContentsOfFile(menuExtra->pathForResource("DateTime", "strings", "English").value());
+    const auto words = menuExtra->dictionaryWithContentsOfFile(
+        menuExtra->pathForResource("DateTime", "strings", "English").value_or(""));
     for (const char* key : {"Today at ", "Yesterday at ", "Tomorrow at ", "Today", "Yesterday", "Tomorrow"})
-        EXPECT_TRUE(words.value().contains(key)) << key;
+        EXPECT_TRUE(words && words->contains(key)) << key;
 }
 
 } // namespace
