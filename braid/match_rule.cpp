@@ -3,6 +3,7 @@
 #include <unicode/regex.h>
 #include <unicode/unistr.h>
 
+#include <atomic>
 #include <utility>
 
 #include "braid/disk/facts.h"
@@ -17,6 +18,9 @@ namespace
 // ICU counts in steps of its own of about a millisecond each; beyond that a pattern is taken not to match.
 constexpr std::int32_t kRegexTimeLimit = 50;
 constexpr std::int32_t kRegexStackBytes = 1 << 20;
+// A pattern that ran into the limit so often would stall a pass item by item; from then on it gets a single step, which
+// is plenty for what an honest pattern does with a path.
+constexpr unsigned kRegexPatience = 20;
 
 bool isRegex(Comparison comparison)
 {
@@ -82,6 +86,7 @@ struct MatchRule::Compiled {
     std::string folded;
     std::vector<char32_t> wildcard;
     std::unique_ptr<icu::RegexPattern> regex;
+    mutable std::atomic<unsigned> timesTooSlow{0};
 
     bool matchesRegex(std::string_view text) const
     {
@@ -90,9 +95,10 @@ struct MatchRule::Compiled {
         const icu::UnicodeString input{false, units.data(), static_cast<std::int32_t>(units.size())};
         const std::unique_ptr<icu::RegexMatcher> matcher{regex->matcher(input, status)};
         if (U_FAILURE(status) || !matcher) return false;
-        matcher->setTimeLimit(kRegexTimeLimit, status);
+        matcher->setTimeLimit(timesTooSlow < kRegexPatience ? kRegexTimeLimit : 1, status);
         matcher->setStackLimit(kRegexStackBytes, status);
         const bool matched = matcher->matches(status) != 0;
+        if (status == U_REGEX_TIME_OUT) ++timesTooSlow;
         return U_SUCCESS(status) && matched;
     }
 };

@@ -97,7 +97,8 @@ TEST(MatchRule, AHostileExpressionCannotStallAPass)
 {
     const auto hostile = rule(Comparison::NameMatches, "(a*)*(a*)*b");
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(hostile.matches(std::string(200, 'a')));
+    for (int item = 0; item < 2000; ++item)
+        EXPECT_FALSE(hostile.matches(std::string(200, 'a')));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{5});
 }
 
