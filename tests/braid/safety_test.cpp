@@ -71,6 +71,21 @@ const DeletionCase kDisasters[] = {
          std::ofstream{pair.local() / ".Braid/archive.sqlite"} << std::string(50000, '?');
          fs::remove(pair.network() / "files/1");
      }},
+    {"the archive is damaged behind its first page",
+     [](const HomePair& pair) {
+         const fs::path file = pair.local() / ".Braid/archive.sqlite";
+         const auto rest = static_cast<std::size_t>(fs::file_size(file)) - 4096;
+         std::ofstream{file, std::ios::in | std::ios::out}.seekp(4096) << std::string(rest, '?');
+         fs::remove(pair.network() / "files/1");
+     }},
+    {"a backup came back that is older than what a pass only read",
+     [](const HomePair& pair) {
+         const std::string marker = read(pair.network() / ".Braid/replica");
+         write(pair.network() / "late", "written on the server");
+         pair.sync();
+         std::ofstream{pair.network() / ".Braid/replica"} << marker;
+         fs::remove(pair.network() / "late");
+     }},
     {"an older state came back from a backup",
      [](const HomePair& pair) {
          std::ofstream{pair.network() / ".Braid/replica.x"} << [&] {

@@ -101,6 +101,14 @@ const Edit kEdits[] = {
     {"delete a folder", [](const fs::path& home) { fs::remove_all(home / "deep"); }, {0, 0, 4, 0, 0}},
     {"delete a link, not what it leads to", [](const fs::path& home) { fs::remove(home / "link"); }, {0, 0, 1, 0, 0}},
     {"rename a file", [](const fs::path& home) { fs::rename(home / "plain", home / "plainer"); }, {0, 0, 0, 1, 0}},
+    {"rename a file after an edit that put its time back",
+     [](const fs::path& home) {
+         const auto time = fs::last_write_time(home / "plain");
+         std::ofstream{home / "plain"} << "TEXT";
+         fs::last_write_time(home / "plain", time);
+         fs::rename(home / "plain", home / "plainer");
+     },
+     {1, 0, 1, 0, 4}},
     {"rename a folder", [](const fs::path& home) { fs::rename(home / "deep", home / "shallow"); }, {3, 0, 3, 1, 0}},
     {"a link leads elsewhere",
      [](const fs::path& home) {
