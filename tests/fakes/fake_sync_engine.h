@@ -38,6 +38,8 @@ class FakeSyncSet final : public platform::PhdSyncSet
 {
 public:
     using Status = roamer::Dictionary;
+    using Text = std::optional<std::string>;
+    using Options = std::vector<roamer::Dictionary>;
 
     // What a test says.
     Status present; ///< The present status: the answer of info() and, by its state, of state().
@@ -50,10 +52,10 @@ public:
 
     // What it was told.
     std::vector<std::string> calls; ///< Setters and commands in order, as named here.
-    std::optional<std::string> remoteHomeXMLSpec{"unset"};
-    std::optional<std::string> mountSuffixPath{"unset"};
-    std::optional<std::string> remoteHomePath{"unset"};
-    std::vector<roamer::Dictionary> defaultSyncOptions;
+    Text remoteHomeXMLSpec{"unset"};
+    Text mountSuffixPath{"unset"};
+    Text remoteHomePath{"unset"};
+    Options defaultSyncOptions;
     bool automatic = true;
     double interval = -1;
     bool onModification = false;
@@ -91,22 +93,10 @@ public:
     }
     bool isAutomaticallySyncing() override { return automatic; }
     void setIsAutomaticallySyncing(bool on) override { set("setIsAutomaticallySyncing", automatic, on); }
-    void setRemoteHomeXMLSpec(const std::optional<std::string>& url) override
-    {
-        set("setRemoteHomeXMLSpec", remoteHomeXMLSpec, url);
-    }
-    void setMountSuffixPath(const std::optional<std::string>& path) override
-    {
-        set("setMountSuffixPath", mountSuffixPath, path);
-    }
-    void setRemoteHomePath(const std::optional<std::string>& path) override
-    {
-        set("setRemoteHomePath", remoteHomePath, path);
-    }
-    void setDefaultSyncOptions(const std::vector<roamer::Dictionary>& all) override
-    {
-        set("setDefaultSyncOptions", defaultSyncOptions, all);
-    }
+    void setRemoteHomeXMLSpec(const Text& url) override { set("setRemoteHomeXMLSpec", remoteHomeXMLSpec, url); }
+    void setMountSuffixPath(const Text& path) override { set("setMountSuffixPath", mountSuffixPath, path); }
+    void setRemoteHomePath(const Text& path) override { set("setRemoteHomePath", remoteHomePath, path); }
+    void setDefaultSyncOptions(const Options& all) override { set("setDefaultSyncOptions", defaultSyncOptions, all); }
     void setAutomaticSyncInterval(double seconds) override { set("setAutomaticSyncInterval", interval, seconds); }
     void setAutoSyncOnFileSystemModification(bool on) override
     {
