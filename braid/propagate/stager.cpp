@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "braid/disk/calls.h"
@@ -69,11 +70,20 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
         mCount(bytes);
     });
     if (!digest) return fail(digest.problem());
+    auto content = *digest;
+    // The next pass cannot trust the figures of a young file. Without a digest it would take both sides for changed,
+    // and the person's next edit for a conflict.
+    if (!content &&
+        std::ranges::any_of(kPeers, [&](Peer peer) { return stampFor(*mBench.homes[peer], source, 0).ctime == 0; })) {
+        const auto read = digestFile(sourceFolder, sourceName.c_str(), source, mBench.stop);
+        if (!read) return fail(read.problem());
+        content = *read;
+    }
     const auto after = disk::statOf(file->number());
     if (!after) return fail(after.problem());
     if (!isUnchanged(*after, source)) return fail({EAGAIN, "copy it", action.path});
 
-    staged.entry.digest = *digest;
+    staged.entry.digest = content;
     const auto attributes = extended::copyOpen(file->number(), copy->number());
     if (!attributes) return fail(attributes.problem());
     if (int code = finish(staged, source, *attributes)) return fail({code, "write a copy of it", action.path});

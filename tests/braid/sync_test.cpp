@@ -167,6 +167,16 @@ TEST(Sync, EditsTravelBothWays)
     }
 }
 
+TEST(Sync, ALargeFileSavedTwiceInARowIsNoConflict)
+{
+    HomePair pair;
+    for (const std::size_t size : {std::size_t{5} << 20, std::size_t{6} << 20}) {
+        write(pair.local() / "big", std::string(size, 'b'), true);
+        EXPECT_TRUE(pair.sync().conflicts.empty());
+        EXPECT_EQ(fs::file_size(pair.network() / "big"), size);
+    }
+}
+
 TEST(Sync, EqualEditsOnBothSidesAreNoConflict)
 {
     HomePair pair;
