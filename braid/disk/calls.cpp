@@ -230,23 +230,51 @@ int setMode(int folder, const char* name, std::uint16_t mode)
     return lastError(::chmod(procPath(item).c_str(), mode));
 }
 
-int setModifiedTime(int folder, const char* name, std::int64_t mtime)
+int setMode(int file, std::uint16_t mode)
 {
-    if (int code = seam::ask(Operation::Restamp, folder, name)) return code;
+    if (int code = seam::ask(Operation::Restamp, file, "")) return code;
+    return lastError(::fchmod(file, mode));
+}
+
+namespace
+{
+
+/// As utimensat(2) takes them: the access time stays.
+std::array<timespec, 2> timesFor(std::int64_t mtime)
+{
     std::int64_t seconds = mtime / kNanosecondsPerSecond;
     std::int64_t rest = mtime % kNanosecondsPerSecond;
     if (rest < 0) {
         rest += kNanosecondsPerSecond;
         --seconds;
     }
-    const std::array<timespec, 2> times{timespec{0, UTIME_OMIT}, timespec{seconds, rest}};
-    return lastError(::utimensat(folder, name, times.data(), AT_SYMLINK_NOFOLLOW));
+    return {timespec{0, UTIME_OMIT}, timespec{seconds, rest}};
+}
+
+} // namespace
+
+int setModifiedTime(int folder, const char* name, std::int64_t mtime)
+{
+    if (int code = seam::ask(Operation::Restamp, folder, name)) return code;
+    return lastError(::utimensat(folder, name, timesFor(mtime).data(), AT_SYMLINK_NOFOLLOW));
+}
+
+int setModifiedTime(int file, std::int64_t mtime)
+{
+    if (int code = seam::ask(Operation::Restamp, file, "")) return code;
+    return lastError(::futimens(file, timesFor(mtime).data()));
 }
 
 int setOwner(int folder, const char* name, std::uint32_t owner, std::uint32_t group)
 {
     if (int code = seam::ask(Operation::Restamp, folder, name)) return code;
     return lastError(::fchownat(folder, name, owner, group, AT_SYMLINK_NOFOLLOW));
+}
+
+int setOwner(int file, std::uint32_t owner, std::uint32_t group)
+{
+    if (int code = seam::ask(Operation::Restamp, file, "")) return code;
+    return lastError(::fchown(file, owner, group));
 }
 
 int syncFileSystem(int descriptor)

@@ -44,6 +44,10 @@ int renameOver(int fromFolder, const char* from, int toFolder, const char* to);
 int setMode(int folder, const char* name, std::uint16_t mode);
 int setModifiedTime(int folder, const char* name, std::int64_t mtime);
 int setOwner(int folder, const char* name, std::uint32_t owner, std::uint32_t group);
+/// The same for an open file, without a look-up for each.
+int setMode(int file, std::uint16_t mode);
+int setModifiedTime(int file, std::int64_t mtime);
+int setOwner(int file, std::uint32_t owner, std::uint32_t group);
 
 /// Everything written to the file system so far is on its disk afterwards.
 int syncFileSystem(int descriptor);

@@ -86,7 +86,10 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
     staged.entry.digest = content;
     const auto attributes = extended::copyOpen(file->number(), copy->number());
     if (!attributes) return fail(attributes.problem());
-    if (int code = finish(staged, source, *attributes)) return fail({code, "write a copy of it", action.path});
+    if (int code = stampFile(copy->number(), source)) return fail({code, "write a copy of it", action.path});
+    if (int code = finish(staged, disk::statOf(copy->number()), source, *attributes)) {
+        return fail({code, "write a copy of it", action.path});
+    }
     if (home.flushesEachFile()) {
         if (int code = disk::syncFile(copy->number())) return fail({code, "write a copy of it", action.path});
     }
@@ -108,38 +111,49 @@ Outcome<Staged> Stager::stageLink(const Action& action, int sourceFolder, const 
     staged.entry.digest = digestOf(*target);
     const int folder = mBench.homes[action.target]->staging();
     if (int code = disk::makeLink(folder, staged.name.c_str(), *target)) return Problem{code, "make the link", ""};
-    if (int code = finish(staged, source, {})) {
+    int code = stampLink(folder, staged.name.c_str(), source);
+    if (code == 0) code = finish(staged, disk::statAt(folder, staged.name.c_str()), source, {});
+    if (code != 0) {
         discard(staged);
         return Problem{code, "make the link", action.path};
     }
     return staged;
 }
 
-/// Gives the copy its attributes and, where it will be swapped with an older version, the name that tells so.
-int Stager::finish(Staged& staged, const Stat& source, const extended::Copied& attributes)
+int Stager::stampFile(int copy, const Stat& source)
 {
+    if (::geteuid() == 0) {
+        // Mostly it is root's already, and asking is cheaper than writing the same once more.
+        const auto made = disk::statOf(copy);
+        if (!made || made->owner != source.owner || made->group != source.group) {
+            disk::setOwner(copy, source.owner, source.group);
+        }
+    }
+    // A file server that keeps no modes refuses or ignores this; then the copy has the mode it gives.
+    if (int code = disk::setMode(copy, source.mode); code != 0 && code != EPERM && code != ENOTSUP) return code;
+    return disk::setModifiedTime(copy, source.mtime);
+}
+
+int Stager::stampLink(int folder, const char* name, const Stat& source)
+{
+    if (::geteuid() == 0) disk::setOwner(folder, name, source.owner, source.group);
+    const int code = disk::setModifiedTime(folder, name, source.mtime);
+    // Some file systems keep no time for a link.
+    const bool isUnable = code == EPERM || code == ENOTSUP || code == ENOSYS;
+    return isUnable ? 0 : code;
+}
+
+/// The copy has its attributes; where it will be swapped with an older version it gets the name that tells so.
+int Stager::finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source, const extended::Copied& attributes)
+{
+    if (!copy) return copy.problem().code;
     const Action& action = *staged.action;
     const Peer sourcePeer = otherPeer(action.target);
     const int folder = mBench.homes[action.target]->staging();
     const char* name = staged.name.c_str();
-
-    if (::geteuid() == 0) disk::setOwner(folder, name, source.owner, source.group);
-    if (source.kind == Kind::File) {
-        // A file server that keeps no modes refuses or ignores this; then the copy has the mode it gives.
-        if (int code = disk::setMode(folder, name, source.mode); code != 0 && code != EPERM && code != ENOTSUP) {
-            return code;
-        }
-    }
-    if (int code = disk::setModifiedTime(folder, name, source.mtime)) {
-        // Some file systems keep no time for a link.
-        const bool isUnable = code == EPERM || code == ENOTSUP || code == ENOSYS;
-        if (source.kind != Kind::Link || !isUnable) return code;
-    }
-    auto stat = disk::statAt(folder, name);
-    if (!stat) return stat.problem().code;
-    staged.stat = *stat;
+    staged.stat = *copy;
     if (action.stats[action.target].exists()) {
-        const std::string swapped = oldName(stat->inode);
+        const std::string swapped = oldName(copy->inode);
         if (int code = disk::renameOver(folder, name, folder, swapped.c_str())) return code;
         staged.name = swapped;
     }

@@ -39,7 +39,9 @@ public:
 private:
     Outcome<Staged> stageFile(const Action& action, int sourceFolder, const Stat& source);
     Outcome<Staged> stageLink(const Action& action, int sourceFolder, const Stat& source);
-    int finish(Staged& staged, const Stat& source, const extended::Copied& attributes);
+    static int stampFile(int copy, const Stat& source);
+    static int stampLink(int folder, const char* name, const Stat& source);
+    int finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source, const extended::Copied& attributes);
     std::string newName() { return "new-" + mMark + std::to_string(++mSerial); }
 
     const Workbench& mBench;
