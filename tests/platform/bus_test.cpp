@@ -1,4 +1,4 @@
-// What travels on a message bus: ports with their bytes, the session manager's requests, the agent's five messages.
+// What travels on a message bus: the session manager's requests, the agent's five messages.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,7 +12,6 @@
 #include "platform/linux/lobby_requests.h"
 #include "platform/linux/message_port.h"
 #include "platform/linux/object_messaging.h"
-#include "platform/linux/port_server.h"
 #include "platform/linux/property_list_codec.h"
 #include "platform/linux/run_loop.h"
 #include "tests/fakes/command_line.h"
@@ -39,27 +38,6 @@ protected:
     std::unique_ptr<platform::Application> application = platform::makeApplication();
     std::unique_ptr<platform::RunLoop> loop = platform::makeRunLoop();
 };
-
-TEST_F(BusTest, PortsTellNobodyThereFromNobodyAnsweringAndAnAnswer)
-{
-    const auto port = platform::makeMessagePort();
-    const auto serve = [] {
-        return platform::servePort(
-            platform::PortServer::Place::SessionBus, "com.kestrel.test",
-            [](std::int32_t, const Data& body) { return body; }, nullptr);
-    };
-    EXPECT_EQ(port->request("com.kestrel.test", 1, {}, 0s, 1s), std::nullopt);
-    const auto server = serve();
-    EXPECT_EQ(serve(), nullptr) << "the port is taken";
-    std::optional<platform::MessagePort::Reply> reply;
-    // This thread does not run its loop, so that the port it serves stays silent.
-    std::thread([&] { reply = port->request("com.kestrel.test", 1, {}, 0s, 1s); }).join();
-    EXPECT_EQ(reply.value().result, platform::kMessagePortReceiveTimeout);
-    EXPECT_FALSE(reply->data);
-    const Data bytes{std::byte{0}, std::byte{'a'}, std::byte{0xff}};
-    fakes::whileServing(*loop, [&] { reply = port->request("com.kestrel.test", -2, bytes, 0s, 20s); });
-    EXPECT_EQ(reply.value().data, bytes);
-}
 
 TEST(LobbyRequests, AreAnsweredAndCountedWhateverTheyAre)
 {

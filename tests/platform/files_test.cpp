@@ -1,11 +1,9 @@
-// Real files: the preference store, answers about the file system, the system root.
+// Real files: the preference store and the system root.
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/linux/file_system.h"
 #include "platform/linux/preference_store.h"
 #include "platform/linux/property_list_codec.h"
 #include "platform/system_root.h"
@@ -91,17 +89,6 @@ TEST_F(PreferenceStoreTest, AWriteThatFailsLeavesEverythingAsItWas)
     EXPECT_EQ(filesInHome(), 3);
 }
 
-TEST_F(PreferenceStoreTest, MakesThePreferencesFolderOfAHomeButNoOther)
-{
-    const roamer::Dictionary dictionary{{"a", 1}};
-    EXPECT_FALSE(store->writeDomain(dictionary, home / "Library/Preferences", "com.a")) << "nor its parents";
-    fs::create_directory(home / "Library");
-    EXPECT_FALSE(store->writeDomain(dictionary, home / "Library/ByHost", "com.a"));
-    EXPECT_TRUE(store->writeDomain(dictionary, home / "Library/Preferences", "com.a"));
-    EXPECT_EQ(statOf(home / "Library/Preferences").st_mode, 0700U);
-    EXPECT_TRUE(TempRoot::readFile(home / "Library/Preferences/com.a.plist").starts_with("bplist00"));
-}
-
 TEST(SystemRoot, StandsBeforeProductPathsOnly)
 {
     for (const char* root : {"/r", "/r//"}) {
@@ -111,30 +98,6 @@ TEST(SystemRoot, StandsBeforeProductPathsOnly)
         for (const char* path : {"/Libraries", "/home/jo/Library/Preferences", "/dev/null", "Library/Logs", "/", ""})
             EXPECT_EQ(platform::systemPath(path), path);
     }
-}
-
-TEST(FileSystem, AnswersAboutWhatIsThere)
-{
-    const TempRoot root;
-    const auto files = platform::makeFileSystem();
-    const std::string home = "/Volumes/homes/jo"; // below the root, and still by its product path
-    TempRoot::writeFile(root.real(home + "/file.app"), "x");
-    fs::create_directory(root.real(home + "/.app"));
-    fs::create_directory(root.real(home + "/Some.app"));
-    fs::create_symlink("nowhere", root.real(home + "/dangling"));
-    fs::create_symlink(root.real("/Volumes/homes"), root.real("/Volumes/link"));
-
-    EXPECT_FALSE(files->exists(home + "/dangling"));
-    EXPECT_TRUE(files->isDirectory("/Volumes/link"));
-    EXPECT_THAT(files->contentsOfDirectory(home).value_or(std::vector<std::string>{}),
-                testing::UnorderedElementsAre(".app", "dangling", "file.app", "Some.app"));
-    EXPECT_EQ(files->contentsOfDirectory(home + "/none"), std::nullopt);
-    EXPECT_FALSE(files->directoryIsReadable(home + "/file.app"));
-    EXPECT_EQ(files->displayName(home + "/none"), "none") << "a file that is still being copied is shown too";
-    EXPECT_TRUE(files->isPackage(home + "/Some.app"));
-    for (const char* name : {"/.app", "/file.app", "/none.app"})
-        EXPECT_FALSE(files->isPackage(home + name)) << name;
-    EXPECT_FALSE(files->createDirectory(home + "/a/b")) << "no parents";
 }
 
 } // namespace

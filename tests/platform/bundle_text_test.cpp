@@ -1,14 +1,11 @@
-#include "platform/linux/bundle.h"
+// How texts of a language are found and read.
 
 #include <gtest/gtest.h>
 
-#include "platform/linux/property_list_codec.h"
 #include "platform/linux/strings_table.h"
 #include "platform/linux/user_languages.h"
 #include "property_list_bytes.h"
-#include "tests/fakes/recording_log.h"
 #include "tests/fakes/temp_environment.h"
-#include "tests/fakes/temp_root.h"
 
 namespace
 {
@@ -67,35 +64,6 @@ TEST(UserLanguages, ChooseTheLocalizations)
             {"LANGUAGE", c.language}, {"LC_ALL", c.all}, {"LC_MESSAGES", ""}, {"LANG", c.lang}};
         EXPECT_EQ(matchingLocalizations({"English", "French", "German", "ja", "pt_BR"}, userLanguages()), c.expected);
     }
-}
-
-TEST(Bundle, FindsTextsOfThePreferredLanguageElseOfAnother)
-{
-    const fakes::TempRoot root;
-    const fakes::TempEnvironment german{{"LANGUAGE", ""}, {"LC_ALL", ""}, {"LC_MESSAGES", ""}, {"LANG", "de_DE.UTF-8"}};
-    const std::string resources = std::string(kCustodiaBundlePath) + "/Contents/Resources/";
-    const auto write = [&](const std::string& name, const char* content) {
-        fakes::TempRoot::writeFile(root.real(resources + name), content);
-    };
-    write("English.lproj/localizable.strings", "\"HELLO\" = \"Hello\"; \"BYE\" = \"Bye\";");
-    write("German.lproj/localizable.strings", "<plist><dict><key>HELLO</key><string>Hallo</string></dict></plist>");
-    write("broken.strings", "\"a\" = \"b\";\n\"c\"");
-    write("../Info.plist", "<plist><dict><key>BundleVersion</key><string>1.2</string></dict></plist>");
-    const auto codec = makePropertyListCodec();
-    const auto bundle = makeBundles(*codec)->bundleWithPath(kCustodiaBundlePath);
-    ASSERT_NE(bundle, nullptr);
-    EXPECT_EQ(bundle->version(), "1.2");
-    EXPECT_EQ(bundle->localizations(), (Names{"English", "German"}));
-    EXPECT_EQ(bundle->pathForResource("localizable", "strings", "English"),
-              resources + "English.lproj/localizable.strings");
-    EXPECT_EQ(bundle->pathForResource("broken", "tiff"), std::nullopt);
-    EXPECT_EQ(bundle->localizedString("HELLO", "localizable"), "Hallo");
-    EXPECT_EQ(bundle->localizedString("BYE", "localizable"), "Bye") << "not translated yet";
-    EXPECT_EQ(bundle->localizedString("NONE", "localizable"), "NONE");
-
-    const fakes::RecordingLog log;
-    EXPECT_EQ(bundle->dictionaryWithContentsOfFile(resources + "broken.strings"), std::nullopt);
-    EXPECT_EQ(log.countContaining("broken.strings\": line 2: expected \"=\""), 1);
 }
 
 } // namespace
