@@ -104,35 +104,6 @@ TEST_F(Alerts, LocalAnswersByButtonAndBox)
     EXPECT_FALSE(checked) << "nobody answered";
 }
 
-TEST_F(Alerts, NullTextsOfLocalAlerts)
-{
-    // Which texts each form insists on: title, message, default, alternate, other button, checkbox.
-    const std::pair<std::function<void(const Texts&)>, std::string> cases[] = {
-        {[&](const Texts& t) { alerts.pavoAlertNotify(t); }, "tmb---"},
-        {[&](const Texts& t) { alerts.pavoAlertQuery(t); }, "tmba--"},
-        {[&](const Texts& t) { alerts.pavoAlertQueryWithOther(t); }, "tmba--"},
-        {[&](const Texts& t) { alerts.pavoAlertQueryCB(t, false, nullptr); }, "t-ba--"},
-        {[&](const Texts& t) { alerts.pavoAlertQueryCBWithOther(t, nullptr); }, "------"},
-    };
-    const std::string* Texts::*const parts[] = {&Texts::title,  &Texts::msg,      &Texts::btn,
-                                                &Texts::btnAlt, &Texts::btnOther, &Texts::cbStr};
-    for (const auto& [run, required] : cases) {
-        for (std::size_t i = 0; i < std::size(parts); ++i) {
-            auto texts = all();
-            texts.*parts[i] = nullptr;
-            if (required[i] == '-') {
-                EXPECT_NO_THROW(run(texts)) << required << i;
-            } else {
-                EXPECT_THROW(run(texts), platform::Failure) << required << i;
-            }
-        }
-    }
-    EXPECT_EQ(notification.requests.size(), 3U + 2 + 2 + 3 + 6) << "whoever raises shows nothing";
-    state.mLocalizedStringsDict.clear();
-    EXPECT_THROW(alerts.doSyncNetHomeTimeNewerMsg(false, "L", "N"), platform::Failure);
-    EXPECT_EQ(user.effective, 501U);
-}
-
 TEST_F(Alerts, ManagedClientProcessMustBeOlderAndAlive)
 {
     const std::pair<platform::ProcessRecord, bool> cases[] = {

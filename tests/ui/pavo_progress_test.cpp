@@ -105,23 +105,6 @@ TEST_F(ProgressWindow, BarFollowsTheValue)
     EXPECT_TRUE(shown().bar.indeterminate && !shown().bar.animated) << "stopped";
 }
 
-TEST_F(ProgressWindow, TextsAndButtonChangeOnlyWhenGiven)
-{
-    create();
-    const std::string other = "Other";
-    update(-1.0);
-    update(-1.0, &none);
-    EXPECT_EQ(texts(), "Starting|Home/|Wait") << "null or, for the title, empty";
-    update(-1.0, &other, &none, &none, &none);
-    EXPECT_EQ(texts(), "Other||");
-    EXPECT_TRUE(shown().cancelButton.hidden && !shown().cancelButton.enabled);
-    EXPECT_EQ(shown().frame, (WindowFrame{60, 200, 320, 150}));
-    update(-1.0, nullptr, nullptr, nullptr, &other);
-    EXPECT_EQ(shown().cancelButton.title, "Other");
-    EXPECT_TRUE(shown().cancelButton.enabled);
-    EXPECT_EQ(shown().frame, windows.layoutFrame);
-}
-
 TEST_F(ProgressWindow, CancelStopsTheSessionUntilItIsArmedAgainButOptionStaysRecorded)
 {
     create();
@@ -165,20 +148,6 @@ TEST_F(ProgressWindow, GoesAndSaysWhereItWasEvenInsideAStep)
     EXPECT_TRUE(shown().closed);
     EXPECT_EQ(windows.sessionsEnded, windows.sessionsBegun);
     EXPECT_EQ(PavoProgress::pavoProgress(), nullptr);
-}
-
-TEST_F(ProgressWindow, WithoutADisplayOnlyTheFlagsWork)
-{
-    windows.hasDisplay = false;
-    create(true, true, {200, 300, 420, 150});
-    EXPECT_EQ(progress->window(), nullptr);
-    EXPECT_TRUE(progress->hasCloseBox() && progress->runModal());
-    update(0.5, &title, &path, &message, &none);
-    progress->cancel();
-    progress->refreshProgress();
-    EXPECT_TRUE(progress->wasCancelled()) << "there is nothing to arm";
-    EXPECT_FALSE(progress->runModal());
-    EXPECT_EQ(progress->destroyProgress(), WindowFrame{});
 }
 
 } // namespace

@@ -118,22 +118,4 @@ TEST_F(ProgressTexts, DisplayPaths)
     EXPECT_EQ(texts.getDisplayPath(16, &cases[0].path), std::nullopt);
 }
 
-TEST_F(ProgressTexts, AWindowWithACloseBoxComesBackWhereItWasLeft)
-{
-    const WindowFrame left{12.5F, 34, 500, 150}, given{50, 60, 400, 150};
-    display(false);
-    texts.takeDownSyncProgress();
-    EXPECT_EQ(display(true), windows.layoutFrame) << "without a close box no place is kept";
-    windows.shown->frame = left;
-    EXPECT_EQ(texts.takeDownSyncProgress(), left);
-    EXPECT_EQ(state.mProgress, nullptr);
-    rig.preferences.invalidateRoamerPrefCache();
-    EXPECT_EQ(display(true), left);
-    texts.takeDownSyncProgress();
-    EXPECT_EQ(display(true, given), given) << "a given position wins";
-    texts.takeDownSyncProgress();
-    rig.prefer(roamer::kSyncStatusPosition, 5);
-    EXPECT_EQ(display(true), windows.layoutFrame) << "a position of another type is none";
-}
-
 } // namespace
