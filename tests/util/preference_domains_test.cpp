@@ -71,13 +71,4 @@ TEST_F(PreferenceDomainsTest, MissingAndBrokenFilesAreNullAndOnlyAFailedUserWrit
     EXPECT_EQ(log.system.size(), 1U);
 }
 
-TEST_F(PreferenceDomainsTest, AFileThatCannotBeWrittenStaysAsItWas)
-{
-    const std::string path = root.real("/list.plist");
-    EXPECT_TRUE(domains.writeToFile(dictionary, path, platform::PropertyListCodec::Format::Binary, false));
-    EXPECT_FALSE(domains.writeToFile({{"key", "\xff"}}, path, platform::PropertyListCodec::Format::Xml, true));
-    EXPECT_EQ(log.countContaining("VEXD.writeToFile serialisation returned"), 1);
-    EXPECT_EQ(domains.dictionaryWithContentsOfFile(path), dictionary);
-}
-
 } // namespace
