@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/directory/record_fixture.h"
@@ -72,51 +71,6 @@ TEST_F(AmruExtensionsTest, LocalByNodeName)
     EXPECT_FALSE(moved.isLocal());
     EXPECT_EQ(directory.opened, 2) << "the local node's name is asked for until it is known";
     EXPECT_TRUE(record(kUserRecordType, {}).isLocal());
-}
-
-TEST_F(AmruExtensionsTest, AdministratorsAreAskedForOnceAndFailuresMeanNo)
-{
-    const auto admin = record(kUserRecordType, {});
-    EXPECT_FALSE(admin.rawIsAdmin());
-    EXPECT_EQ(log.system.size(), 2U);
-    identity.usersByName["jo"] = fakes::FakeIdentityService::uuid(7);
-    identity.membershipError = 111;
-    EXPECT_FALSE(admin.rawIsAdmin());
-    EXPECT_EQ(log.system.size(), 3U);
-
-    identity.membershipError = 0;
-    identity.memberships = {{fakes::FakeIdentityService::uuid(7), 80}};
-    EXPECT_TRUE(admin.isAdmin());
-    EXPECT_FALSE(record(kGroupRecordType, {}).isAdmin()) << "only users are asked for";
-    identity.memberships.clear();
-    EXPECT_TRUE(admin.isAdmin());
-    EXPECT_FALSE(admin.rawIsAdmin()) << "the raw answer is always a fresh one";
-}
-
-TEST_F(AmruExtensionsTest, UuidsAndWhereTheyComeFrom)
-{
-    identity.usersByUid[501] = fakes::FakeIdentityService::uuid(0x1a);
-    identity.groupsByGid[501] = fakes::FakeIdentityService::uuid(0x2b);
-    const Dictionary ids{{kUidAttribute, Array{"501"}}, {kGidAttribute, Array{"501"}}};
-    struct Case {
-        const char* name;
-        const char* type;
-        Dictionary attributes;
-        std::optional<std::string> uuid;
-    } const cases[] = {
-        {"its own", kUserRecordType, {{kUuidAttribute, Array{"OWN"}}, {kUidAttribute, Array{"501"}}}, "OWN"},
-        {"by uid", kUserRecordType, ids, "00000000-0000-0000-0000-00000000001A"},
-        {"by gid", kGroupRecordType, ids, "00000000-0000-0000-0000-00000000002B"},
-        {"no uid: a random one", kUserRecordType, {}, "80000000-0000-0000-0000-000000000001"},
-        {"unknown uid", kUserRecordType, {{kUidAttribute, Array{"9"}}}, "80000000-0000-0000-0000-000000000002"},
-        {"other kinds have none", kComputerRecordType, ids, std::nullopt},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        const auto r = record(c.type, c.attributes);
-        for (int call = 0; call < 2; ++call)
-            EXPECT_EQ(r.uuidString(), c.uuid);
-    }
 }
 
 TEST_F(AmruExtensionsTest, Timestamps)

@@ -63,7 +63,6 @@ class FakeDirectory final : public platform::DirectoryService
 {
 public:
     std::map<std::pair<std::string, std::string>, roamer::Dictionary> records; ///< (type, name) -> attributes.
-    std::string localNodeName = "/Local/Default";
     std::string login = "jo";
     platform::DirectoryError openError;   ///< A code other than 0: the node does not open.
     platform::DirectoryError lookUpError; ///< A code other than 0: no look-up works.
@@ -82,7 +81,7 @@ private:
     {
     public:
         explicit Node(FakeDirectory& directory) : mDirectory(directory) {}
-        std::string nodeName() const override { return mDirectory.localNodeName; }
+        std::string nodeName() const override { return "/Local/Default"; }
         std::shared_ptr<platform::DirectoryRecord> lookUp(const std::string& recordType, const std::string& name,
                                                           const std::vector<std::string>&,
                                                           platform::DirectoryError& error) override

@@ -12,7 +12,6 @@ class FakePowerService final : public platform::PowerService
 public:
     bool isPresent = true;
     int registrations = 0;
-    int activities = 0;
     int changes = 0; ///< How often it was told that the handler would answer otherwise.
     Handler handler; ///< Ask it what the machine would ask.
 
@@ -23,7 +22,7 @@ public:
         return isPresent;
     }
     void answersChanged() override { ++changes; }
-    void reportUserActivity() override { ++activities; }
+    void reportUserActivity() override {}
 };
 
 } // namespace fakes

@@ -21,10 +21,9 @@ public:
     Clock::time_point now() const override { return mNow; }
     std::chrono::system_clock::time_point date() const override
     {
-        return kStart + std::chrono::duration_cast<std::chrono::system_clock::duration>(elapsed());
+        return kStart + std::chrono::duration_cast<std::chrono::system_clock::duration>(mNow.time_since_epoch());
     }
-    Duration elapsed() const { return mNow - Clock::time_point{}; }
-    double elapsedSeconds() const { return platform::Seconds(elapsed()).count(); }
+    double elapsedSeconds() const { return platform::Seconds(mNow - Clock::time_point{}).count(); }
 
     platform::Timer after(Duration delay, std::function<void()> task) override
     {
@@ -38,14 +37,12 @@ public:
     /// Schedules without a handle: for tests that let something happen later.
     void at(double secondsFromNow, std::function<void()> task)
     {
-        mTasks.emplace(Key{mNow + platform::seconds(secondsFromNow), mSerial++},
-                       Task{Duration::zero(), std::move(task)});
+        add(platform::seconds(secondsFromNow), Duration::zero(), std::move(task));
     }
 
     /// Runs what falls due, in order, including what those tasks add; slices may nest.
     void runFor(Duration span) override
     {
-        ++mSlices;
         const auto end = mNow + span;
         while (!mTasks.empty() && mTasks.begin()->first.first <= end) {
             auto due = mTasks.extract(mTasks.begin());
@@ -60,8 +57,6 @@ public:
     }
     void runForSeconds(double span) { runFor(platform::seconds(span)); }
 
-    int slices() const { return mSlices; } ///< How often it was run.
-
 private:
     using Key = std::pair<Clock::time_point, std::uint64_t>; // equal times run in the order asked
     struct Task {
@@ -69,10 +64,14 @@ private:
         std::function<void()> run;
     };
 
+    std::uint64_t add(Duration delay, Duration interval, std::function<void()> task)
+    {
+        mTasks.emplace(Key{mNow + delay, mSerial}, Task{interval, std::move(task)});
+        return mSerial++;
+    }
     platform::Timer schedule(Duration delay, Duration interval, std::function<void()> task)
     {
-        const auto serial = mSerial++;
-        mTasks.emplace(Key{mNow + delay, serial}, Task{interval, std::move(task)});
+        const auto serial = add(delay, interval, std::move(task));
         return platform::Timer{[this, serial] {
             std::erase_if(mTasks, [serial](const auto& item) { return item.first.second == serial; });
         }};
@@ -81,7 +80,6 @@ private:
     std::map<Key, Task> mTasks;
     Clock::time_point mNow{};
     std::uint64_t mSerial = 0;
-    int mSlices = 0;
 };
 
 } // namespace fakes

@@ -35,11 +35,6 @@ TEST(SyncOptions, EachTypeFollowsItsOwnKeys)
         {kLogoutPrefSyncConflictResolution, {8, 9}},      {kLogoutNonprefSyncConflictResolution, {10}},
         {kBackgroundConflictResolution, {3, 11, 16, 18}},
     };
-    const KeyCase errors[] = {
-        {kLoginPrefSuppressErrors, {0, 1}},           {kLoginNonprefSuppressErrors, {2}},
-        {kLogoutPrefSuppressErrors, {8, 9}},          {kLogoutNonprefSuppressErrors, {10}},
-        {kBackgroundSuppressErrors, {3, 11, 16, 18}}, {kFirstSyncSuppressErrors, {4, 5, 6, 7, 12, 13, 14, 15}},
-    };
     const KeyCase syncs[] = {
         {kSyncPreferencesAtLogin, {0, 1, 2}},   {kSyncBackgroundSetAtLogin, {3}},
         {kSyncPreferencesAtLogout, {8, 9, 10}}, {kSyncBackgroundSetAtLogout, {11}},
@@ -52,16 +47,8 @@ TEST(SyncOptions, EachTypeFollowsItsOwnKeys)
             return options.getConflictResolutionOverride(type, 77) == kLocalWinsConflicts;
         });
     }
-    for (const auto& c : errors) {
-        expectOnlyTypesFollow(rig, c, true, [&](int type) { return options.getSuppressErrorsOverride(type, false); });
-        expectOnlyTypesFollow(rig, c, false, [&](int type) { return !options.getSuppressErrorsOverride(type, true); });
-    }
     for (const auto& c : syncs)
         expectOnlyTypesFollow(rig, c, "dontSync", [&](int type) { return !options.getShouldSyncOverride(type); });
-    for (const PropertyList& value : {PropertyList("DontSync"), PropertyList(false), PropertyList("")}) {
-        expectOnlyTypesFollow(rig, {kSyncPreferencesAtLogin, {}}, value,
-                              [&](int type) { return !options.getShouldSyncOverride(type); });
-    }
 }
 
 TEST(SyncOptions, ConflictWordsAreTakenExactlyAndTheManagedOneFirst)
@@ -89,14 +76,13 @@ TEST(SyncOptions, ResolutionsBecomeEngineOptions)
     constexpr const char* kAbortOnConflict = "SyncOptionAbortSyncPassOnConflictKey";
     constexpr const char* kNoDialogs = "SyncOptionSuppressConflictDialogsKey";
     const std::pair<int, Dictionary> cases[] = {
-        {kShowConflictDialogs, {}},
         {kLocalWinsConflicts, {{kFavor, "local"}}},
         {kNetworkWinsConflicts, {{kFavor, "remote"}}},
         {kCopyNetwork, {{kFavor, "remote"}, {kReadOnly, "remote"}}},
         {kCopyLocal, {{kFavor, "local"}, {kReadOnly, "local"}}},
         {kCopyNetworkAbort, {{kReadOnly, "remote"}, {kAbortOnWrite, "remote"}, {kAbortOnConflict, 1}, {kNoDialogs, 1}}},
         {kCopyLocalAbort, {{kReadOnly, "local"}, {kAbortOnWrite, "local"}, {kAbortOnConflict, 1}, {kNoDialogs, 1}}},
-        {3, {}},
+        {kShowConflictDialogs, {}},
     };
     SyncRig rig;
     fakes::FakeSyncPeer local("local");

@@ -30,26 +30,23 @@ inline roamer::Dictionary status(int state, roamer::Dictionary more = {})
 inline std::map<std::string, std::string> windowTexts()
 {
     std::map<std::string, std::string> texts{
-        {"TITLE", "%@ %@"},
-        {"TITLE_WITH_PARTS", "%@ (%@/%@)"},
-        {"TITLE_JOB_PREFERENCE", "settings"},
-        {"PATH_HOME_PATH", "Home"},
-        {"PATH_MESSAGE", "at %@"},
-        {"STATUS_MESSAGE_SYNCPPART_COMPLETE", "%@ complete"},
-        {"STATUS_MESSAGE_SYNCPART_SKIPPED", "%@ skipped"},
+        {"PAVO_CANCEL_BUTTON", "Cancel"},
+        {"PAVO_SKIP_BUTTON", "Skip"},
+        {"PAVO_PROG_TITLE", "%@ %@"},
+        {"PAVO_PROG_TITLE_WITH_PARTS", "%@ (%@/%@)"},
+        {"PAVO_PROG_TITLE_JOB_PREFERENCE", "settings"},
+        {"PAVO_PROG_PATH_HOME_PATH", "Home"},
+        {"PAVO_PROG_PATH_MESSAGE", "at %@"},
+        {"PAVO_PROG_STATUS_MESSAGE_SYNCPPART_COMPLETE", "%@ complete"},
+        {"PAVO_PROG_STATUS_MESSAGE_SYNCPART_SKIPPED", "%@ skipped"},
     };
-    for (const std::string state :
-         {"STARTING", "UPDATING", "CHECKING", "PROCESSING", "CLEANING", "CANCELLING", "SKIPPING", "FINISHING"})
-        texts["TITLE_SYNCSTATE_" + state] = state;
-    for (const std::string message :
-         {"WINDOW_CLOSED", "SYNC_COMPLETE", "SYNC_CANCELED", "SYNC_SKIPPED", "MOUNTING_HOME"})
-        texts["STATUS_MESSAGE_" + message] = message;
-    for (const std::string job : {"BACKGROUND", "LOGIN", "All"})
-        texts["TITLE_JOB_" + job] = job;
-    std::map<std::string, std::string> result{{"PAVO_CANCEL_BUTTON", "Cancel"}, {"PAVO_SKIP_BUTTON", "Skip"}};
-    for (const auto& [key, text] : texts)
-        result["PAVO_PROG_" + key] = text;
-    return result;
+    for (const std::string word : {"STARTING", "UPDATING", "CHECKING", "PROCESSING", "CLEANING", "CANCELLING",
+                                   "SKIPPING", "FINISHING", "WINDOW_CLOSED", "SYNC_COMPLETE", "SYNC_CANCELED",
+                                   "SYNC_SKIPPED", "MOUNTING_HOME", "BACKGROUND", "LOGIN", "All"}) {
+        for (const auto* group : {"TITLE_SYNCSTATE_", "STATUS_MESSAGE_", "TITLE_JOB_"})
+            texts["PAVO_PROG_" + (group + word)] = word;
+    }
+    return texts;
 }
 
 struct StateHolder {

@@ -56,12 +56,4 @@ TEST(SyncSets, ASetThatCannotBeMadeOrRefusesASettingIsNone)
     }
 }
 
-TEST(SyncSets, ForgetsButNotForEver)
-{
-    SyncRig rig;
-    rig.addSet().failing.insert("forget");
-    rig.sets.forgetPHDSyncSets();
-    EXPECT_EQ(rig.log.countContaining("the engine still has a phdSyncSet"), 1);
-}
-
 } // namespace

@@ -19,7 +19,6 @@ TEST(WaitTillSyncIdle, EndsByTheSetOrItsSilence)
         {"idle all along", {{0, 0}}, 30.0, 2.1},
         {"idle before the least time is over", {{0, 4}, {1.0, 0}}, 30.0, 2.1},
         {"silent too long", {{0, 4}}, 30.0, 32.2},
-        {"talking for as long as it likes", {{0, 4}, {25, 4}, {50, 5}, {75, 4}, {100, 0}}, 30.0, 100.1},
         {"talking, then silent", {{0, 4}, {25, 4}, {50, 5}}, 30.0, 80.1},
         {"not idle, and nothing to wait for", {{0, 4}}, 0.0, 2.1},
     };
@@ -87,7 +86,6 @@ TEST(WaitTillConflictsResolved, EndsWhenTheDialogsAreDone)
         {"the dialogs are closed", counts(3, 0), {20, counts(3, 0, false)}, false, 60.0, true, 20},
         {"nobody answers", counts(3, 0), {}, false, 60.0, false, 61},
         {"an answer starts the time anew", counts(3, 0), {50, counts(2, 0)}, false, 60.0, false, 111},
-        {"an error settled does too", counts(3, 9), {50, counts(3, 8)}, true, 60.0, false, 111},
         {"no limit", counts(3, 0), {5000, counts(0, 0)}, false, 0.0, true, 5000},
     };
     for (const auto& c : cases) {
