@@ -56,22 +56,6 @@ protected:
     SyncSetStore mStore{*mCodec, mHome};
 };
 
-TEST_F(SyncSetFile, AnotherEngineReadsWhatThisOneSaved)
-{
-    EXPECT_EQ(mStore.load(), std::nullopt);
-    auto set = fullSet();
-    for (int i = 0; i < 2; ++i) {
-        ASSERT_EQ(mStore.save(set), std::nullopt);
-        EXPECT_EQ(SyncSetStore(*mCodec, mHome).load(), set);
-        set.remoteHomePath = "/Volumes/homes/jo";
-        set.nextSyncTime.reset();
-    }
-    EXPECT_EQ(mStore.remove(), std::nullopt);
-    EXPECT_EQ(mStore.load(), std::nullopt);
-    EXPECT_EQ(mStore.remove(), std::nullopt) << "nothing to remove is no failure";
-    EXPECT_TRUE(mLog.lines.empty());
-}
-
 TEST_F(SyncSetFile, DamagedFileCountsAsNoneAndIsKept)
 {
     ASSERT_EQ(mStore.save(fullSet()), std::nullopt);
@@ -124,11 +108,6 @@ TEST(SyncSet, ImpossibleChangesAreRefusedAsAWhole)
             std::get<std::string>(changed(fullSet(), {{protocol::kMountSuffixPath, "new"}, {key, value}}));
         EXPECT_NE(reason.find(key), std::string::npos) << value.description();
     }
-    const auto result = changed(fullSet(), {{protocol::kNextSyncTime, 1000.5}, {protocol::kRemoteHomeXMLSpec, ""}});
-    const auto& set = std::get<SyncSet>(result);
-    EXPECT_EQ(set.nextSyncTime, roamer::Date(std::chrono::milliseconds(1'000'500)));
-    EXPECT_EQ(set.remoteHomeXMLSpec, std::nullopt);
-    EXPECT_EQ(set.mountSuffixPath, fullSet().mountSuffixPath);
 }
 
 Dictionary optionsOf(int index, Dictionary more = {})
