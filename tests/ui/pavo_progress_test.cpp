@@ -39,9 +39,6 @@ TEST_F(ProgressWindow, OpensWithItsTextsAndWithoutThem)
     EXPECT_EQ(shown().cancelButton.title, "Cancel");
     EXPECT_TRUE(shown().withoutLogin && shown().bar.indeterminate && shown().bar.animated);
     EXPECT_EQ(windows.steps, 1);
-    EXPECT_EQ(shown().minimum, std::pair(static_cast<float>(0.85 * 400), 150.0F));
-    EXPECT_EQ(shown().maximum, std::pair(static_cast<float>(1.85 * 400), 150.0F));
-
     PavoProgress bare(windows, bundles);
     bare.createProgress(nullptr, nullptr, nullptr, nullptr, false, false, true, {});
     EXPECT_EQ(shown().layout, "PavoProgressNoClose");
@@ -128,11 +125,6 @@ TEST_F(ProgressWindow, CancelStopsTheSessionUntilItIsArmedAgainButOptionStaysRec
     PavoProgress other(windows, bundles);
     other.cancelAll();
     EXPECT_TRUE(other.wasCancelled() && other.wasOptionCancelled());
-    for (const bool allowed : {false, true}) {
-        other.enableClose(allowed);
-        EXPECT_FALSE(other.windowShouldClose()) << "it never closes by itself";
-        EXPECT_EQ(other.userRequestsClose(), allowed);
-    }
 }
 
 TEST_F(ProgressWindow, GoesAndSaysWhereItWasEvenInsideAStep)

@@ -2,13 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "home/preference_keys.h"
-#include "platform/failure.h"
 #include "tests/fakes/account_rig.h"
 #include "tests/fakes/fake_user_formats.h"
 #include "tests/fakes/fake_window_system.h"
 #include "ui/frame_text.h"
-#include "ui/localized_text.h"
 
 namespace
 {
@@ -24,20 +21,6 @@ TEST(FrameText, ReadsBackWhatItWroteAndNothingElse)
     for (const char* text : {"", "{{1, 2}, {3, 4}", "{{1, 2}, {3, 4}} x", "{{1 2}, {3, 4}}", "{{1, 2}, {3, inf}}",
                              "{{nan, 2}, {3, 4}}", "{{1, 2}, {3, 1e99}}", "{{1,5, 2}, {3, 4}}", "1 2 3 4"})
         EXPECT_EQ(roamer::frameFromString(text), WindowFrame{}) << text;
-}
-
-TEST(FillFormat, PutsValuesIntoPlaceholders)
-{
-    const std::pair<const char*, const char*> cases[] = {
-        {"%@ of %@ (%@%%)", "1 of %@ (%)"}, // values are not formats, missing ones are empty
-        {"%2$@ before %1$@", "%@ before 1"},
-        {"100% %0$@ %d %", "100% %0$@ %d %"},
-    };
-    for (const auto& [text, expected] : cases) {
-        const std::string format = text;
-        EXPECT_EQ(roamer::fillFormat(&format, "KEY", {"1", "%@"}), expected);
-    }
-    EXPECT_THROW(roamer::fillFormat(nullptr, "KEY", {}), platform::Failure);
 }
 
 class ProgressTexts : public testing::Test
