@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/linux/property_list_codec.h"
-#include "tests/fakes/recording_log.h"
 #include "util/path_text.h"
-#include "util/property_list_text.h"
 #include "util/pseudo_xml.h"
 #include "util/utf_text.h"
 
@@ -75,20 +72,6 @@ TEST(UtfText, TellsUtf8FromOtherBytes)
         EXPECT_FALSE(isUtf8(text) || utf16FromUtf8(text)) << name;
     for (const auto& half : {std::u16string{0xd83d}, {0xd83d, u'a'}, {0xde00, 0xd83d}})
         EXPECT_EQ(utf8FromUtf16(half), std::nullopt);
-}
-
-TEST(PropertyListText, ReadsBackWhatItWroteAndLogsWhatItCannot)
-{
-    const fakes::RecordingLog log;
-    const auto codec = platform::makePropertyListCodec();
-    const PropertyList value = Dictionary{{"a", Array{1, "zwölf"}}}, text = "text", notUtf8 = Array{"\xff"};
-    EXPECT_EQ(propertyListSafe(*codec, stringWithPropertyList(*codec, &value).value_or("")), value);
-    EXPECT_EQ(stringWithPropertyList(*codec, nullptr), std::nullopt);
-    EXPECT_TRUE(log.lines.empty());
-    EXPECT_EQ(dataWithPropertyList(*codec, &text), std::nullopt) << "neither a dictionary nor an array";
-    EXPECT_EQ(propertyListSafe(*codec, "no property list"), std::nullopt);
-    EXPECT_EQ(stringWithPropertyList(*codec, &notUtf8), std::nullopt);
-    EXPECT_EQ(log.lines.size(), 3U);
 }
 
 } // namespace
