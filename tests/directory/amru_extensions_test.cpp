@@ -43,7 +43,6 @@ TEST_F(AmruExtensionsTest, PortableAccounts)
     } const cases[] = {
         {"a portable user", kUserRecordType, nullptr, {}, true, true},
         {"a portable computer", kComputerRecordType, nullptr, {}, false, true},
-        {"a group", kGroupRecordType, nullptr, {}, false, true},
         {"no timestamp", kUserRecordType, kTimestampAttribute, {}, false, false},
         {"no preserved attributes", kUserRecordType, kPreservedAttributesAttribute, {}, false, false},
         {"on another node", kUserRecordType, kNodeNameAttribute, Array{"/LDAPv3/server"}, false, false},
@@ -69,7 +68,6 @@ TEST_F(AmruExtensionsTest, LocalByNodeName)
     directory.openError = {};
     EXPECT_TRUE(moved.rawIsLocal()) << "the failure is not remembered";
     EXPECT_FALSE(moved.isLocal());
-    EXPECT_EQ(directory.opened, 2) << "the local node's name is asked for until it is known";
     EXPECT_TRUE(record(kUserRecordType, {}).isLocal());
 }
 

@@ -66,11 +66,9 @@ public:
     std::string login = "jo";
     platform::DirectoryError openError;   ///< A code other than 0: the node does not open.
     platform::DirectoryError lookUpError; ///< A code other than 0: no look-up works.
-    int opened = 0;
 
     std::shared_ptr<platform::DirectoryNode> openNode(std::uint32_t, platform::DirectoryError& error) override
     {
-        ++opened;
         error = openError;
         return openError.code == 0 ? std::make_shared<Node>(*this) : nullptr;
     }

@@ -36,62 +36,47 @@ public:
 
     std::unique_ptr<platform::Pavo_Server> lookUpPavoServer(const std::string& name) override
     {
-        lookedUp.push_back(name);
-        if (lookUpRaises) throw platform::Failure("LookUpFailed", "the bus is in a bad mood");
-        const auto found = published.find(name);
-        if (found == published.end()) return nullptr;
-        return std::make_unique<Proxy>(*found->second);
+        lookUp(name);
+        return published.contains(name) ? std::make_unique<Proxy>(*published.at(name)) : nullptr;
     }
 
     std::unique_ptr<platform::VEXD_Server> lookUpVexdServer(const std::string& name) override
     {
-        lookedUp.push_back(name);
-        if (lookUpRaises) throw platform::Failure("LookUpFailed", "the bus is in a bad mood");
-        if (vexd == nullptr) return nullptr;
-        return std::make_unique<VexdProxy>(*vexd);
+        lookUp(name);
+        return vexd != nullptr ? std::make_unique<VexdProxy>(*vexd) : nullptr;
     }
 
 private:
-    class Connection final : public platform::ServerConnection
+    void lookUp(const std::string& name)
     {
-    public:
-        explicit Connection(FakeObjectMessaging& messaging) : mMessaging(messaging) {}
+        lookedUp.push_back(name);
+        if (lookUpRaises) throw platform::Failure("LookUpFailed", "the bus is in a bad mood");
+    }
+
+    struct Connection final : platform::ServerConnection {
+        explicit Connection(FakeObjectMessaging& fake) : messaging(fake) {}
         ~Connection() override
         {
-            if (mName) mMessaging.published.erase(*mName);
+            std::erase_if(messaging.published, [this](const auto& item) { return item.second == root; });
         }
-        void setRootObject(platform::Pavo_Server& root) override { mRoot = &root; }
+        void setRootObject(platform::Pavo_Server& object) override { root = &object; }
         bool registerName(const std::string& name) override
         {
-            if (mRoot == nullptr || !mMessaging.published.emplace(name, mRoot).second) return false;
-            mName = name;
-            return true;
+            return root != nullptr && messaging.published.emplace(name, root).second;
         }
-
-    private:
-        FakeObjectMessaging& mMessaging;
-        platform::Pavo_Server* mRoot = nullptr;
-        std::optional<std::string> mName;
+        FakeObjectMessaging& messaging;
+        platform::Pavo_Server* root = nullptr;
     };
 
-    class Proxy final : public platform::Pavo_Server
-    {
-    public:
-        explicit Proxy(platform::Pavo_Server& root) : mRoot(root) {}
-        void pavo_quit() override { mRoot.pavo_quit(); }
-        void pavo_refreshPreferences() override { mRoot.pavo_refreshPreferences(); }
-        void pavo_syncNow() override { mRoot.pavo_syncNow(); }
-        std::int32_t pavo_doLogoutChecks(bool firstTimeSync, bool* prefSyncCompleted) override
-        {
-            return mRoot.pavo_doLogoutChecks(firstTimeSync, prefSyncCompleted);
-        }
-        std::int32_t pavo_doLoginChecks(bool firstTimeSync, bool* prefSyncCompleted) override
-        {
-            return mRoot.pavo_doLoginChecks(firstTimeSync, prefSyncCompleted);
-        }
-
-    private:
-        platform::Pavo_Server& mRoot;
+    /// The checks are not sent this way by anybody.
+    struct Proxy final : platform::Pavo_Server {
+        explicit Proxy(platform::Pavo_Server& server) : root(server) {}
+        void pavo_quit() override { root.pavo_quit(); }
+        void pavo_refreshPreferences() override { root.pavo_refreshPreferences(); }
+        void pavo_syncNow() override { root.pavo_syncNow(); }
+        std::int32_t pavo_doLogoutChecks(bool, bool*) override { return -1; }
+        std::int32_t pavo_doLoginChecks(bool, bool*) override { return -1; }
+        platform::Pavo_Server& root;
     };
 
     struct VexdProxy final : platform::VEXD_Server {

@@ -13,12 +13,10 @@ namespace fakes
 class FakeThreads final : public platform::Threads
 {
 public:
-    bool hasThreads = true;
-
     bool detach(std::function<void()> body) override
     {
-        if (hasThreads) mWaiting.push_back(std::move(body));
-        return hasThreads;
+        mWaiting.push_back(std::move(body));
+        return true;
     }
     void runAll()
     {

@@ -67,10 +67,10 @@ struct FlowRig : sync_test::SyncRig {
 
     FlowRig()
     {
-        for (const auto* key : {"PAVO_OK_BUTTON", "PAVO_MUST_BE_MHD_TITLE", "PAVO_MUST_BE_MHD_MESSAGE",
-                                "PAVO_NO_NETHOME_TITLE", "PAVO_NO_NETHOME_MESSAGE", "PAVO_HOME_CHANGED_NOSYNC_TITLE",
-                                "PAVO_HOME_CHANGED_NOSYNC__MESSAGE", "PAVO_NOTHING_TITLE", "PAVO_NOTHING_MESSAGE"}) {
-            state.mLocalizedStringsDict[key] = key;
+        state.mLocalizedStringsDict["PAVO_OK_BUTTON"] = "OK";
+        for (const std::string alert : {"MUST_BE_MHD", "NO_NETHOME", "HOME_CHANGED_NOSYNC", "NOTHING"}) {
+            for (const auto* end : {"_TITLE", "_MESSAGE", "__MESSAGE"})
+                state.mLocalizedStringsDict["PAVO_" + alert + end] = alert;
         }
         disks.mounted.insert(share);
         lobbyReplies(0, share);
@@ -84,14 +84,6 @@ struct FlowRig : sync_test::SyncRig {
         port.answer = [data = std::get<std::vector<std::byte>>(text)](const auto&) {
             return platform::MessagePort::Reply{.result = 0, .data = data};
         };
-    }
-    /// The titles of the alerts that were shown.
-    std::vector<std::string> alertTitles() const
-    {
-        std::vector<std::string> titles;
-        for (const auto& request : notification.requests)
-            titles.push_back(request.header.value_or(""));
-        return titles;
     }
 
 private:

@@ -58,7 +58,6 @@ TEST(FilterInclusionList, NarrowsToTheShareOfTheType)
         {"whole class: unchanged", kLogoutFirstTimeSync, Paths{"Mail", "Music"}, Paths{"Mail", "Music"}},
         {"background: settings excluded", kNowPeriodicSync, Paths{"Mail", "Music"}, Paths{"Mail", "Music"}, true},
         {"nothing stays nothing, others", kLoginNonprefSync, {}, {}},
-        {"nothing stays nothing, background", kPeriodicSync, {}, {}},
         {"settings of the whole home", kPeriodicAllPrefSync, Paths{}, items},
         {"the rest of the whole home", kLoginFirstTimeNonprefSync, Paths{}, Paths{}, true},
         {"settings: below an item counts", kLoginPrefSync, Paths{"Music", ".config/dconf"}, hidden},

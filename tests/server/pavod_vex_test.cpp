@@ -31,7 +31,6 @@ TEST(PavodVex, OneWayMessagesEndTheProcessOrGoOnServing)
         {"sync now that asks for it", &Server::pavo_syncNow, {"syncNow"}, true, false, true},
         {"sync now that was turned away", &Server::pavo_syncNow, {"syncNow"}, false, false, false},
         {"sync now that fails", &Server::pavo_syncNow, {"syncNow"}, true, true, false},
-        {"refresh that fails", &Server::pavo_refreshPreferences, {"refreshPreferences"}, false, true, false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

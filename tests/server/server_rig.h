@@ -26,48 +26,38 @@ struct FlowScript {
         if (whileRunning) whileRunning();
         return status;
     }
-    std::int32_t check(const char* name, bool isFirst, bool* prefSyncCompleted)
-    {
-        firstTimeSync = isFirst;
-        if (prefSyncCompleted != nullptr) *prefSyncCompleted = true;
-        return run(name);
-    }
 };
 
-class FakeFlows final : public roamer::Flows
-{
-public:
-    explicit FakeFlows(FlowScript& script) : mScript(script) {}
+struct FakeFlows final : roamer::Flows {
+    explicit FakeFlows(FlowScript& flows) : script(flows) {}
     bool syncNow() override
     {
-        mScript.run("syncNow");
-        return mScript.syncNowEndsProcess;
+        script.run("syncNow");
+        return script.syncNowEndsProcess;
     }
-    std::int32_t refreshPreferences() override { return mScript.run("refreshPreferences"); }
-    std::int32_t doPavoLoginChecks(bool isFirst, bool* done) override { return mScript.check("login", isFirst, done); }
-    std::int32_t doPavoLogoutChecks(bool isFirst, bool* done) override
+    std::int32_t refreshPreferences() override { return script.run("refreshPreferences"); }
+    std::int32_t doPavoLoginChecks(bool isFirst, bool* done) override { return check("login", isFirst, done); }
+    std::int32_t doPavoLogoutChecks(bool isFirst, bool* done) override { return check("logout", isFirst, done); }
+    std::int32_t check(const char* name, bool isFirst, bool* done)
     {
-        return mScript.check("logout", isFirst, done);
+        script.firstTimeSync = isFirst;
+        if (done != nullptr) *done = true;
+        return script.run(name);
     }
-
-private:
-    FlowScript& mScript;
+    FlowScript& script;
 };
 
 /// Another process's agent.
-class OtherAgent final : public platform::Pavo_Server
-{
-public:
+struct OtherAgent final : platform::Pavo_Server {
     std::vector<std::string> received;
     bool isGone = false;
 
-    void pavo_quit() override { receive("quit"); }
+    void pavo_quit() override {}
     void pavo_refreshPreferences() override { receive("refreshPreferences"); }
     void pavo_syncNow() override { receive("syncNow"); }
     std::int32_t pavo_doLogoutChecks(bool, bool*) override { return -1; }
     std::int32_t pavo_doLoginChecks(bool, bool*) override { return -1; }
 
-private:
     void receive(const char* message)
     {
         if (isGone) throw platform::Failure("MessageNotSent", "it has just ended");
