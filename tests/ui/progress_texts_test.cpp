@@ -29,22 +29,13 @@ protected:
     ProgressTexts()
     {
         state.mLocalizedStringsDict = {
-            {"PAVO_PROG_TITLE_SYNCSTATE_STARTING", "Starting"},
             {"PAVO_PROG_PATH_HOME_PATH", "Home"},
             {"PAVO_PROG_STATUS_MESSAGE_BYTES", "%@ bytes"},
             {"PAVO_PROG_STATUS_MESSAGE_KILOBYTES", "%@ KB"},
             {"PAVO_PROG_STATUS_MESSAGE_MEGABYTES", "%@ MB"},
             {"PAVO_PROG_STATUS_MESSAGE_GIGABYTES", "%@ GB"},
-            {"PAVO_CANCEL_BUTTON", "Cancel"},
         };
     }
-    /// Brings the window up for the whole home; where it stands.
-    WindowFrame display(bool hasCloseBox, WindowFrame position = {})
-    {
-        texts.displaySyncProgress(16, 1, 1, hasCloseBox, false, true, true, nullptr, position);
-        return windows.shown->frame;
-    }
-
     roamer::SharedState state;
     fakes::AccountRig rig{state.mUserRecord};
     fakes::FakeWindowSystem windows;
