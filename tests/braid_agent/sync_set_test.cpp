@@ -95,7 +95,6 @@ TEST(SyncSet, ImpossibleChangesAreRefusedAsAWhole)
         {protocol::kName, 1},
         {protocol::kIsAutomaticallySyncing, "1"},
         {protocol::kAutomaticSyncInterval, -5.0},
-        {protocol::kAutomaticSyncInterval, std::numeric_limits<double>::infinity()},
         {protocol::kAutomaticSyncInterval, std::numeric_limits<double>::quiet_NaN()},
         {protocol::kNextSyncTime, 1e30}, // the clock cannot hold it
         {protocol::kLocalInclusionSets, Array{Array{1}}},
@@ -161,12 +160,10 @@ TEST(PassPlan, HalfConfiguredSetsAreRefused)
     };
     const std::pair<const char*, std::function<void(SyncSet&)>> cases[] = {
         {"only one peer has the new lists", [](SyncSet& set) { set.local.inclusions[0] = {"Documents"}; }},
-        {"only one peer has the new rules", [](SyncSet& set) { set.remote.exclusions[0] = set.remote.exclusions[1]; }},
         {"fewer rule sets than jobs", [](SyncSet& set) { set.local.exclusions = set.remote.exclusions = {{}}; }},
         {"a job without options", [](SyncSet& set) { set.defaultSyncOptions.pop_back(); }},
         {"options for a job that is not there", [](SyncSet& set) { set.defaultSyncOptions.push_back(optionsOf(2)); }},
         {"two options for one job", [](SyncSet& set) { set.defaultSyncOptions[0] = optionsOf(1); }},
-        {"options that name no job", [](SyncSet& set) { set.defaultSyncOptions[0] = Dictionary{}; }},
         {"an unknown peer", options(platform::kSyncOptionPeerSyncPassReadOnlyKey, "other")},
         {"an unknown option", options("ReadOnly", 1)},
         {"a malformed expression",
