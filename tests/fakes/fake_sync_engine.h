@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -149,12 +150,8 @@ class FakeSyncManager final : public platform::SyncManager
 {
 public:
     enum class Creation { Works, AnswersNull, Raises };
-    struct Created {
-        std::string name;
-        std::optional<std::string> url;
-        std::optional<std::string> path;
-        bool operator==(const Created&) const = default;
-    };
+    using Text = std::optional<std::string>;
+    using Created = std::tuple<std::string, Text, Text>; ///< Name, URL and path.
 
     std::shared_ptr<FakeSyncSet> set;
     bool agentRunning = true;
@@ -170,16 +167,15 @@ public:
     }
 
     std::shared_ptr<platform::PhdSyncSet> phdSyncSet() override { return set; }
-    std::shared_ptr<platform::PhdSyncSet> createPHDSyncSet(const std::string& name,
-                                                           const std::optional<std::string>& remoteXMLSpec,
-                                                           const std::optional<std::string>& mountSuffixPath) override
+    std::shared_ptr<platform::PhdSyncSet> createPHDSyncSet(const std::string& name, const Text& url,
+                                                           const Text& path) override
     {
-        created.push_back({name, remoteXMLSpec, mountSuffixPath});
+        created.emplace_back(name, url, path);
         if (creation == Creation::Raises) throw platform::Failure("EngineFailure", "no set today");
         if (creation == Creation::AnswersNull) return nullptr;
         auto& made = addSet();
-        made.remoteHomeXMLSpec = remoteXMLSpec;
-        made.mountSuffixPath = mountSuffixPath;
+        made.remoteHomeXMLSpec = url;
+        made.mountSuffixPath = path;
         return set;
     }
     bool syncAgentIsRunning() override { return agentRunning; }

@@ -32,7 +32,7 @@ public:
         roamer::WindowFrame frame;
         std::pair<float, float> minimum, maximum;
         bool visible = false, minimized = false, key = false, closed = false, withoutLogin = false;
-        ControlState cancelButton, cancelAllButton;
+        ControlState cancelButton;
         std::string top{"unset"}, middle{"unset"}, bottom{"unset"};
         BarState bar;
     };
@@ -61,12 +61,11 @@ public:
         platform::ProgressLayout layout;
         layout.window = std::make_unique<FakeWindow>(shown);
         layout.cancelButton = std::make_unique<FakeControl>(shown, shown->cancelButton);
-        layout.cancelAllButton = std::make_unique<FakeControl>(shown, shown->cancelAllButton);
         layout.image = std::make_unique<FakeImage>();
         layout.topMessage = std::make_unique<FakeText>(shown, shown->top);
         layout.middleMessage = std::make_unique<FakeText>(shown, shown->middle);
         layout.bottomMessage = std::make_unique<FakeText>(shown, shown->bottom);
-        layout.statusBar = std::make_unique<FakeBar>(shown);
+        layout.statusBar = std::make_unique<FakeBar>(shown, shown->bar);
         return layout;
     }
     std::unique_ptr<platform::ModalSession> beginModalSession(platform::Window*) override
@@ -146,7 +145,7 @@ private:
     };
 
     struct FakeBar final : platform::ProgressBar {
-        explicit FakeBar(State window) : keptWindow(std::move(window)), bar(keptWindow->bar) {}
+        FakeBar(State window, BarState& state) : keptWindow(std::move(window)), bar(state) {}
         void setRange(double, double) override {}
         bool isIndeterminate() const override { return bar.indeterminate; }
         void setIndeterminate(bool indeterminate) override { bar.indeterminate = indeterminate; }
