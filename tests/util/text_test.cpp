@@ -4,7 +4,6 @@
 
 #include "util/path_text.h"
 #include "util/pseudo_xml.h"
-#include "util/utf_text.h"
 
 namespace
 {
@@ -41,24 +40,6 @@ TEST(PseudoXml, GivesTheInnerElements)
     for (const auto& c : cases)
         EXPECT_EQ(dictionaryWithPseudoXMLString(&c.text), c.expected) << c.name;
     EXPECT_EQ(dictionaryWithPseudoXMLString(nullptr), std::nullopt);
-}
-
-TEST(UtfText, TellsUtf8FromOtherBytes)
-{
-    for (const char* text : {"", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80", "\xf4\x8f\xbf\xbf"})
-        EXPECT_EQ(utf8FromUtf16(utf16FromUtf8(text).value_or(u"none")), text);
-    const std::pair<const char*, const char*> bad[] = {
-        {"above the last code point", "\xf4\x90\x80\x80"},
-        {"a slash in two bytes", "\xc0\xaf"},
-        {"a euro sign in four bytes", "\xf0\x82\x82\xac"},
-        {"a surrogate", "\xed\xa0\x80"},
-        {"cut short", "a\xe2\x82"},
-        {"a continuation alone", "\x80"},
-    };
-    for (const auto& [name, text] : bad)
-        EXPECT_FALSE(isUtf8(text) || utf16FromUtf8(text)) << name;
-    for (const auto& half : {std::u16string{0xd83d}, {0xd83d, u'a'}, {0xde00, 0xd83d}})
-        EXPECT_EQ(utf8FromUtf16(half), std::nullopt);
 }
 
 } // namespace
