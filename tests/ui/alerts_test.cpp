@@ -24,10 +24,9 @@ protected:
         // Each text is its key without the prefix, but for the one with placeholders.
         for (const char* key :
              {"OK_BUTTON", "HOME_IN_USE_TITLE", "HOME_IN_USE_MESSAGE", "HOME_IN_USE_SYNC_LATER_BUTTON",
-              "HOME_IN_USE_SYNC_NOW_BUTTON", "HOME_NET_HOME_MISSING_TITLE", "HOME_NET_HOME_MISSING_MESSAGE",
-              "MUST_BE_MHD_TITLE", "MUST_BE_MHD_MESSAGE", "NO_NETHOME_TITLE", "NO_NETHOME_MESSAGE",
-              "HOME_CHANGED_NOSYNC_TITLE", "HOME_CHANGED_NOSYNC__MESSAGE", "NOTHING_TITLE", "NOTHING_MESSAGE",
-              "HOME_NET_HOME_TIME_NEWER_TITLE", "HOME_CHANGED_SELECT_NETWORK_BUTTON", "HOME_CHANGED_SYNC_LATER_BUTTON",
+              "HOME_IN_USE_SYNC_NOW_BUTTON", "HOME_CHANGED_NOSYNC_TITLE", "HOME_CHANGED_NOSYNC__MESSAGE",
+              "NOTHING_TITLE", "NOTHING_MESSAGE", "HOME_NET_HOME_TIME_NEWER_TITLE",
+              "HOME_CHANGED_SELECT_NETWORK_BUTTON", "HOME_CHANGED_SYNC_LATER_BUTTON",
               "HOME_CHANGED_SELECT_LOCAL_BUTTON"})
             state.mLocalizedStringsDict["PAVO_" + std::string(key)] = key;
         state.mLocalizedStringsDict["PAVO_HOME_NET_HOME_TIME_NEWER_MESSAGE"] = "net %@ local %@";
@@ -58,15 +57,11 @@ protected:
     const std::string title = "T", msg = "M", ok = "OK", alt = "Alt", other = "Other", box = "Box";
 };
 
-TEST_F(Alerts, EachDialogShowsItsTexts)
+TEST_F(Alerts, DialogsOfOneTwoAndThreeButtonsShowTheirTexts)
 {
     const std::pair<std::function<void()>, const char*> cases[] = {
         {[&] { alerts.doConfirmSyncStartHomeInUseMsg(false); },
          "HOME_IN_USE_TITLE|HOME_IN_USE_MESSAGE|HOME_IN_USE_SYNC_LATER_BUTTON|HOME_IN_USE_SYNC_NOW_BUTTON|-|-|"},
-        {[&] { alerts.doSyncNetHomePathInvalidMsg(false); },
-         "HOME_NET_HOME_MISSING_TITLE|HOME_NET_HOME_MISSING_MESSAGE|OK_BUTTON|-|-|-|"},
-        {[&] { alerts.doNotAMobileAccountMsg(false); }, "MUST_BE_MHD_TITLE|MUST_BE_MHD_MESSAGE|OK_BUTTON|-|-|-|"},
-        {[&] { alerts.doUnableToMountHomeForSyncMsg(false); }, "NO_NETHOME_TITLE|NO_NETHOME_MESSAGE|OK_BUTTON|-|-|-|"},
         {[&] { alerts.doCantSyncChangedNetworkPrefsMessage(false); },
          "HOME_CHANGED_NOSYNC_TITLE|HOME_CHANGED_NOSYNC__MESSAGE|OK_BUTTON|-|-|-|"},
         {[&] { alerts.doSyncNetHomeTimeNewerMsg(false, "L", "%@"); }, // values are not formats
