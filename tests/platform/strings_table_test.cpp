@@ -1,17 +1,13 @@
-// How texts of a language are found and read.
+#include "platform/linux/strings_table.h"
 
 #include <gtest/gtest.h>
 
-#include "platform/linux/strings_table.h"
-#include "platform/linux/user_languages.h"
 #include "property_list_bytes.h"
-#include "tests/fakes/temp_environment.h"
 
 namespace
 {
 
 using namespace platform;
-using Names = std::vector<std::string>;
 
 struct StringsCase {
     const char* name;
@@ -44,25 +40,6 @@ TEST(StringsTable, ReadsTextsAndTellsWhereItIsBroken)
     for (const auto& [text, expected] : kBrokenTables) {
         const auto error = std::get<StringsTableError>(readStringsTable(tests::asBytes(text))).text;
         EXPECT_NE(error.find(expected), std::string::npos) << error;
-    }
-}
-
-TEST(UserLanguages, ChooseTheLocalizations)
-{
-    const struct {
-        const char *language, *all, *lang;
-        Names expected;
-    } cases[] = {
-        {"de", "C.UTF-8", "de_DE.UTF-8", {"English"}}, // the C locale silences LANGUAGE
-        {"", "", "de_AT.UTF-8@euro", {"German", "English"}},
-        {"", "ja_JP.UTF-8", "de_DE", {"ja", "English"}},
-        {"xx:pt_BR:fr", "", "de_DE", {"pt_BR", "French", "German", "English"}},
-        {"", "", "pt_PT", {"English"}}, // another country's language
-    };
-    for (const auto& c : cases) {
-        const fakes::TempEnvironment environment{
-            {"LANGUAGE", c.language}, {"LC_ALL", c.all}, {"LC_MESSAGES", ""}, {"LANG", c.lang}};
-        EXPECT_EQ(matchingLocalizations({"English", "French", "German", "ja", "pt_BR"}, userLanguages()), c.expected);
     }
 }
 
