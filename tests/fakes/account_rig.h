@@ -12,14 +12,39 @@
 #include "platform/linux/preference_store.h"
 #include "platform/linux/property_list_codec.h"
 #include "tests/fakes/fake_bundles.h"
+#include "tests/fakes/fake_directory.h"
 #include "tests/fakes/fake_effective_user.h"
+#include "tests/fakes/fake_identity_service.h"
 #include "tests/fakes/recording_log.h"
 #include "tests/fakes/temp_root.h"
-#include "tests/fakes/test_user_record.h"
 #include "util/preference_domains.h"
 
 namespace fakes
 {
+
+/// A context for records of whose services a test wants nothing in particular. The local node is "/Local/Default".
+inline roamer::DirectoryContext& testDirectoryContext()
+{
+    static FakeDirectory directory;
+    static FakeIdentityService identity;
+    static const auto codec = platform::makePropertyListCodec();
+    static roamer::DirectoryContext context(directory, identity, *codec);
+    return context;
+}
+
+/// The record of "jo" on the local node with one value per attribute; attributes that are not listed are missing:
+///
+///     makeUserRecord({{"axAttrTypeStandard:UniqueID", "501"}})
+inline roamer::AmruVEXRecord
+makeUserRecord(std::initializer_list<std::pair<const std::string, roamer::PropertyList>> attributes)
+{
+    roamer::Dictionary values;
+    for (const auto& [name, value] : attributes)
+        values[name] = roamer::Array{value};
+    return *roamer::AmruVEXRecord::vexrecordWithRecord(
+        testDirectoryContext(),
+        std::make_shared<FakeDirectoryRecord>("axRecTypeStandard:Users", "jo", std::move(values)));
+}
 
 /// The account "jo" with both homes and all preference layers in a temporary folder.
 struct AccountRig {

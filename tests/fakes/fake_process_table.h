@@ -13,10 +13,9 @@ class FakeProcessTable final : public platform::ProcessTable
 {
 public:
     std::optional<std::vector<platform::ProcessRecord>> table = std::vector<platform::ProcessRecord>{};
-    int own = 1000;
 
     std::optional<std::vector<platform::ProcessRecord>> processes() override { return table; }
-    int ownPid() override { return own; }
+    int ownPid() override { return 1000; }
 };
 
 } // namespace fakes

@@ -19,19 +19,15 @@ namespace fakes
 {
 
 /// Remembers what it was given.
-class FakeSyncPeer final : public platform::SyncPeer
-{
-public:
-    explicit FakeSyncPeer(std::string ref) : mRef(std::move(ref)) {}
-    roamer::PropertyList peerRef() override { return mRef; }
+struct FakeSyncPeer final : platform::SyncPeer {
+    explicit FakeSyncPeer(std::string peerRef) : ref(std::move(peerRef)) {}
+    roamer::PropertyList peerRef() override { return ref; }
     void setInclusionSets(const std::vector<std::set<std::string>>& sets) override { inclusionSets = sets; }
     void setExclusionSets(const std::vector<roamer::MatchRules>& sets) override { exclusionSets = sets; }
 
     std::vector<std::set<std::string>> inclusionSets;
     std::vector<roamer::MatchRules> exclusionSets;
-
-private:
-    std::string mRef;
+    std::string ref;
 };
 
 /// A set without an engine: a test says what it reports, and reads what it was told.
@@ -85,7 +81,6 @@ public:
     }
     bool hasCallback() const { return static_cast<bool>(mCallback); }
     long count(const std::string& call) const { return std::ranges::count(calls, call); }
-    long starts() const { return count("startSync"); }
 
     int state() override
     {

@@ -13,13 +13,12 @@ namespace fakes
 class FakeSystemSettings final : public platform::SystemSettings
 {
 public:
-    bool answer = true;
     std::vector<std::pair<std::string, std::string>> revealed;
 
     bool revealSettingsAnchor(const std::string& paneId, const std::string& anchor) override
     {
         revealed.emplace_back(paneId, anchor);
-        return answer;
+        return true;
     }
 };
 

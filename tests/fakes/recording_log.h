@@ -15,11 +15,6 @@ namespace fakes
 class RecordingLog final : public roamer::LogTarget, public platform::SystemLog
 {
 public:
-    struct Line {
-        int level;
-        std::string text;
-    };
-
     RecordingLog() : mBeforeTarget(roamer::setLogTarget(this)), mBeforeLog(roamer::setReportLog(this)) {}
     ~RecordingLog() override
     {
@@ -28,22 +23,16 @@ public:
     }
 
     bool wants(int) override { return true; }
-    void write(int level, const std::string& message) override { lines.push_back({level, message}); }
+    void write(int, const std::string& message) override { lines.push_back(message); }
     void error(const std::string& text) override { system.push_back(text); }
 
-    bool has(int level, const std::string& text) const
-    {
-        return std::any_of(lines.begin(), lines.end(),
-                           [&](const Line& line) { return line.level == level && line.text == text; });
-    }
     /// How many lines of any level hold the text.
     long countContaining(const std::string& text) const
     {
-        return std::count_if(lines.begin(), lines.end(),
-                             [&](const Line& line) { return line.text.find(text) != std::string::npos; });
+        return std::ranges::count_if(lines, [&](const auto& line) { return line.find(text) != std::string::npos; });
     }
 
-    std::vector<Line> lines;
+    std::vector<std::string> lines;
     std::vector<std::string> system;
 
 private:

@@ -78,7 +78,7 @@ struct NowRig : flows_test::FlowRig {
     /// What came of a run.
     std::string done()
     {
-        std::string text = set.starts() > 0 ? " started" : "";
+        std::string text = set.count("startSync") > 0 ? " started" : "";
         if (!disks.unmounted.empty()) text += " unmounted";
         // Background syncs begin after one interval.
         if (set.automatic && set.nextSyncTime && *set.nextSyncTime == loop.date() + 1200s) text += " rearmed";
@@ -137,7 +137,7 @@ TEST(SyncNow, IsTurnedAwayWhileAnotherCommandRuns)
         EXPECT_TRUE(rig.syncNow.syncNow());
     });
     EXPECT_TRUE(rig.syncNow.syncNow());
-    EXPECT_EQ(rig.set.starts(), 1);
+    EXPECT_EQ(rig.set.count("startSync"), 1);
 }
 
 TEST(SyncNow, OptionSyncsPreferencesThatWouldWait)

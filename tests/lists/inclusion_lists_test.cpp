@@ -23,7 +23,6 @@ TEST(InclusionList, ComesFromTheLayerThatDecides)
         InclusionSet login, background;
     } const cases[] = {
         {"managed alone counts", {{kManaged, managed}}, Dictionary{{kOwn, own}}, Paths{"Managed"}, Paths{}},
-        {"in its own set", {{"syncedFolders-managed", managed}}, Dictionary{}, Paths{"Default"}, Paths{"Managed"}},
         {"no array forces nothing to sync", {{kManaged, "Managed"}}, Dictionary{{kOwn, own}}, {}, Paths{}},
         {"the user cannot manage", {}, Dictionary{{kManaged, own}}, Paths{"Default"}, Paths{}},
         {"replacing is forced", {{kReplace, true}}, Dictionary{{kOwn, own}}, {}, Paths{}},

@@ -26,20 +26,15 @@ struct HomeItems {
 
 constexpr HomeItems kHome[] = {
     {Rest, true,
-     "Documents/cache analysis.odt, Documents/Cache/readme.txt, Documents/Trash/what I threw away.txt, Documents/lock, "
-     "Documents/core, Documents/notes.txt~, Documents/#1 hits.txt, Documents/budget.lock.ods, Documents/holiday.swp, "
-     "Documents/.hidden notes, Documents/.nfs notes, Documents/.config/app/Cache/kept.txt, "
-     "Documents/Library/books.ods, Documents/$RECIPE.docx, Library of books/list.ods, Logs/ship.txt, Mail/inbox, "
-     "Music/S.O.S..ogg, Pictures/thumbnails/a.png, src/thing/.git/config, src/thing/.git/index.lock, "
-     "snap/editor/current/settings.json, bin/tool"},
+     "Documents/cache analysis.odt, Documents/Trash/thrown away.txt, Documents/lock, Documents/notes.txt~, "
+     "Documents/#1 hits.txt, Documents/.nfs notes, Documents/.config/app/Cache/kept.txt, Documents/$RECIPE.docx, "
+     "Library of books/list.ods, Logs/ship.txt, Music/S.O.S..ogg, Pictures/thumbnails/a.png, "
+     "src/thing/.git/index.lock, snap/editor/current/settings.json"},
     {Settings, true,
-     ".bashrc, .config/dconf/user, .config/app/Cache policy.ini, .config/pulse/client.conf, "
-     ".config/browser/Default/Bookmarks, .config/browser/Default/Service Worker/Database/LOG, "
-     ".mozilla/browser/x.default/places.sqlite, .mozilla/browser/x.default/lock.json, .ssh/id_ed25519, "
-     ".ssh/agents.txt, .gnupg/pubring.kbx, .local/share/applications/my.desktop, .local/share/TrashTalk/scores, "
-     ".local/state/editor/undo, .var/app/org.example.Draw/data/brushes, .var/app/org.example.Draw/config/cache/kept, "
-     ".cargo/config.toml, .gradle/gradle.properties, .npm/notes, .cachet, Library/Preferences/org.example.draw.plist, "
-     "Library/Preferences/com.kestrel.roamer.other.plist, Library/Fonts/My.ttf"},
+     ".bashrc, .config/app/Cache policy.ini, .config/pulse/client.conf, .mozilla/browser/x.default/lock.json, "
+     ".config/browser/Default/Service Worker/Database/LOG, .ssh/agents.txt, .gnupg/pubring.kbx, "
+     ".local/share/TrashTalk/scores, .local/state/editor/undo, .var/app/org.example.Draw/config/cache/kept, "
+     ".cargo/config.toml, .npm/notes, .cachet, Library/Preferences/com.kestrel.roamer.other.plist"},
     // The sync's own, and what was deleted while open.
     {Settings, false, "Library/Preferences/com.kestrel.roamer.plist, .Braid/id, .vexlc, .fstemp0815/part"},
     {Rest, false,

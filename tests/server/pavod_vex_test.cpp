@@ -43,7 +43,7 @@ TEST(PavodVex, OneWayMessagesEndTheProcessOrGoOnServing)
         EXPECT_EQ(rig.endsProcess([&] { (*roamer::gPavoServer.*c.message)(); }), c.ends);
         EXPECT_EQ(rig.flows.started, c.flows);
         EXPECT_EQ(rig.application.stops, c.ends ? 1 : 0);
-        EXPECT_EQ(rig.log.has(2, "Pavo.applicationWillTerminate"), c.ends);
+        EXPECT_EQ(rig.log.countContaining("Pavo.applicationWillTerminate"), c.ends);
         EXPECT_EQ(rig.log.countContaining("caught exception name=\"EngineGone\", reason=\"nobody answers\""), c.fails);
         EXPECT_TRUE(c.ends || rig.messaging.published.contains("com.kestrel.roamer"));
     }

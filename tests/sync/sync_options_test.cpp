@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "tests/sync/sync_rig.h"
 
 namespace
@@ -9,47 +7,6 @@ namespace
 
 using namespace roamer;
 using sync_test::SyncRig;
-
-/// Which key steers which types: with only this key in the preferences, exactly these types follow it.
-struct KeyCase {
-    const char* key;
-    std::set<int> types;
-};
-
-void expectOnlyTypesFollow(SyncRig& rig, const KeyCase& c, const PropertyList& value,
-                           const std::function<bool(int type)>& follows)
-{
-    SCOPED_TRACE(c.key);
-    rig.setUser({{c.key, value}});
-    std::set<int> following;
-    for (int type = -1; type <= kAllSyncParts + 12; ++type) {
-        if (follows(type)) following.insert(type);
-    }
-    EXPECT_EQ(following, c.types);
-}
-
-TEST(SyncOptions, EachTypeFollowsItsOwnKeys)
-{
-    const KeyCase conflicts[] = {
-        {kLoginPrefSyncConflictResolution, {0, 1}},       {kLoginNonprefSyncConflictResolution, {2}},
-        {kLogoutPrefSyncConflictResolution, {8, 9}},      {kLogoutNonprefSyncConflictResolution, {10}},
-        {kBackgroundConflictResolution, {3, 11, 16, 18}},
-    };
-    const KeyCase syncs[] = {
-        {kSyncPreferencesAtLogin, {0, 1, 2}},   {kSyncBackgroundSetAtLogin, {3}},
-        {kSyncPreferencesAtLogout, {8, 9, 10}}, {kSyncBackgroundSetAtLogout, {11}},
-        {kSyncPreferencesInBackground, {17}},   {kSyncPreferencesAtSyncNow, {19}},
-    };
-    SyncRig rig;
-    auto& options = rig.options;
-    for (const auto& c : conflicts) {
-        expectOnlyTypesFollow(rig, c, "mobileHomeWins", [&](int type) {
-            return options.getConflictResolutionOverride(type, 77) == kLocalWinsConflicts;
-        });
-    }
-    for (const auto& c : syncs)
-        expectOnlyTypesFollow(rig, c, "dontSync", [&](int type) { return !options.getShouldSyncOverride(type); });
-}
 
 TEST(SyncOptions, ConflictWordsAreTakenExactlyAndTheManagedOneFirst)
 {
