@@ -63,6 +63,7 @@ inline std::map<std::string, std::string> windowTexts()
 }
 
 struct StateHolder {
+    fakes::FakeWindowSystem windows; // outlives the controller in `state`
     roamer::SharedState state;
 };
 
@@ -71,7 +72,6 @@ struct SyncRig : StateHolder, fakes::AccountRig {
     fakes::FakeRunLoop loop;
     std::unique_ptr<platform::Predicates> predicates = platform::makePredicates();
     fakes::FakeUserFormats formats;
-    fakes::FakeWindowSystem windows;
     fakes::FakePowerService power;
     fakes::FakeSyncManager engine;
     fakes::FakeDistributedNotifications notifications;
