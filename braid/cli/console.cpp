@@ -23,7 +23,7 @@ void onSignal(int)
 }
 
 /// Turns a signal into a stop request; request_stop() itself is nothing that a signal handler may call.
-void watchSignals(const std::stop_token& ended, std::stop_source stop)
+void watchSignals(const std::stop_token& ended, const std::stop_source& stop)
 {
     while (!ended.stop_requested()) {
         if (gSignalled) {

@@ -211,11 +211,13 @@ void Propagator::takeStaged(const std::vector<const Action*>& batch)
 {
     std::vector<StagingCrew::Result> results = mCrew.finish();
     for (std::size_t i = 0; i < results.size(); ++i) {
-        if (!results[i]) continue;
-        if (*results[i]) {
-            mBatch.push_back(std::move(**results[i]));
+        auto& result = results[i];
+        if (!result) continue;
+        auto& staged = *result;
+        if (staged) {
+            mBatch.push_back(std::move(*staged));
         } else if (!mBench.isStopped()) {
-            failedToStage(*batch[i], results[i]->problem());
+            failedToStage(*batch[i], staged.problem());
         }
     }
 }

@@ -18,7 +18,7 @@ namespace
 {
 
 // A request is a URL, a path and a number.
-constexpr std::size_t kLargestBody = 64 * 1024;
+constexpr std::size_t kLargestBody = std::size_t{64} * 1024;
 
 Dictionary failed(int error)
 {

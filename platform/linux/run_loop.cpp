@@ -54,7 +54,7 @@ private:
         const auto shared = std::make_shared<std::function<void()>>(std::move(task));
         // The copy keeps the task alive when it drops its own timer.
         QObject::connect(timer, &QTimer::timeout, timer, [shared] {
-            const auto running = shared;
+            const auto running = shared; // NOLINT(performance-unnecessary-copy-initialization)
             (*running)();
         });
         timer->start(roundedUp(delay));
