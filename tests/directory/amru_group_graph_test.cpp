@@ -1,0 +1,106 @@
+#include "directory/amru_group_graph.h"
+
+#include "record_fixture.h"
+
+namespace roamer
+{
+
+namespace
+{
+
+using Names = std::vector<std::string>;
+
+class GroupGraphTest : public RecordFixture
+{
+protected:
+    AmruVEXRecord named(const char* type, const std::string& name, Dictionary attributes = {})
+    {
+        attributes[kUuidAttribute] = Array{"uuid-" + name};
+        return *AmruVEXRecord::vexrecordWithRecord(
+            context, std::make_shared<fakes::FakeDirectoryRecord>(type, name, std::move(attributes)));
+    }
+    AmruVEXRecord group(const std::string& name) { return named(kGroupRecordType, name); }
+    AmruVEXRecord workgroup(const std::string& name)
+    {
+        auto record = group(name);
+        record.setVEXFlagsDictionary(Dictionary{{kHasVexSettingsFlag, true}});
+        return record;
+    }
+    AmruGroupGraph::Node node(const AmruVEXRecord& record) { return AmruGroupGraph::createWithVEXRecord(record); }
+
+    static Names names(const AmruGroupGraph::Records& records)
+    {
+        Names result;
+        if (!records) return {"null"};
+        for (const auto& record : *records)
+            result.push_back(*record.recordName());
+        return result;
+    }
+};
+
+TEST_F(GroupGraphTest, KeepsParentsByNameAndEquivalentOnesOnce)
+{
+    const auto jo = node(named(kUserRecordType, "jo"));
+    for (const char* name : {"staff", "admin", "wheel", "staff"})
+        jo->add(group(name), jo);
+    EXPECT_EQ(names(jo->orderedVEXRecords(false)), (Names{"jo", "admin", "staff", "wheel"}));
+
+    jo->removeParentAtIndex(0);
+    jo->removeParentAtIndex(3);
+    jo->removeParentAtIndex(1);
+    EXPECT_EQ(names(jo->orderedVEXRecords(false)), (Names{"jo", "admin", "wheel"}));
+    EXPECT_EQ(AmruGroupGraph::createWithVEXRecord(std::nullopt), nullptr);
+}
+
+TEST_F(GroupGraphTest, MeetsEachNodeOnceAlsoWhereAGroupIsItsOwnAncestor)
+{
+    auto inner = node(group("inner"));
+    {
+        const auto outer = node(group("outer"));
+        outer->addParent(inner);
+        inner->addParent(outer);
+        inner->addParent(node(group("zoo")));
+        inner->addAsParentOfGraphNodeWithUUIDString(group("zoo"), "uuid-outer");
+    }
+    EXPECT_EQ(names(inner->orderedVEXRecords(true)), (Names{"inner", "outer", "zoo"}));
+    EXPECT_EQ(inner->findGraphNodeWithName("zoo", kGroupRecordType), inner->findGraphNodeWithUUIDString("uuid-zoo"));
+    EXPECT_EQ(inner->findGraphNodeWithName("zoo", kUserRecordType), nullptr);
+    EXPECT_EQ(inner->findGraphNodeWithUUIDString(std::nullopt), nullptr);
+
+    EXPECT_TRUE(inner->hasParentWithUUIDStringInList({"no", "uuid-outer"}, "*"));
+    EXPECT_TRUE(inner->hasParentWithUUIDStringInList({"*"}, "*"));
+    EXPECT_FALSE(inner->hasParentWithUUIDStringInList({"no"}, "*"));
+
+    // A pointer into the graph keeps all of it, whichever node it was joined from.
+    auto zoo = inner->findGraphNodeWithUUIDString("uuid-zoo");
+    inner.reset();
+    EXPECT_EQ(names(zoo->orderedVEXRecords(false)), Names{"zoo"});
+}
+
+TEST_F(GroupGraphTest, ListsWhatAppliesInOrder)
+{
+    // jo -> pupils -> school* ; jo -> team* -> school*; then the computer: mac -> lab -> team*
+    const auto jo = node(named(kUserRecordType, "jo", {{kSettingsAttribute, Array{"one"}}}));
+    jo->add(group("pupils"), jo);
+    jo->add(workgroup("team"), jo);
+    jo->addAsParentOfGraphNodeWithUUIDString(workgroup("school"), "uuid-pupils");
+    jo->addAsParentOfGraphNodeWithUUIDString(workgroup("school"), "uuid-team");
+    jo->addAsParentOfGraphNodeWithUUIDString(workgroup("nowhere"), "uuid-unknown");
+    const auto computer = node(named(kComputerRecordType, "desk"));
+    computer->add(group("lab"), computer);
+    computer->addAsParentOfGraphNodeWithUUIDString(workgroup("team"), "uuid-lab");
+    jo->setNextGraph(computer);
+    computer->setNextGraph(jo);
+
+    EXPECT_EQ(names(jo->orderedVEXRecords(false)), (Names{"jo", "pupils", "school", "team"}));
+    EXPECT_EQ(names(jo->orderedVEXRecords(true)), (Names{"jo", "pupils", "school", "team", "desk", "lab"}));
+    EXPECT_EQ(names(jo->workgroupVEXRecords(true)), (Names{"school", "team"}));
+    EXPECT_EQ(names(jo->vexSettingsVEXRecords(true)), (Names{"jo", "school", "team"}));
+    EXPECT_EQ(names(jo->firstAncestralWorkgroupVEXRecords()), (Names{"school", "team"}));
+    EXPECT_EQ(names(computer->firstAncestralWorkgroupVEXRecords()), Names{"team"});
+    EXPECT_EQ(names(node(group("alone"))->workgroupVEXRecords(true)), Names{"null"});
+}
+
+} // namespace
+
+} // namespace roamer
