@@ -4,7 +4,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "lobby_holds.h"
+#include "lobby_protocol.h"
 #include "share_url.h"
 #include "util/lobby_notify.h"
 

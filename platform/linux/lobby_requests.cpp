@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "lobby_holds.h"
+#include "lobby_protocol.h"
 #include "share_url.h"
 #include "util/debug_log.h"
 #include "util/lobby_notify.h"

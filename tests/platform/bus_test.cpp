@@ -8,7 +8,7 @@
 
 #include "platform/failure.h"
 #include "platform/linux/application.h"
-#include "platform/linux/lobby_holds.h"
+#include "platform/linux/lobby_protocol.h"
 #include "platform/linux/lobby_requests.h"
 #include "platform/linux/message_port.h"
 #include "platform/linux/object_messaging.h"
