@@ -13,6 +13,7 @@
 #include <variant>
 #include <vector>
 
+#include "disk/descriptor.h"
 #include "disk/facts.h"
 #include "match_rule.h"
 
@@ -161,8 +162,8 @@ public:
     EngineLock& operator=(const EngineLock&) = delete;
 
 private:
-    EngineLock(int descriptor, bool leavesNoTrace);
-    int mDescriptor;
+    EngineLock(Descriptor file, bool leavesNoTrace);
+    Descriptor mFile;
     bool mLeavesNoTrace;
 };
 

@@ -1,13 +1,13 @@
 #include "archive.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
+#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
+
+#include "braid/disk/calls.h"
+#include "braid/disk/content.h"
+#include "braid/disk/system.h"
 
 namespace braid
 {
@@ -89,13 +89,22 @@ Stamp stampFrom(const Statement& statement, int at)
     return stamp;
 }
 
-void setAside(const std::string& file)
+std::int64_t secondsNow()
 {
-    const std::string aside = file + ".damaged-" + std::to_string(std::time(nullptr));
-    std::rename(file.c_str(), aside.c_str());
+    constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+    return disk::system().now() / kNanosecondsPerSecond;
+}
+
+void setAside(const std::string& markerFolder)
+{
+    const auto folder = disk::openTop(markerFolder);
+    if (!folder) return;
+    const std::string file = kFile;
+    const std::string aside = file + ".damaged-" + std::to_string(secondsNow());
+    disk::renameOver(folder->number(), kFile, folder->number(), aside.c_str());
     // The log belongs to the damaged file; SQLite would play it into the new one.
-    std::rename((file + "-wal").c_str(), (aside + "-wal").c_str());
-    ::unlink((file + "-shm").c_str());
+    disk::renameOver(folder->number(), (file + "-wal").c_str(), folder->number(), (aside + "-wal").c_str());
+    disk::unlink(folder->number(), (file + "-shm").c_str());
 }
 
 std::int64_t layoutOf(Database& database)
@@ -137,26 +146,49 @@ Outcome<std::unique_ptr<Database>> openForWriting(const std::string& file)
     return database;
 }
 
-/// An archive that nobody may write is read from a copy when its log is not empty: an immutable open skips the log.
-Outcome<std::unique_ptr<Database>> openForReading(const std::string& file)
+int copyFile(int fromFolder, int toFolder, const std::string& name)
 {
-    struct stat facts {
+    const auto source = disk::openFile(fromFolder, name.c_str());
+    if (!source) return source.problem().code;
+    const auto stat = disk::statOf(source->number());
+    if (!stat) return stat.problem().code;
+    const auto target = disk::createFile(toFolder, name.c_str());
+    if (!target) return target.problem().code;
+    const auto copied = copyContent(*source, *stat, *target, {}, [](std::uint64_t) {});
+    return copied ? 0 : copied.problem().code;
+}
+
+/// An archive that nobody may write is read from a copy when its log is not empty: an immutable open skips the log.
+Outcome<std::unique_ptr<Database>> openForReading(const std::string& markerFolder)
+{
+    const auto folder = disk::openTop(markerFolder);
+    const auto look = [&](const std::string& name) {
+        return folder ? disk::statAt(folder->number(), name.c_str()) : Outcome<Stat>{Stat{}};
     };
-    if (::stat(file.c_str(), &facts) < 0) return openForWriting(":memory:");
-    if (::stat((file + "-wal").c_str(), &facts) < 0 || facts.st_size == 0) {
-        return Database::open(file, Database::Access::ReadOnlyAsItLies);
+    const std::string log = std::string{kFile} + "-wal";
+    if (const auto stat = look(kFile); !stat || !stat->exists()) return openForWriting(":memory:");
+    if (const auto stat = look(log); !stat || stat->size == 0) {
+        return Database::open(markerFolder + "/" + kFile, Database::Access::ReadOnlyAsItLies);
     }
     std::error_code error;
-    const std::filesystem::path temporary = std::filesystem::temp_directory_path(error);
-    std::string folder = ((error ? "/tmp" : temporary) / "braid-XXXXXX").native();
-    if (!::mkdtemp(folder.data())) return Problem{errno, "copy the archive", file};
-    const std::string copy = folder + "/" + kFile;
-    std::filesystem::copy_file(file, copy, error);
-    if (!error) std::filesystem::copy_file(file + "-wal", copy + "-wal", error);
-    auto database = Database::open(copy, Database::Access::ReadWrite);
-    if (database) (*database)->execute("SELECT count(*) FROM pair"); // attaches the log before the names go
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
+    const std::filesystem::path path = std::filesystem::temp_directory_path(error);
+    const auto temporary = disk::openTop(error ? "/tmp" : path.native());
+    if (!temporary) return temporary.problem();
+    std::uint64_t number = 0;
+    disk::system().randomBytes(&number, sizeof number);
+    const std::string name = "braid-" + std::to_string(number);
+    if (int code = disk::makeFolder(temporary->number(), name.c_str(), 0700)) {
+        return Problem{code, "copy the archive", name};
+    }
+    const auto copies = disk::openFolder(temporary->number(), name);
+    int code = copies ? copyFile(folder->number(), copies->number(), kFile) : copies.problem().code;
+    if (code == 0) code = copyFile(folder->number(), copies->number(), log);
+    Outcome<std::unique_ptr<Database>> database = Problem{code, "copy the archive", name};
+    if (code == 0) {
+        database = Database::open(((error ? "/tmp" : path) / name / kFile).native(), Database::Access::ReadWrite);
+        if (database) (*database)->execute("SELECT count(*) FROM pair"); // attaches the log before the names go
+    }
+    disk::removeTree(temporary->number(), name.c_str());
     return database;
 }
 
@@ -166,8 +198,7 @@ Archive::Archive(std::unique_ptr<Database> database) : mDatabase(std::move(datab
 
 Outcome<std::unique_ptr<Archive>> Archive::open(const std::string& markerFolder, bool mayWrite)
 {
-    const std::string file = markerFolder + "/" + kFile;
-    auto database = mayWrite ? openForWriting(file) : openForReading(file);
+    auto database = mayWrite ? openForWriting(markerFolder + "/" + kFile) : openForReading(markerFolder);
     if (database && isUnusable(**database)) {
         *database = nullptr;
         return openAfresh(markerFolder, mayWrite);
@@ -177,9 +208,8 @@ Outcome<std::unique_ptr<Archive>> Archive::open(const std::string& markerFolder,
 
 Outcome<std::unique_ptr<Archive>> Archive::openAfresh(const std::string& markerFolder, bool mayWrite)
 {
-    const std::string file = markerFolder + "/" + kFile;
-    if (mayWrite) setAside(file);
-    return prepared(openForWriting(mayWrite ? file : ":memory:"));
+    if (mayWrite) setAside(markerFolder);
+    return prepared(openForWriting(mayWrite ? markerFolder + "/" + kFile : ":memory:"));
 }
 
 Outcome<std::unique_ptr<Archive>> Archive::prepared(Outcome<std::unique_ptr<Database>> database)
@@ -207,8 +237,8 @@ void Archive::prepareStatements()
 std::unique_ptr<Archive> Archive::openForQuestions(const std::filesystem::path& localHome)
 {
     const std::filesystem::path folder = localHome / ".Braid";
-    std::error_code error;
-    if (!std::filesystem::exists(folder / kFile, error)) return nullptr;
+    const auto file = disk::statPath((folder / kFile).native());
+    if (!file || !file->exists()) return nullptr;
     // As another reader of the same database it sees the last commit of a pass that is under way.
     auto archive = open(folder.native(), true);
     if (!archive) archive = open(folder.native(), false);
@@ -241,7 +271,7 @@ void Archive::rememberGenerations(const PerPeer<std::uint64_t>& generations)
     Statement update = mDatabase->prepare(
         "UPDATE pair SET local_generation = ?2, network_generation = ?3, used = ?4 WHERE number = ?1");
     update.bind(0, mPair).bind(1, asSigned(generations.local)).bind(2, asSigned(generations.network));
-    update.bind(3, static_cast<std::int64_t>(std::time(nullptr))).run();
+    update.bind(3, secondsNow()).run();
 }
 
 std::optional<KnownPair> Archive::useLastPair()

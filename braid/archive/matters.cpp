@@ -1,6 +1,5 @@
-#include <ctime>
-
 #include "archive.h"
+#include "braid/disk/system.h"
 
 /// The part of the archive that is for people: unresolved conflicts and errors.
 namespace braid
@@ -55,7 +54,7 @@ void Archive::replaceMatters(const std::function<bool(std::string_view path)>& i
         addConflict.bind(0, mPair).bindBlob(1, record.conflict.path).bindBlob(2, record.conflict.kind);
         bindStat(addConflict, 3, record.stats.local);
         bindStat(addConflict, 6, record.stats.network);
-        addConflict.bind(9, static_cast<std::int64_t>(std::time(nullptr))).run();
+        addConflict.bind(9, disk::system().now() / 1'000'000'000).run();
     }
     Statement addError = mDatabase->prepare("INSERT OR REPLACE INTO trouble (pair, path, message) VALUES (?1,?2,?3)");
     for (const ItemError& error : errors) {

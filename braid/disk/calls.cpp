@@ -2,19 +2,16 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/vfs.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <limits>
 
 #include "seam.h"
+#include "system.h"
 
 namespace braid::disk
 {
@@ -35,18 +32,14 @@ int lastError(int result)
 
 Outcome<Descriptor> openBeneath(int root, const std::string& path, int flags)
 {
-    open_how how{};
-    how.flags = static_cast<__u64>(flags | O_CLOEXEC);
-    // Another process may swap a folder for a link while we walk; only the kernel can check as it opens.
-    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
-    long number = -1;
+    int number = -1;
     for (int attempt = 0; attempt < kMaxRaces; ++attempt) {
-        number = ::syscall(SYS_openat2, root, path.c_str(), &how, sizeof how);
+        number = system().openBeneath(root, path.c_str(), flags);
         if (number >= 0 || (errno != EINTR && errno != EAGAIN)) break;
     }
     if (number < 0) return Problem{errno, "open the folder", path};
-    seam::inherit(root, static_cast<int>(number));
-    return Descriptor{static_cast<int>(number)};
+    seam::inherit(root, number);
+    return Descriptor{number};
 }
 
 Kind kindOf(unsigned mode)
@@ -89,13 +82,22 @@ Stat statFrom(const struct statx& raw)
     return stat;
 }
 
-/// A path that reaches the item itself for calls that would follow a link or that know no folder descriptor.
-std::string procPath(const Descriptor& item)
+} // namespace
+
+Outcome<Descriptor> openTop(const std::string& path)
 {
-    return "/proc/self/fd/" + std::to_string(item.number());
+    const int number = system().open(path.c_str(), O_RDONLY | O_DIRECTORY);
+    if (number < 0) return Problem{errno, "open the folder", path};
+    seam::inherit(-1, number); // the number may have been another's
+    return Descriptor{number};
 }
 
-} // namespace
+Outcome<Descriptor> openParent(int folder)
+{
+    const int number = system().openat(folder, "..", O_PATH | O_DIRECTORY, 0);
+    if (number < 0) return Problem{errno, "open the folder", ".."};
+    return Descriptor{number};
+}
 
 Outcome<Descriptor> openFolder(int root, std::string_view path)
 {
@@ -123,7 +125,7 @@ Outcome<Stat> statAt(int folder, const char* name)
     if (int code = seam::ask(Operation::Stat, folder, name)) return Problem{code, "look at it", name};
     struct statx raw {
     };
-    if (::statx(folder, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_BASIC_STATS, &raw) < 0) {
+    if (system().statx(folder, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, &raw) < 0) {
         if (errno == ENOENT) return Stat{};
         return Problem{errno, "look at it", name};
     }
@@ -135,16 +137,28 @@ Outcome<Stat> statOf(int descriptor)
     if (int code = seam::ask(Operation::Stat, descriptor, "")) return Problem{code, "look at it", ""};
     struct statx raw {
     };
-    if (::statx(descriptor, "", AT_EMPTY_PATH, STATX_BASIC_STATS, &raw) < 0) return Problem{errno, "look at it", ""};
+    if (system().statx(descriptor, "", AT_EMPTY_PATH, &raw) < 0) return Problem{errno, "look at it", ""};
+    return statFrom(raw);
+}
+
+Outcome<Stat> statPath(const std::string& path)
+{
+    struct statx raw {
+    };
+    if (system().statx(AT_FDCWD, path.c_str(), 0, &raw) < 0) {
+        if (errno == ENOENT) return Stat{};
+        return Problem{errno, "look at it", path};
+    }
     return statFrom(raw);
 }
 
 Outcome<Descriptor> openFile(int folder, const char* name)
 {
     if (int code = seam::ask(Operation::OpenFile, folder, name)) return Problem{code, "read it", name};
-    constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    int number = ::openat(folder, name, kFlags | O_NOATIME);
-    if (number < 0 && errno == EPERM) number = ::openat(folder, name, kFlags); // only the owner may leave atime alone
+    constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;
+    int number = system().openat(folder, name, kFlags | O_NOATIME, 0);
+    if (number < 0 && errno == EPERM)
+        number = system().openat(folder, name, kFlags, 0); // only the owner may leave atime alone
     if (number < 0) return Problem{errno, "read it", name};
     seam::inherit(folder, number);
     return Descriptor{number};
@@ -153,29 +167,69 @@ Outcome<Descriptor> openFile(int folder, const char* name)
 Outcome<Descriptor> createFile(int folder, const char* name)
 {
     if (int code = seam::ask(Operation::Create, folder, name)) return Problem{code, "write a copy of it", name};
-    const int number = ::openat(folder, name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    const int number = system().openat(folder, name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
     if (number < 0) return Problem{errno, "write a copy of it", name};
     seam::inherit(folder, number);
     return Descriptor{number};
 }
 
+Outcome<Descriptor> openToWrite(int folder, const char* name, bool makes)
+{
+    const auto operation = makes ? Operation::Create : Operation::OpenFile;
+    if (int code = seam::ask(operation, folder, name)) return Problem{code, "open the file", name};
+    const int number = system().openat(folder, name, O_RDWR | (makes ? O_CREAT : 0) | O_NOFOLLOW, 0600);
+    if (number < 0) return Problem{errno, "open the file", name};
+    seam::inherit(folder, number);
+    return Descriptor{number};
+}
+
+Outcome<std::string> readSmall(int file, std::size_t most)
+{
+    if (int code = seam::ask(Operation::Read, file, "")) return Problem{code, "read it", ""};
+    if (system().lseek(file, 0, SEEK_SET) < 0) return Problem{errno, "read it", ""};
+    std::string text(most, '\0');
+    std::size_t length = 0;
+    while (length < most) {
+        const ssize_t got = system().read(file, text.data() + length, most - length);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return Problem{errno, "read it", ""};
+        if (got == 0) break;
+        length += static_cast<std::size_t>(got);
+    }
+    text.resize(length);
+    return text;
+}
+
+int rewrite(int file, std::string_view text)
+{
+    if (int code = seam::ask(Operation::Write, file, "")) return code;
+    if (system().ftruncate(file, 0) < 0 || system().lseek(file, 0, SEEK_SET) < 0) return errno;
+    while (!text.empty()) {
+        const ssize_t put = system().write(file, text.data(), text.size());
+        if (put < 0 && errno == EINTR) continue;
+        if (put < 0) return errno;
+        text.remove_prefix(static_cast<std::size_t>(put));
+    }
+    return 0;
+}
+
 int makeFolder(int folder, const char* name, std::uint16_t mode)
 {
     if (int code = seam::ask(Operation::MakeFolder, folder, name)) return code;
-    return lastError(::mkdirat(folder, name, mode));
+    return lastError(system().mkdirat(folder, name, mode));
 }
 
 int makeLink(int folder, const char* name, const std::string& target)
 {
     if (int code = seam::ask(Operation::MakeLink, folder, name)) return code;
-    return lastError(::symlinkat(target.c_str(), folder, name));
+    return lastError(system().symlinkat(target.c_str(), folder, name));
 }
 
 Outcome<std::string> readLink(int folder, const char* name)
 {
     if (int code = seam::ask(Operation::ReadLink, folder, name)) return Problem{code, "read the link", name};
     std::string target(4096, '\0');
-    const ssize_t length = ::readlinkat(folder, name, target.data(), target.size());
+    const ssize_t length = system().readlinkat(folder, name, target.data(), target.size());
     if (length < 0) return Problem{errno, "read the link", name};
     target.resize(static_cast<std::size_t>(length));
     return target;
@@ -184,56 +238,91 @@ Outcome<std::string> readLink(int folder, const char* name)
 int unlink(int folder, const char* name)
 {
     if (int code = seam::ask(Operation::Unlink, folder, name)) return code;
-    return lastError(::unlinkat(folder, name, 0));
+    return lastError(system().unlinkat(folder, name, 0));
 }
 
 int removeFolder(int folder, const char* name)
 {
     if (int code = seam::ask(Operation::RemoveFolder, folder, name)) return code;
-    return lastError(::unlinkat(folder, name, AT_REMOVEDIR));
+    return lastError(system().unlinkat(folder, name, AT_REMOVEDIR));
+}
+
+int removeTree(int folder, const char* name)
+{
+    const auto stat = statAt(folder, name);
+    if (!stat) return stat.problem().code;
+    if (!stat->exists()) return 0;
+    if (stat->kind != Kind::Folder) return unlink(folder, name);
+    int first = 0;
+    {
+        const auto opened = openFolder(folder, name);
+        if (!opened) return opened.problem().code;
+        std::vector<std::string> names;
+        if (system().listNames(opened->number(), names) < 0) return errno;
+        for (const std::string& below : names) {
+            const int code = removeTree(opened->number(), below.c_str());
+            if (first == 0) first = code;
+        }
+    }
+    return first != 0 ? first : removeFolder(folder, name);
+}
+
+std::uint64_t bytesBelow(int root, const std::string& path)
+{
+    const auto folder = openFolder(root, path);
+    std::vector<std::string> names;
+    if (!folder || system().listNames(folder->number(), names) < 0) return 0;
+    std::uint64_t bytes = 0;
+    for (const std::string& name : names) {
+        const auto stat = statAt(folder->number(), name.c_str());
+        if (!stat) continue;
+        if (stat->kind == Kind::File) bytes += static_cast<std::uint64_t>(stat->size);
+        if (stat->kind == Kind::Folder) bytes += bytesBelow(folder->number(), name);
+    }
+    return bytes;
 }
 
 int renameNew(int fromFolder, const char* from, int toFolder, const char* to)
 {
     if (int code = seam::ask(Operation::Rename, fromFolder, to)) return code;
-    int code = lastError(::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE));
+    int code = lastError(system().renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE));
     if (code != EINVAL && code != ENOSYS) return code;
 
-    code = lastError(::linkat(fromFolder, from, toFolder, to, 0));
-    if (code == 0) return lastError(::unlinkat(fromFolder, from, 0));
+    code = lastError(system().linkat(fromFolder, from, toFolder, to));
+    if (code == 0) return lastError(system().unlinkat(fromFolder, from, 0));
     if (code == EEXIST || code == ENOENT || code == ENOSPC) return code;
 
     const auto there = statAt(toFolder, to);
     if (!there) return there.problem().code;
     if (there->exists()) return EEXIST;
-    return lastError(::renameat(fromFolder, from, toFolder, to));
+    return lastError(system().renameat2(fromFolder, from, toFolder, to, 0));
 }
 
 int exchange(int oneFolder, const char* one, int otherFolder, const char* other)
 {
     if (int code = seam::ask(Operation::Exchange, oneFolder, other)) return code;
-    return lastError(::renameat2(oneFolder, one, otherFolder, other, RENAME_EXCHANGE));
+    return lastError(system().renameat2(oneFolder, one, otherFolder, other, RENAME_EXCHANGE));
 }
 
 int renameOver(int fromFolder, const char* from, int toFolder, const char* to)
 {
     if (int code = seam::ask(Operation::Rename, fromFolder, to)) return code;
-    return lastError(::renameat(fromFolder, from, toFolder, to));
+    return lastError(system().renameat2(fromFolder, from, toFolder, to, 0));
 }
 
 int setMode(int folder, const char* name, std::uint16_t mode)
 {
     if (int code = seam::ask(Operation::Restamp, folder, name)) return code;
     // fchmodat() follows links; a handle on the item itself does not.
-    const Descriptor item{::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC)};
+    const Descriptor item{system().openat(folder, name, O_PATH | O_NOFOLLOW, 0)};
     if (!item) return errno;
-    return lastError(::chmod(procPath(item).c_str(), mode));
+    return lastError(system().fchmod(item.number(), mode));
 }
 
 int setMode(int file, std::uint16_t mode)
 {
     if (int code = seam::ask(Operation::Restamp, file, "")) return code;
-    return lastError(::fchmod(file, mode));
+    return lastError(system().fchmod(file, mode));
 }
 
 namespace
@@ -256,37 +345,78 @@ std::array<timespec, 2> timesFor(std::int64_t mtime)
 int setModifiedTime(int folder, const char* name, std::int64_t mtime)
 {
     if (int code = seam::ask(Operation::Restamp, folder, name)) return code;
-    return lastError(::utimensat(folder, name, timesFor(mtime).data(), AT_SYMLINK_NOFOLLOW));
+    return lastError(system().utimensat(folder, name, timesFor(mtime)));
 }
 
 int setModifiedTime(int file, std::int64_t mtime)
 {
     if (int code = seam::ask(Operation::Restamp, file, "")) return code;
-    return lastError(::futimens(file, timesFor(mtime).data()));
+    return lastError(system().utimensat(file, nullptr, timesFor(mtime)));
 }
 
 int setOwner(int folder, const char* name, std::uint32_t owner, std::uint32_t group)
 {
     if (int code = seam::ask(Operation::Restamp, folder, name)) return code;
-    return lastError(::fchownat(folder, name, owner, group, AT_SYMLINK_NOFOLLOW));
+    return lastError(system().fchownat(folder, name, owner, group));
 }
 
 int setOwner(int file, std::uint32_t owner, std::uint32_t group)
 {
     if (int code = seam::ask(Operation::Restamp, file, "")) return code;
-    return lastError(::fchown(file, owner, group));
+    return lastError(system().fchownat(file, "", owner, group));
+}
+
+int stampNow(int item)
+{
+    if (int code = seam::ask(Operation::Restamp, item, "")) return code;
+    return lastError(system().utimensat(item, nullptr, {timespec{0, UTIME_NOW}, timespec{0, UTIME_NOW}}));
+}
+
+namespace
+{
+
+struct flock wholeFile()
+{
+    struct flock range {
+    };
+    range.l_type = F_WRLCK;
+    range.l_whence = SEEK_SET;
+    return range;
+}
+
+} // namespace
+
+int lockFile(int file)
+{
+    struct flock range = wholeFile();
+    const int code = lastError(system().lock(file, F_OFD_SETLK, &range));
+    return code == EACCES ? EWOULDBLOCK : code; // over CIFS a lock that another process holds is EACCES
+}
+
+bool isLockFree(int file)
+{
+    struct flock range = wholeFile();
+    return system().lock(file, F_OFD_GETLK, &range) == 0 && range.l_type == F_UNLCK;
+}
+
+std::uint64_t capacityOf(int descriptor)
+{
+    struct statfs facts {
+    };
+    if (system().fstatfs(descriptor, &facts) < 0) return 0;
+    return static_cast<std::uint64_t>(facts.f_blocks) * static_cast<std::uint64_t>(facts.f_frsize);
 }
 
 int syncFileSystem(int descriptor)
 {
     if (int code = seam::ask(Operation::Durable, descriptor, "")) return code;
-    return lastError(::syncfs(descriptor));
+    return lastError(system().syncfs(descriptor));
 }
 
 int syncFile(int descriptor)
 {
     if (int code = seam::ask(Operation::Durable, descriptor, "")) return code;
-    const int code = lastError(::fsync(descriptor));
+    const int code = lastError(system().fsync(descriptor));
     return code == EINVAL ? 0 : code; // a file system that cannot flush folders says so this way
 }
 
@@ -296,7 +426,7 @@ bool syncsAsAWhole(int descriptor)
         {EXT4_SUPER_MAGIC, BTRFS_SUPER_MAGIC, XFS_SUPER_MAGIC, TMPFS_MAGIC, F2FS_SUPER_MAGIC, OVERLAYFS_SUPER_MAGIC});
     struct statfs facts {
     };
-    if (::fstatfs(descriptor, &facts) < 0) return false;
+    if (system().fstatfs(descriptor, &facts) < 0) return false;
     return std::ranges::find(kMagics, static_cast<std::uint64_t>(facts.f_type)) != kMagics.end();
 }
 

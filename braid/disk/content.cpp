@@ -1,6 +1,5 @@
 #include "content.h"
 
-#include <unistd.h>
 #include <xxhash.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 
 #include "calls.h"
 #include "seam.h"
+#include "system.h"
 
 namespace braid
 {
@@ -51,7 +51,7 @@ ssize_t readSome(int descriptor, std::vector<char>& block)
 {
     if (int code = seam::ask(seam::Operation::Read, descriptor, "")) return -code;
     while (true) {
-        const ssize_t got = ::read(descriptor, block.data(), block.size());
+        const ssize_t got = disk::system().read(descriptor, block.data(), block.size());
         if (got >= 0) return got;
         if (errno != EINTR) return -errno;
     }
@@ -61,7 +61,7 @@ int writeAll(int descriptor, const char* bytes, std::size_t length)
 {
     if (int code = seam::ask(seam::Operation::Write, descriptor, "")) return code;
     while (length > 0) {
-        const ssize_t put = ::write(descriptor, bytes, length);
+        const ssize_t put = disk::system().write(descriptor, bytes, length);
         if (put < 0) {
             if (errno == EINTR) continue;
             return errno;
@@ -84,8 +84,8 @@ int copyRangeInKernel(int source, int target, std::int64_t offset, std::int64_t 
         if (int code = seam::ask(seam::Operation::Write, target, "")) return code;
         off_t from = offset;
         off_t to = offset;
-        const ssize_t copied =
-            ::copy_file_range(source, &from, target, &to, static_cast<std::size_t>(std::min(length, kChunk)), 0);
+        const ssize_t copied = disk::system().copy_file_range(source, &from, target, &to,
+                                                              static_cast<std::size_t>(std::min(length, kChunk)));
         if (copied < 0) {
             if (errno == EINTR) continue;
             const bool unable = errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
@@ -104,7 +104,8 @@ int copyRangeThroughHere(int source, int target, std::int64_t offset, std::int64
                          const ByteCounter& count)
 {
     std::vector<char>& block = sharedBlock();
-    if (::lseek(source, offset, SEEK_SET) < 0 || ::lseek(target, offset, SEEK_SET) < 0) return errno;
+    if (disk::system().lseek(source, offset, SEEK_SET) < 0 || disk::system().lseek(target, offset, SEEK_SET) < 0)
+        return errno;
     while (length > 0) {
         if (stop.stop_requested()) return ECANCELED;
         const ssize_t got = readSome(source, block);
@@ -124,12 +125,12 @@ int copyParts(const Descriptor& source, std::int64_t size, const Descriptor& tar
 {
     std::int64_t offset = 0;
     while (offset < size) {
-        const off_t data = ::lseek(source.number(), offset, SEEK_DATA);
+        const off_t data = disk::system().lseek(source.number(), offset, SEEK_DATA);
         if (data < 0) {
             if (errno == ENXIO) break; // nothing but a hole up to the end
             return offset == 0 ? -1 : errno;
         }
-        const off_t hole = ::lseek(source.number(), data, SEEK_HOLE);
+        const off_t hole = disk::system().lseek(source.number(), data, SEEK_HOLE);
         if (hole < 0) return errno;
         const auto length = std::min<std::int64_t>(hole, size) - data;
         int code = copyRangeInKernel(source.number(), target.number(), data, length, stop, count);
@@ -138,7 +139,7 @@ int copyParts(const Descriptor& source, std::int64_t size, const Descriptor& tar
         offset = hole;
     }
     if (int code = seam::ask(seam::Operation::Write, target.number(), "")) return code;
-    return ::ftruncate(target.number(), size) < 0 ? errno : 0;
+    return disk::system().ftruncate(target.number(), size) < 0 ? errno : 0;
 }
 
 } // namespace
@@ -189,7 +190,7 @@ Outcome<std::optional<Digest>> copyContent(const Descriptor& source, const Stat&
     }
     Hasher hasher;
     std::vector<char>& block = sharedBlock();
-    if (::lseek(source.number(), 0, SEEK_SET) < 0) return Problem{errno, "read it", ""};
+    if (disk::system().lseek(source.number(), 0, SEEK_SET) < 0) return Problem{errno, "read it", ""};
     while (true) {
         if (stop.stop_requested()) return Problem{ECANCELED, "copy it", ""};
         const ssize_t got = readSome(source.number(), block);

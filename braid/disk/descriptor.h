@@ -1,11 +1,14 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <utility>
 
 namespace braid
 {
+
+namespace disk
+{
+void close(int descriptor);
+}
 
 /// An open file descriptor that closes itself.
 class Descriptor
@@ -28,7 +31,7 @@ public:
     explicit operator bool() const { return mNumber >= 0; }
     void reset()
     {
-        if (mNumber >= 0) ::close(std::exchange(mNumber, -1));
+        if (mNumber >= 0) disk::close(std::exchange(mNumber, -1));
     }
 
 private:

@@ -1,7 +1,6 @@
 #include "extended.h"
 
 #include <fcntl.h>
-#include <sys/xattr.h>
 #include <xxhash.h>
 
 #include <cerrno>
@@ -12,6 +11,7 @@
 
 #include "descriptor.h"
 #include "seam.h"
+#include "system.h"
 
 namespace braid::extended
 {
@@ -27,34 +27,22 @@ bool isUnsupported(int code)
 }
 
 /// The item itself, reached without following a link. Links cannot carry such attributes.
-class Item
+Descriptor hold(int folder, const char* name)
 {
-public:
-    Item(int folder, const char* name) : mHandle(::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC))
-    {
-        if (mHandle) mPath = "/proc/self/fd/" + std::to_string(mHandle.number());
-    }
-    explicit Item(int file) : mPath("/proc/self/fd/" + std::to_string(file)) {}
-    explicit operator bool() const { return !mPath.empty(); }
-    const char* path() const { return mPath.c_str(); }
+    return Descriptor{disk::system().openat(folder, name, O_PATH | O_NOFOLLOW, 0)};
+}
 
-private:
-    Descriptor mHandle;
-    std::string mPath;
-};
-
-Outcome<Attributes> readAll(const Item& item, const char* name)
+Outcome<Attributes> readAll(int item, const char* name)
 {
     Attributes attributes;
-    if (!item) return Problem{errno, "read its attributes", name};
-    ssize_t length = ::listxattr(item.path(), nullptr, 0);
+    ssize_t length = disk::system().flistxattr(item, nullptr, 0);
     if (length == 0) return attributes;
     if (length < 0) {
         if (isUnsupported(errno) || errno == ELOOP) return attributes;
         return Problem{errno, "read its attributes", name};
     }
     std::vector<char> names(static_cast<std::size_t>(length) + 256);
-    length = ::listxattr(item.path(), names.data(), names.size());
+    length = disk::system().flistxattr(item, names.data(), names.size());
     if (length < 0) return Problem{errno == ERANGE ? EAGAIN : errno, "read its attributes", name};
 
     std::string_view rest{names.data(), static_cast<std::size_t>(length)};
@@ -63,7 +51,7 @@ Outcome<Attributes> readAll(const Item& item, const char* name)
         rest.remove_prefix(std::min(rest.size(), key.size() + 1));
         if (!key.starts_with("user.")) continue;
         std::string value(65536, '\0'); // the kernel's largest value
-        const ssize_t size = ::getxattr(item.path(), key.c_str(), value.data(), value.size());
+        const ssize_t size = disk::system().fgetxattr(item, key.c_str(), value.data(), value.size());
         if (size < 0) {
             if (errno == ENODATA) continue;
             return Problem{errno, "read its attributes", name};
@@ -91,7 +79,7 @@ std::uint64_t hash(const Attributes& attributes)
 }
 
 /// `targetDescriptor` is the target, or the folder that holds it.
-Outcome<Copied> copyAll(const Item& source, const Item& target, int targetDescriptor, const char* name)
+Outcome<Copied> copyAll(int source, int target, int targetDescriptor, const char* name)
 {
     seam::count(seam::Operation::Attributes, targetDescriptor);
     const auto wanted = readAll(source, name);
@@ -104,12 +92,12 @@ Outcome<Copied> copyAll(const Item& source, const Item& target, int targetDescri
     if (int code = seam::ask(seam::Operation::Restamp, targetDescriptor, name))
         return Problem{code, "set its attributes", name};
     for (const auto& [key, value] : *present) {
-        if (!wanted->contains(key)) ::removexattr(target.path(), key.c_str());
+        if (!wanted->contains(key)) disk::system().fremovexattr(target, key.c_str());
     }
     for (const auto& [key, value] : *wanted) {
         const auto old = present->find(key);
         if (old != present->end() && old->second == value) continue;
-        if (::setxattr(target.path(), key.c_str(), value.data(), value.size(), 0) == 0) continue;
+        if (disk::system().fsetxattr(target, key.c_str(), value.data(), value.size()) == 0) continue;
         if (isUnsupported(errno)) return Copied{wantedHash, 0};
         return Problem{errno, "set its attributes", name};
     }
@@ -122,7 +110,9 @@ Outcome<std::uint64_t> hashOf(int folder, const char* name)
 {
     if (int code = seam::ask(seam::Operation::Attributes, folder, name))
         return Problem{code, "read its attributes", name};
-    const auto attributes = readAll(Item{folder, name}, name);
+    const Descriptor item = hold(folder, name);
+    if (!item) return Problem{errno, "read its attributes", name};
+    const auto attributes = readAll(item.number(), name);
     if (!attributes) return attributes.problem();
     return hash(*attributes);
 }
@@ -131,7 +121,11 @@ Outcome<std::uint64_t> copy(int sourceFolder, const char* source, int targetFold
 {
     if (int code = seam::ask(seam::Operation::Attributes, sourceFolder, source))
         return Problem{code, "read its attributes", source};
-    const auto copied = copyAll(Item{sourceFolder, source}, Item{targetFolder, target}, targetFolder, target);
+    const Descriptor from = hold(sourceFolder, source);
+    if (!from) return Problem{errno, "read its attributes", source};
+    const Descriptor to = hold(targetFolder, target);
+    if (!to) return Problem{errno, "read its attributes", target};
+    const auto copied = copyAll(from.number(), to.number(), targetFolder, target);
     if (!copied) return copied.problem();
     return copied->target;
 }
@@ -141,8 +135,8 @@ Outcome<Copied> copyOpen(int sourceFile, int targetFile)
     if (int code = seam::ask(seam::Operation::Attributes, sourceFile, ""))
         return Problem{code, "read its attributes", ""};
     // Hardly any file has some.
-    if (::flistxattr(sourceFile, nullptr, 0) == 0) return Copied{};
-    return copyAll(Item{sourceFile}, Item{targetFile}, targetFile, "");
+    if (disk::system().flistxattr(sourceFile, nullptr, 0) == 0) return Copied{};
+    return copyAll(sourceFile, targetFile, targetFile, "");
 }
 
 } // namespace braid::extended

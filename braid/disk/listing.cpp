@@ -1,8 +1,5 @@
 #include "listing.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <condition_variable>
@@ -12,18 +9,10 @@
 
 #include "calls.h"
 #include "seam.h"
+#include "system.h"
 
 namespace braid
 {
-
-namespace
-{
-
-struct DirectoryCloser {
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
-
-} // namespace
 
 bool neverSyncs(std::string_view name)
 {
@@ -41,27 +30,18 @@ Listing listFolder(int root, std::uint64_t device, const std::string& path)
 
     auto folder = disk::openFolder(root, path);
     if (!folder) return fail(folder.problem().code);
-    const int duplicate = ::fcntl(folder->number(), F_DUPFD_CLOEXEC, 0);
-    if (duplicate < 0) return fail(errno);
-    const std::unique_ptr<DIR, DirectoryCloser> directory{::fdopendir(duplicate)};
-    if (!directory) return fail(errno);
-
     if (int code = seam::ask(seam::Operation::List, folder->number(), std::string{nameOf(path)}.c_str()))
         return fail(code);
-    while (true) {
-        errno = 0;
-        const dirent* entry = ::readdir(directory.get());
-        if (!entry) break;
-        const std::string_view name{entry->d_name};
-        if (name == "." || name == "..") continue;
+    std::vector<std::string> names;
+    if (disk::system().listNames(folder->number(), names) < 0) return fail(errno);
+    listing.items.reserve(names.size());
+    for (std::string& name : names) {
         if (neverSyncs(name)) {
             listing.hasOwnNames = true;
-            continue;
+        } else {
+            listing.items.push_back({std::move(name), {}, 0});
         }
-        listing.items.push_back({std::string{name}, {}, 0});
     }
-    if (errno != 0) return fail(errno);
-
     std::ranges::sort(listing.items, {}, &Listing::Item::name);
     for (Listing::Item& item : listing.items) {
         const auto stat = disk::statAt(folder->number(), item.name.c_str());
@@ -101,7 +81,7 @@ struct ListingPool::Shared {
 
 ListingPool::ListingPool(unsigned threads) : mShared(std::make_unique<Shared>())
 {
-    for (unsigned i = 0; i < threads; ++i) {
+    for (unsigned i = 0; i < threads && disk::system().isConcurrent(); ++i) {
         mShared->threads.emplace_back([this](const std::stop_token& stop) { mShared->work(stop); });
     }
 }
@@ -113,6 +93,10 @@ std::future<Listing> ListingPool::request(int root, std::uint64_t device, std::s
     std::packaged_task<Listing()> task{
         [root, device, path = std::move(path)] { return listFolder(root, device, path); }};
     auto future = task.get_future();
+    if (mShared->threads.empty()) {
+        task();
+        return future;
+    }
     {
         const std::lock_guard lock{mShared->mutex};
         mShared->waiting.push_back(std::move(task));

@@ -31,7 +31,8 @@ bool neverSyncs(std::string_view name);
 /// Reads the folder `path` below `root`. Folders on another device are of kind Other.
 Listing listFolder(int root, std::uint64_t device, const std::string& path);
 
-/// Reads folders ahead on a few threads, since on a file server each answer takes a round trip.
+/// Reads folders ahead on a few threads, since on a file server each answer takes a round trip; without threads at
+/// once, as on a system that is not concurrent.
 class ListingPool
 {
 public:

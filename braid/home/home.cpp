@@ -1,10 +1,5 @@
 #include "home.h"
 
-#include <fcntl.h>
-#include <sys/random.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -12,6 +7,7 @@
 
 #include "braid/disk/calls.h"
 #include "braid/disk/seam.h"
+#include "braid/disk/system.h"
 
 namespace braid
 {
@@ -35,8 +31,7 @@ std::string newId()
 {
     constexpr std::string_view kDigits = "0123456789abcdef";
     std::array<unsigned char, kIdDigits / 2> bytes{};
-    // The pool is ready long before anyone logs in, and a request this small is never cut short.
-    while (::getrandom(bytes.data(), bytes.size(), 0) < 0 && errno == EINTR) {}
+    disk::system().randomBytes(bytes.data(), bytes.size());
     std::string id;
     for (const unsigned char byte : bytes) {
         id += kDigits[byte >> 4];
@@ -81,10 +76,10 @@ Outcome<std::optional<Marker>> readMarker(int root)
         if (file.problem().code == ENOENT) return std::optional<Marker>{};
         return file.problem();
     }
-    std::array<char, 256> buffer{};
-    const ssize_t length = ::read(file->number(), buffer.data(), buffer.size());
-    if (length < 0) return Problem{errno, "read the marker", ".Braid/replica"};
-    return parseMarker({buffer.data(), static_cast<std::size_t>(length)});
+    constexpr std::size_t kMostBytes = 256;
+    const auto text = disk::readSmall(file->number(), kMostBytes);
+    if (!text) return Problem{text.problem().code, "read the marker", ".Braid/replica"};
+    return parseMarker(*text);
 }
 
 /// The folder `name` below `parent`, made if need be.
@@ -102,8 +97,9 @@ Outcome<std::unique_ptr<Home>> Home::open(Peer peer, const std::filesystem::path
     std::unique_ptr<Home> home{new Home};
     home->mPeer = peer;
     home->mPath = folder.native();
-    home->mRoot = Descriptor{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-    if (!home->mRoot) return Problem{errno, "open the folder", folder.native()};
+    auto root = disk::openTop(folder.native());
+    if (!root) return root.problem();
+    home->mRoot = std::move(*root);
     seam::belongsTo(peer, home->root());
     auto stat = disk::statOf(home->root());
     if (!stat) return stat.problem();
@@ -143,8 +139,7 @@ std::optional<Problem> Home::openStaging(const std::string& stagingName)
     mStaging = std::move(*own);
 
     // "Now" is written by whoever keeps the disk, so reading it back tells that machine's time.
-    const std::array<timespec, 2> now{timespec{0, UTIME_NOW}, timespec{0, UTIME_NOW}};
-    if (::futimens(staging(), now.data()) < 0) return Problem{errno, "write to the folder", ".Braid/staging"};
+    if (int code = disk::stampNow(staging())) return Problem{code, "write to the folder", ".Braid/staging"};
     auto stat = disk::statOf(staging());
     if (!stat) return stat.problem();
     mOpenedAt = stat->mtime;
@@ -160,9 +155,7 @@ std::optional<Problem> Home::writeMarker(const Marker& marker) const
     disk::unlink(folder, newFile.c_str()); // left by a pass that was killed here
     auto file = disk::createFile(folder, newFile.c_str());
     if (!file) return file.problem();
-    if (::write(file->number(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        return Problem{errno == 0 ? ENOSPC : errno, "write the marker", ".Braid/replica"};
-    }
+    if (int code = disk::rewrite(file->number(), text)) return Problem{code, "write the marker", ".Braid/replica"};
     if (int code = disk::syncFile(file->number())) return Problem{code, "write the marker", ".Braid/replica"};
     if (int code = disk::renameOver(folder, newFile.c_str(), folder, kReplicaFile)) {
         return Problem{code, "write the marker", ".Braid/replica"};
@@ -190,10 +183,10 @@ std::optional<Problem> Home::countUpGeneration()
 
 std::optional<Problem> Home::checkStillThere() const
 {
-    struct stat now {
-    };
-    if (::stat(mPath.c_str(), &now) < 0) return Problem{errno, "reach the home", mPath};
-    if (now.st_ino != mRootStat.inode) return Problem{ESTALE, "recognise the home", mPath};
+    const auto now = disk::statPath(mPath);
+    if (!now) return Problem{now.problem().code, "reach the home", mPath};
+    if (!now->exists()) return Problem{ENOENT, "reach the home", mPath};
+    if (now->inode != mRootStat.inode) return Problem{ESTALE, "recognise the home", mPath};
     const auto marker = readMarker(root());
     if (!marker) return marker.problem();
     if (!isOurs(*marker)) return Problem{ESTALE, "recognise the home", mPath};

@@ -1,9 +1,7 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 
+#include "braid/disk/calls.h"
+#include "braid/disk/system.h"
 #include "home.h"
 
 namespace braid
@@ -13,30 +11,28 @@ namespace
 {
 
 struct Identity {
-    dev_t device = 0;
-    ino_t inode = 0;
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
     bool operator==(const Identity&) const = default;
 };
 
 Identity identityOf(int descriptor)
 {
-    struct stat facts {
-    };
-    ::fstat(descriptor, &facts);
-    return {facts.st_dev, facts.st_ino};
+    const auto stat = disk::statOf(descriptor);
+    return stat ? Identity{stat->device, stat->inode} : Identity{};
 }
 
 /// One of the folders above `folder` is `sought`.
 bool liesInside(int folder, Identity sought)
 {
-    Descriptor at{::openat(folder, "..", O_PATH | O_DIRECTORY | O_CLOEXEC)};
+    auto at = disk::openParent(folder);
     Identity last = identityOf(folder);
     while (at) {
-        const Identity here = identityOf(at.number());
+        const Identity here = identityOf(at->number());
         if (here == sought) return true;
         if (here == last) return false; // the top is its own parent
         last = here;
-        at = Descriptor{::openat(at.number(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC)};
+        at = disk::openParent(at->number());
     }
     return false;
 }
@@ -47,13 +43,15 @@ std::optional<std::string> whyNotAHome(Peer peer, const std::filesystem::path& f
     name[0] = 'T';
     const std::string subject = name + " (" + folder.native() + ")";
     if (folder.empty()) return name + " is not set.";
-    opened = Descriptor{::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-    if (!opened) {
-        if (errno == ENOENT) return subject + " does not exist.";
-        if (errno == ENOTDIR) return subject + " is not a folder.";
-        return subject + " cannot be opened: " + errorWords(errno) + ".";
+    auto top = disk::openTop(folder.native());
+    if (!top) {
+        const int code = top.problem().code;
+        if (code == ENOENT) return subject + " does not exist.";
+        if (code == ENOTDIR) return subject + " is not a folder.";
+        return subject + " cannot be opened: " + errorWords(code) + ".";
     }
-    if (::faccessat(opened.number(), ".", W_OK | X_OK, AT_EACCESS) < 0) {
+    opened = std::move(*top);
+    if (disk::system().mayWrite(opened.number()) < 0) {
         return subject + " cannot be written to: " + errorWords(errno) + ".";
     }
     return std::nullopt;

@@ -1,20 +1,17 @@
 #include "trash.h"
 
-#include <fcntl.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <chrono>
 #include <ctime>
-#include <filesystem>
 #include <vector>
 
 #include "braid/disk/calls.h"
 #include "braid/disk/listing.h"
+#include "braid/disk/system.h"
 
 namespace braid
 {
@@ -27,41 +24,25 @@ constexpr std::uint64_t kLeastBound = std::uint64_t{1} << 30;
 constexpr std::uint64_t kMostBound = std::uint64_t{20} << 30;
 constexpr int kMaxVersions = 10000;
 constexpr std::size_t kMaxName = 255;
+constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 
 /// "20260131T235959Z-<microseconds>-<process id>": sorts by time.
 std::string passName()
 {
-    const auto now = std::chrono::system_clock::now();
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    const std::int64_t now = disk::system().now();
+    const std::time_t seconds = now / kNanosecondsPerSecond;
     std::tm parts{};
     ::gmtime_r(&seconds, &parts);
     std::array<char, 64> text{};
     std::strftime(text.data(), text.size(), "%Y%m%dT%H%M%SZ", &parts);
-    const auto micros =
-        std::chrono::duration_cast<std::chrono::microseconds>(now.time_since_epoch()).count() % 1'000'000;
+    const std::int64_t micros = now % kNanosecondsPerSecond / 1000;
     return std::string{text.data()} + "-" + std::to_string(micros) + "-" + std::to_string(::getpid());
 }
 
 /// A tenth of the disk, within bounds.
 std::uint64_t boundFor(int descriptor)
 {
-    struct statvfs facts {
-    };
-    if (::fstatvfs(descriptor, &facts) < 0) return kLeastBound;
-    return std::clamp<std::uint64_t>(facts.f_blocks * facts.f_frsize / 10, kLeastBound, kMostBound);
-}
-
-std::uint64_t sizeOf(const std::filesystem::path& folder)
-{
-    std::uint64_t bytes = 0;
-    std::error_code error;
-    for (auto it = std::filesystem::recursive_directory_iterator{folder, error};
-         !error && it != std::filesystem::recursive_directory_iterator{}; it.increment(error)) {
-        if (!it->is_regular_file(error) || it->is_symlink(error)) continue;
-        const auto size = it->file_size(error);
-        if (!error) bytes += size;
-    }
-    return bytes;
+    return std::clamp(disk::capacityOf(descriptor) / 10, kLeastBound, kMostBound);
 }
 
 } // namespace
@@ -139,22 +120,20 @@ void Trash::expire()
 {
     const auto trash = disk::openFolder(mHome.markerFolder(), "trash");
     if (!trash) return;
-    const std::filesystem::path top = std::filesystem::path{mHome.pathText()} / ".Braid" / "trash";
     const Listing listing = listFolder(trash->number(), mHome.device(), "");
     if (listing.problem) return;
 
-    const std::time_t now = std::time(nullptr);
+    const std::time_t now = disk::system().now() / kNanosecondsPerSecond;
     const std::uint64_t bound = boundFor(trash->number());
     std::uint64_t total = 0;
-    std::error_code ignored;
     // From the newest back: what no longer fits, and all before it, goes.
     for (auto item = listing.items.rbegin(); item != listing.items.rend(); ++item) {
         if (item->name == mPassName || item->stat.kind != Kind::Folder) continue;
         const auto time = timeOfTrashedPass(item->name);
         if (!time) continue;
         const bool tooOld = now - *time > kKeepForSeconds;
-        if (!tooOld && total <= bound) total += sizeOf(top / item->name);
-        if (tooOld || total > bound) std::filesystem::remove_all(top / item->name, ignored);
+        if (!tooOld && total <= bound) total += disk::bytesBelow(trash->number(), item->name);
+        if (tooOld || total > bound) disk::removeTree(trash->number(), item->name.c_str());
     }
 }
 

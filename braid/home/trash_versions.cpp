@@ -164,13 +164,15 @@ Outcome<std::size_t> emptyTrash(const std::filesystem::path& folder, std::time_t
         if (passes.problem->code == ENOENT) return std::size_t{0};
         return *passes.problem;
     }
+    const auto trash = (*home)->openFolder(kTrash);
+    if (!trash) return trash.problem();
     std::size_t removed = 0;
     for (const auto& pass : passes.items) {
         const auto time = timeOfTrashedPass(pass.name);
         if (pass.stat.kind != Kind::Folder || !time || *time >= before) continue;
-        std::error_code error;
-        std::filesystem::remove_all(folder / kTrash / pass.name, error);
-        if (error) return Problem{error.value(), "empty the trash", joinPath(kTrash, pass.name)};
+        if (int code = disk::removeTree(trash->number(), pass.name.c_str())) {
+            return Problem{code, "empty the trash", joinPath(kTrash, pass.name)};
+        }
         ++removed;
     }
     return removed;

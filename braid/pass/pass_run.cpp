@@ -1,10 +1,9 @@
 #include "pass_run.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 
+#include "braid/disk/calls.h"
 #include "braid/propagate/propagator.h"
 #include "braid/propagate/stager.h"
 #include "braid/reconcile/arrange.h"
@@ -104,7 +103,8 @@ PassRun::Stop PassRun::checkHomes()
 PassRun::Stop PassRun::lockLocalHome()
 {
     if (mHeld) return std::nullopt;
-    if (mSettings.dryRun && ::access((mSettings.localHome / ".Braid" / "lock").c_str(), F_OK) != 0) {
+    const auto lockFile = disk::statPath((mSettings.localHome / ".Braid" / "lock").native());
+    if (mSettings.dryRun && (!lockFile || !lockFile->exists())) {
         return std::nullopt; // a dry run leaves no trace, and without a lock file there is no other engine
     }
     auto taken = EngineLock::take(mSettings.localHome, mSettings.dryRun);

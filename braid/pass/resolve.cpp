@@ -83,9 +83,9 @@ ResolutionReport Resolving::run()
 
 Resolving::Refusal Resolving::lockLocalHome()
 {
-    std::error_code error;
     // Locking would make a marker folder.
-    if (!std::filesystem::exists(mResolution.localHome / ".Braid", error)) {
+    const auto marker = disk::statPath((mResolution.localHome / ".Braid").native());
+    if (!marker || !marker->exists()) {
         return quoted(mResolution.localHome.native()) + " was never synced.";
     }
     if (mHeld) return std::nullopt;

@@ -7,6 +7,8 @@
 #include <string>
 #include <thread>
 
+#include "braid/disk/system.h"
+
 namespace braid
 {
 
@@ -67,7 +69,7 @@ StagingCrew::~StagingCrew()
 
 void StagingCrew::start(std::vector<const Action*> batch)
 {
-    if (batch.size() < kFewItems) {
+    if (batch.size() < kFewItems || !disk::system().isConcurrent()) {
         for (const Action* action : batch) {
             Result& result = mShared->results.emplace_back();
             if (mBench.isStopped()) continue;

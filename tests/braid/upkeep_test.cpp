@@ -195,14 +195,15 @@ TEST(Operations, AreCountedForTheHomeThatTheyWorkIn)
     PassReport first = pair.sync();
     EXPECT_EQ(first.networkOps["create"] - first.localOps["create"], kFiles);
     EXPECT_GE(first.networkOps["write"], kFiles);
-    EXPECT_EQ(first.localOps.count("write"), 0U);
+    EXPECT_LE(first.localOps["write"], 3U); // the marker, at most
     EXPECT_GE(first.localOps["read"], kFiles);
 
     pair.sync(); // learns what the first pass wrote too late to trust
     PassReport idle = pair.sync();
     EXPECT_LE(idle.networkOps["list"], 3U + 2U); // and the marker folder's own two
     EXPECT_LE(idle.networkOps["stat"], kFiles + 10);
-    EXPECT_EQ(idle.networkOps.count("read") + idle.networkOps.count("attributes"), 0U);
+    EXPECT_LE(idle.networkOps["read"], 1U); // the marker
+    EXPECT_EQ(idle.networkOps.count("attributes"), 0U);
 }
 
 } // namespace
