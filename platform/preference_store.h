@@ -26,6 +26,14 @@ public:
     /// file; mode and owner of an old file are kept. False: nothing was changed.
     virtual bool writeFile(const std::string& path, std::span<const std::byte> bytes, bool atomically) = 0;
 
+    /// The same for a file of a home, such as "Library/Preferences/x.plist". Links count only while they stay in the
+    /// home; a file whose last part is one is not written, and a home that is one is no home: whoever may place a link
+    /// there must not choose what is read or replaced elsewhere. Written atomically; a new file belongs to the owner of
+    /// its folder, as far as the process may.
+    virtual std::optional<std::vector<std::byte>> readFileInHome(const std::string& home, const std::string& path) = 0;
+    virtual bool writeFileInHome(const std::string& home, const std::string& path,
+                                 std::span<const std::byte> bytes) = 0;
+
     /// Writes <folder>/<domain>.plist. The folder must exist, except for one directly named "Preferences" in a home,
     /// which is made when missing.
     virtual bool writeDomain(const roamer::Dictionary& dictionary, const std::string& folder,

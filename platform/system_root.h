@@ -11,4 +11,8 @@ namespace platform
 /// ignores, else the build's ROAMER_SYSTEM_ROOT. Used only in the call that opens the path.
 std::string systemPath(std::string_view path);
 
+/// The root that ROAMER_ROOT names: a world of its own for development and tests. "" in an installed or privileged
+/// process.
+std::string developmentRoot();
+
 } // namespace platform

@@ -75,7 +75,16 @@ std::optional<Dictionary> PreferenceDomains::dictionaryWithManagedPrefsFromDomai
 
 std::optional<Dictionary> PreferenceDomains::dictionaryWithContentsOfFile(const std::string& path) const
 {
-    const auto bytes = mStore.readFile(path);
+    return parsed(mStore.readFile(path));
+}
+
+std::optional<Dictionary> PreferenceDomains::dictionaryInHome(const std::string& home, const std::string& path) const
+{
+    return parsed(mStore.readFileInHome(home, path));
+}
+
+std::optional<Dictionary> PreferenceDomains::parsed(const std::optional<Data>& bytes) const
+{
     if (!bytes) return std::nullopt;
     auto parsed = mCodec.parse(*bytes);
     auto* value = std::get_if<PropertyList>(&parsed);
@@ -86,17 +95,30 @@ std::optional<Dictionary> PreferenceDomains::dictionaryWithContentsOfFile(const 
 bool PreferenceDomains::writeToFile(const Dictionary& dictionary, const std::string& path,
                                     PropertyListCodec::Format format, bool atomically) const
 {
+    const auto bytes = serialised(dictionary, format);
+    return bytes && mStore.writeFile(path, *bytes, atomically);
+}
+
+bool PreferenceDomains::writeInHome(const Dictionary& dictionary, const std::string& home,
+                                    const std::string& path) const
+{
+    const auto bytes = serialised(dictionary, PropertyListCodec::Format::Binary);
+    return bytes && mStore.writeFileInHome(home, path, *bytes);
+}
+
+std::optional<Data> PreferenceDomains::serialised(const Dictionary& dictionary, PropertyListCodec::Format format) const
+{
     try {
-        const auto result = mCodec.serialise(dictionary, format);
+        auto result = mCodec.serialise(dictionary, format);
         if (const auto* error = std::get_if<PropertyListCodec::Error>(&result)) {
             DebugLog(1, "VEXD.writeToFile serialisation returned \"%s\"", error->text.c_str());
-            return false;
+            return std::nullopt;
         }
-        return mStore.writeFile(path, std::get<std::vector<std::byte>>(result), atomically);
+        return std::get<Data>(std::move(result));
     } catch (const platform::Failure& failure) {
         DebugLog(1, "VEXD.writeToFile serialisation raised an exception %s: \"%s\"", failure.name().c_str(),
                  failure.reason().c_str());
-        return false;
+        return std::nullopt;
     }
 }
 

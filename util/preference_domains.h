@@ -40,6 +40,11 @@ public:
     bool writeToFile(const Dictionary& dictionary, const std::string& path, platform::PropertyListCodec::Format format,
                      bool atomically) const;
 
+    /// A file of a home, `path` relative to it; no link leads out of the home (see platform::PreferenceStore). Written
+    /// in the binary form, atomically.
+    std::optional<Dictionary> dictionaryInHome(const std::string& home, const std::string& path) const;
+    bool writeInHome(const Dictionary& dictionary, const std::string& home, const std::string& path) const;
+
     /// A failure is reported to the administrator.
     bool writePrefsInDomain(const Dictionary& dictionary, const std::string& domain,
                             const std::string& homePath = "/") const;
@@ -54,6 +59,9 @@ public:
                                    const std::string& user) const;
 
 private:
+    std::optional<Dictionary> parsed(const std::optional<Data>& bytes) const;
+    std::optional<Data> serialised(const Dictionary& dictionary, platform::PropertyListCodec::Format format) const;
+
     platform::PreferenceStore& mStore;
     platform::PropertyListCodec& mCodec;
 };

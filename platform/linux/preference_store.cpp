@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <random>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "platform/system_root.h"
@@ -23,6 +25,7 @@ constexpr const char* kManagedFolder = "/Library/Managed Preferences";
 constexpr std::string_view kTemporaryPrefix = ".fstemp"; // names that the engine never syncs
 constexpr mode_t kNewFileMode = 0666;                    // less the process's mask
 constexpr int kTemporaryAttempts = 100;
+constexpr int kOpenAttempts = 8;
 
 bool writeAll(const UniqueFd& file, std::span<const std::byte> bytes)
 {
@@ -49,6 +52,14 @@ std::optional<std::vector<std::byte>> readAll(const UniqueFd& file)
     }
 }
 
+std::optional<std::vector<std::byte>> readRegularFile(const UniqueFd& file)
+{
+    struct stat info {
+    };
+    if (!file.isOpen() || fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
+    return readAll(file);
+}
+
 /// Where a write to `path` goes: the end of a chain of links. Nothing when a link belongs to someone else than what it
 /// leads to: whoever may place a link in a home must not choose which file of another user the process replaces.
 std::optional<std::string> writeTarget(const std::string& path)
@@ -64,25 +75,53 @@ std::optional<std::string> writeTarget(const std::string& path)
     return std::string(resolved.data());
 }
 
+UniqueFd openFolder(const std::string& path)
+{
+    return UniqueFd(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+/// A home that is no link. A slash at the end would have the kernel follow one.
+UniqueFd openHome(const std::string& path)
+{
+    std::string real = systemPath(path);
+    while (real.size() > 1 && real.ends_with('/'))
+        real.pop_back();
+    return UniqueFd(open(real.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+/// Opens what lies below the folder, through links that stay below it only.
+UniqueFd openBeneath(const UniqueFd& folder, const std::string& path, std::uint64_t flags)
+{
+    open_how how{};
+    how.flags = flags | O_CLOEXEC;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
+    long fd = -1;
+    for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
+        fd = syscall(SYS_openat2, folder.get(), path.empty() ? "." : path.c_str(), &how, sizeof how);
+        if (fd >= 0 || (errno != EINTR && errno != EAGAIN)) break; // EAGAIN: something was renamed on the way
+    }
+    return UniqueFd(static_cast<int>(fd));
+}
+
 /// A new file beside the one it will replace; removed again unless it was put in place.
 class Replacement
 {
 public:
-    explicit Replacement(std::string target) : mTarget(std::move(target))
+    /// Borrows the folder, which may be open as a path only.
+    Replacement(const UniqueFd& folder, std::string name) : mFolder(folder), mTarget(std::move(name))
     {
-        mFolder = roamer::pathByDeletingLastComponent(mTarget);
-        if (mFolder.empty()) mFolder = ".";
         std::random_device random;
         for (int attempt = 0; attempt < kTemporaryAttempts && !mFile.isOpen(); ++attempt) {
-            mPath = mFolder + "/" + std::string(kTemporaryPrefix) + std::to_string(random());
-            mFile = UniqueFd(open(mPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kNewFileMode));
+            mName = std::string(kTemporaryPrefix) + std::to_string(random());
+            constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+            mFile = UniqueFd(openat(mFolder.get(), mName.c_str(), kFlags, kNewFileMode));
             if (!mFile.isOpen() && errno != EEXIST) break;
         }
         mMustRemove = mFile.isOpen();
     }
     ~Replacement()
     {
-        if (mMustRemove) unlink(mPath.c_str());
+        if (mMustRemove) unlinkat(mFolder.get(), mName.c_str(), 0);
     }
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
@@ -92,12 +131,24 @@ public:
     {
         if (!mFile.isOpen() || !takeOverOwnerAndMode()) return false;
         if (!writeAll(mFile, bytes) || fsync(mFile.get()) != 0) return false;
-        if (rename(mPath.c_str(), mTarget.c_str()) != 0) return false;
+        if (renameat(mFolder.get(), mName.c_str(), mFolder.get(), mTarget.c_str()) != 0) return false;
         mMustRemove = false;
         // The new file is in place whatever comes; some network file systems cannot sync a folder.
-        const UniqueFd folder(open(mFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        const UniqueFd folder(openat(mFolder.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (folder.isOpen()) static_cast<void>(fsync(folder.get()));
         return true;
+    }
+
+    /// Before the content goes in.
+    void giveToOwnerOfFolder()
+    {
+        struct stat folder {
+        };
+        struct stat now {
+        };
+        if (fstat(mFolder.get(), &folder) != 0 || fstat(mFile.get(), &now) != 0) return;
+        const bool isOthers = folder.st_uid != now.st_uid;
+        if (isOthers) static_cast<void>(fchown(mFile.get(), folder.st_uid, folder.st_gid) == 0);
     }
 
 private:
@@ -105,7 +156,7 @@ private:
     {
         struct stat before {
         };
-        if (stat(mTarget.c_str(), &before) != 0) return errno == ENOENT;
+        if (fstatat(mFolder.get(), mTarget.c_str(), &before, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT;
         if (!S_ISREG(before.st_mode)) return false;
         struct stat now {
         };
@@ -120,12 +171,19 @@ private:
         return now.st_mode == before.st_mode || fchmod(mFile.get(), mode) == 0;
     }
 
+    const UniqueFd& mFolder;
     std::string mTarget;
-    std::string mFolder;
-    std::string mPath;
+    std::string mName;
     UniqueFd mFile;
     bool mMustRemove = false;
 };
+
+bool replaceFile(const std::string& path, std::span<const std::byte> bytes)
+{
+    const auto folderPath = roamer::pathByDeletingLastComponent(path);
+    const UniqueFd folder = openFolder(folderPath.empty() ? "." : folderPath);
+    return folder.isOpen() && Replacement(folder, roamer::lastPathComponent(path)).replaceWith(bytes);
+}
 
 bool writeInPlace(const std::string& path, std::span<const std::byte> bytes)
 {
@@ -155,18 +213,32 @@ public:
     std::optional<std::vector<std::byte>> readFile(const std::string& path) override
     {
         // A pipe in the place of a preference file must not hold the agent.
-        const UniqueFd file(open(systemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-        struct stat info {
-        };
-        if (!file.isOpen() || fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
-        return readAll(file);
+        return readRegularFile(UniqueFd(open(systemPath(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)));
     }
 
     bool writeFile(const std::string& path, std::span<const std::byte> bytes, bool atomically) override
     {
         const auto target = writeTarget(systemPath(path));
         if (!target) return false;
-        return atomically ? Replacement(*target).replaceWith(bytes) : writeInPlace(*target, bytes);
+        return atomically ? replaceFile(*target, bytes) : writeInPlace(*target, bytes);
+    }
+
+    std::optional<std::vector<std::byte>> readFileInHome(const std::string& home, const std::string& path) override
+    {
+        const UniqueFd folder = openHome(home);
+        if (!folder.isOpen()) return std::nullopt;
+        return readRegularFile(openBeneath(folder, path, O_RDONLY | O_NONBLOCK | O_NOCTTY));
+    }
+
+    bool writeFileInHome(const std::string& home, const std::string& path, std::span<const std::byte> bytes) override
+    {
+        const UniqueFd top = openHome(home);
+        if (!top.isOpen()) return false;
+        const UniqueFd folder = openBeneath(top, roamer::pathByDeletingLastComponent(path), O_PATH | O_DIRECTORY);
+        if (!folder.isOpen()) return false;
+        Replacement replacement(folder, roamer::lastPathComponent(path));
+        replacement.giveToOwnerOfFolder();
+        return replacement.replaceWith(bytes);
     }
 
     bool writeDomain(const roamer::Dictionary& dictionary, const std::string& folder,

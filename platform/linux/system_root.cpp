@@ -17,13 +17,22 @@ bool isBelow(std::string_view path, std::string_view folder)
     return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
-std::string_view systemRoot()
+std::string_view withoutEndingSlashes(std::string_view text)
 {
-    const char* root = secure_getenv("ROAMER_ROOT");
-    std::string_view text = root != nullptr && *root != '\0' ? root : ROAMER_SYSTEM_ROOT;
     while (text.ends_with('/'))
         text.remove_suffix(1);
     return text;
+}
+
+std::string_view chosenRoot()
+{
+    const char* root = secure_getenv("ROAMER_ROOT");
+    return root != nullptr ? root : std::string_view{};
+}
+
+std::string_view systemRoot()
+{
+    return withoutEndingSlashes(chosenRoot().empty() ? ROAMER_SYSTEM_ROOT : chosenRoot());
 }
 
 } // namespace
@@ -33,6 +42,11 @@ std::string systemPath(std::string_view path)
     const bool isProducts = std::any_of(kProductFolders.begin(), kProductFolders.end(),
                                         [path](std::string_view folder) { return isBelow(path, folder); });
     return isProducts ? std::string(systemRoot()).append(path) : std::string(path);
+}
+
+std::string developmentRoot()
+{
+    return std::string(withoutEndingSlashes(chosenRoot()));
 }
 
 } // namespace platform

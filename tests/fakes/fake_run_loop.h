@@ -15,14 +15,16 @@ namespace fakes
 class FakeRunLoop final : public platform::RunLoop
 {
 public:
-    /// 2001-09-09 01:46:40 UTC at start, moving with now().
+    /// The date at start, 2001-09-09 01:46:40 UTC; it moves with now().
     static constexpr auto kStart = std::chrono::system_clock::time_point(std::chrono::seconds(1'000'000'000));
 
     Clock::time_point now() const override { return mNow; }
     std::chrono::system_clock::time_point date() const override
     {
-        return kStart + std::chrono::duration_cast<std::chrono::system_clock::duration>(mNow.time_since_epoch());
+        return mStart + std::chrono::duration_cast<std::chrono::system_clock::duration>(mNow.time_since_epoch());
     }
+    /// Puts the calendar forward or back, and leaves now() alone.
+    void setDate(std::chrono::system_clock::time_point wanted) { mStart += wanted - date(); }
     double elapsedSeconds() const { return platform::Seconds(mNow - Clock::time_point{}).count(); }
 
     platform::Timer after(Duration delay, std::function<void()> task) override
@@ -78,6 +80,7 @@ private:
     }
 
     std::map<Key, Task> mTasks;
+    std::chrono::system_clock::time_point mStart = kStart;
     Clock::time_point mNow{};
     std::uint64_t mSerial = 0;
 };

@@ -110,7 +110,7 @@ struct FlowRig : sync_test::SyncRig {
 
     roamer::LobbyNotify lobby{port, *codec};
     roamer::UserAccount account{state.mUserRecord, directory, fakes::testDirectoryContext()};
-    roamer::SyncTimes syncTimes{preferences, homes, domains, loop};
+    roamer::SyncTimes syncTimes{preferences, homes, domains, loop, bundles, formats};
     roamer::HomeUnmount homeUnmount{disks, effectiveUser};
     roamer::Alerts alerts{state, messaging, processes, loop, notification, effectiveUser, bundles, settings};
     roamer::NetworkHomeMount homeMount{state, texts, runner, mounts, threads, lobby, windows, loop};
