@@ -20,6 +20,7 @@ inline constexpr const char* kStartSync = "startSync";           ///< () → t: 
 inline constexpr const char* kAbortSync = "abortSync";           ///< (): nothing happens when no pass runs
 inline constexpr const char* kInfo = "info";                     ///< () → a{sv}: the status as it is now
 inline constexpr const char* kLastSyncResult = "lastSyncResult"; ///< () → x: 0, -999, else an error code
+inline constexpr const char* kDisplayConflictsAndErrors = "displayConflictsAndErrors"; ///< (): with a display only
 
 /// Signal (t serial, a{sv} status). The serial is that of the pass that the status is about, or of the last one.
 inline constexpr const char* kStatusChanged = "statusChanged";
@@ -61,5 +62,6 @@ inline constexpr const char* kRemotePeerRef = "braid.remotePeer";
 // The program, below the system root.
 inline constexpr const char* kProgram = "/System/Library/Hearth/BraidAgent.app/Contents/ZilOS/BraidAgent";
 inline constexpr const char* kUidArgument = "-uid";
+inline constexpr const char* kSessionArgument = "--session"; ///< The session's engine, which also syncs by itself.
 
 } // namespace braid::protocol

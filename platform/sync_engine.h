@@ -98,6 +98,13 @@ public:
     /// Of the last pass: 0, -999 when it was aborted, else an error code.
     virtual long lastSyncResult() = 0;
 
+    /// As the present status counts them; 0 when the engine does not answer.
+    virtual unsigned unresolvedConflictCount() = 0;
+
+    /// Has the engine's own window show what needs a person, also what was set aside; returns at once. Nothing is shown
+    /// without a display. May raise Failure.
+    virtual void displayConflictsAndErrors() = 0;
+
     /// Called on the main run loop with each status of the engine. An empty function: nobody is told. Read it to put it
     /// back later.
     virtual StatusCallback statusCallback() const = 0;
@@ -123,6 +130,10 @@ public:
 
     /// Only looks; starts nothing.
     virtual bool syncAgentIsRunning() = 0;
+
+    /// While what it returns lives, reading or creating the set waits for an engine but starts none: for whoever starts
+    /// and stops the engine himself. It may outlive the manager.
+    virtual std::shared_ptr<void> holdStarts() = 0;
 };
 
 } // namespace platform

@@ -52,6 +52,7 @@ private:
 
 std::optional<uid_t> uidArgument(int count, char** arguments)
 {
+    if (count == 4 && std::strcmp(arguments[3], braid::protocol::kSessionArgument) == 0) --count;
     if (count != 3 || std::strcmp(arguments[1], braid::protocol::kUidArgument) != 0) return std::nullopt;
     const char* end = arguments[2] + std::strlen(arguments[2]);
     uid_t uid = 0;
@@ -100,7 +101,7 @@ int serve(const std::string& home, platform::PropertyListCodec& codec, platform:
 int main(int count, char** arguments)
 {
     const auto uid = uidArgument(count, arguments);
-    if (!uid) return refuse(kExitUsage, "usage: BraidAgent -uid N");
+    if (!uid) return refuse(kExitUsage, "usage: BraidAgent -uid N [--session]");
     if (*uid != ::getuid() || *uid != ::geteuid()) {
         return refuse(kExitUsage, "runs for the user who starts it only, which is " + std::to_string(::getuid()));
     }

@@ -62,7 +62,8 @@ bool EngineLink::startProcess()
 {
     if (mStarter) return mStarter();
     auto process =
-        DetachedProcess::start(systemPath(protocol::kProgram), {protocol::kUidArgument, std::to_string(::getuid())});
+        DetachedProcess::start(systemPath(protocol::kProgram),
+                               {protocol::kUidArgument, std::to_string(::getuid()), protocol::kSessionArgument});
     if (process.error() != 0) {
         reportOnce("Pavo.syncEngine: starting \"" + std::string(protocol::kProgram) +
                    "\" failed: " + std::generic_category().message(process.error()));
@@ -83,33 +84,33 @@ bool EngineLink::ensureRunning()
         mHasReported = false;
         return true;
     }
-    // The slices below deliver commands, which may read the set again while the engine is on its way.
-    const bool isFirst = !mIsStarting;
-    if (isFirst) {
-        // A flow asks several times; only the first one waits for an engine that hangs before it takes its name.
-        if (mProcess && !mProcess->hasEnded()) return false;
-        mIsStarting = true;
-        if (!startProcess()) {
-            mIsStarting = false;
-            return false;
-        }
-    }
-    const auto deadline = mRunLoop.now() + seconds(kNameWaitSeconds);
-    bool running = false;
-    while (!(running = isRunning()) && mRunLoop.now() < deadline) {
-        // An engine that ended early may have lost a race against another one, whose name is there by then.
-        if (mProcess && mProcess->hasEnded()) {
-            running = isRunning();
-            break;
-        }
-        mRunLoop.runFor(seconds(kSliceSeconds));
-    }
-    if (isFirst) {
-        mIsStarting = false;
-        if (running) mProcess.reset();
-        if (!running) reportOnce("Pavo.syncEngine: the sync engine was started but did not appear");
+    // The slices of the wait deliver commands, which may read the set again while the engine is on its way.
+    const bool startsAreHeld = mStartHolds.use_count() > 1;
+    if (mIsStarting || startsAreHeld) return waitForName(nullptr);
+    // A flow asks several times; only the first one waits for an engine that hangs before it takes its name.
+    if (mProcess && !mProcess->hasEnded()) return false;
+    mIsStarting = true;
+    mProcess.reset();
+    const bool running = startProcess() && waitForName(mProcess ? &*mProcess : nullptr);
+    mIsStarting = false;
+    if (running) {
+        mProcess.reset();
+    } else {
+        reportOnce("Pavo.syncEngine: the sync engine was started but did not appear");
     }
     return running;
+}
+
+bool EngineLink::waitForName(const DetachedProcess* process)
+{
+    const auto deadline = mRunLoop.now() + seconds(kNameWaitSeconds);
+    while (!isRunning()) {
+        // An engine that ended early may have lost a race against another one, whose name is there by then.
+        if (process != nullptr && process->hasEnded()) return isRunning();
+        if (mRunLoop.now() >= deadline) return false;
+        mRunLoop.runFor(seconds(kSliceSeconds));
+    }
+    return true;
 }
 
 QDBusMessage EngineLink::send(const char* method, const QVariantList& arguments)

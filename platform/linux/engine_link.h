@@ -26,8 +26,12 @@ public:
 
     bool isRunning();
 
-    /// Starts the engine unless one runs, and waits for its name in slices of the run loop. False when no engine came.
+    /// Starts the engine unless one runs or starts are held, and waits for its name in slices of the run loop. False
+    /// when no engine came.
     bool ensureRunning();
+
+    /// Nothing is started as long as any of the answers lives.
+    std::shared_ptr<void> holdStarts() { return mStartHolds; }
 
     /// The reply's arguments. Raises Failure when the engine is gone, does not answer in time, or refuses the call.
     QVariantList call(const char* method, const QVariantList& arguments = {});
@@ -47,6 +51,8 @@ public Q_SLOTS:
 private:
     QDBusMessage send(const char* method, const QVariantList& arguments);
     bool startProcess();
+    /// `process`, when given: ends early with it.
+    bool waitForName(const DetachedProcess* process);
     /// A flow asks for the engine several times; the administrator hears of one failure, until an engine runs again.
     void reportOnce(const std::string& text);
     BusConnection& bus();
@@ -57,6 +63,7 @@ private:
     std::optional<DetachedProcess> mProcess; ///< The engine that was started and has not appeared.
     bool mIsStarting = false;
     bool mHasReported = false;
+    std::shared_ptr<void> mStartHolds = std::make_shared<int>(0); ///< Counts by its references.
     QString mPassOwner;         ///< The engine (its unique bus name) that the pass was asked of …
     qulonglong mPassSerial = 0; ///< … and the pass.
 };

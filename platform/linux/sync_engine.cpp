@@ -132,6 +132,15 @@ public:
         return reply ? static_cast<long>(reply->value(0).toLongLong()) : 0;
     }
 
+    unsigned unresolvedConflictCount() override
+    {
+        const auto status = info();
+        const auto entry = status.find(kSyncSetUnresolvedConflictsCountKey);
+        return entry == status.end() ? 0 : static_cast<unsigned>(entry->second.integerReading().value_or(0));
+    }
+
+    void displayConflictsAndErrors() override { mLink->call(protocol::kDisplayConflictsAndErrors); }
+
     StatusCallback statusCallback() const override { return mLink->mStatusCallback; }
     void setStatusCallback(StatusCallback callback) override { mLink->mStatusCallback = std::move(callback); }
 
@@ -196,6 +205,7 @@ public:
     }
 
     bool syncAgentIsRunning() override { return mLink->isRunning(); }
+    std::shared_ptr<void> holdStarts() override { return mLink->holdStarts(); }
 
 private:
     static constexpr int kAttempts = 2;

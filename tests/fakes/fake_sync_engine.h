@@ -117,6 +117,12 @@ public:
         return present;
     }
     long lastSyncResult() override { return result; }
+    unsigned unresolvedConflictCount() override
+    {
+        const auto item = present.find(platform::kSyncSetUnresolvedConflictsCountKey);
+        return item == present.end() ? 0 : static_cast<unsigned>(*item->second.integerReading());
+    }
+    void displayConflictsAndErrors() override { called("displayConflictsAndErrors"); }
     platform::StatusCallback statusCallback() const override { return mCallback; }
     void setStatusCallback(platform::StatusCallback callback) override { mCallback = std::move(callback); }
     void forget() override
@@ -174,6 +180,11 @@ public:
         return set;
     }
     bool syncAgentIsRunning() override { return agentRunning; }
+    std::shared_ptr<void> holdStarts() override { return std::shared_ptr<void>(mStartsAreHeld, mStartsAreHeld.get()); }
+    bool startsAreHeld() const { return mStartsAreHeld.use_count() > 1; }
+
+private:
+    std::shared_ptr<int> mStartsAreHeld = std::make_shared<int>(0);
 };
 
 } // namespace fakes
