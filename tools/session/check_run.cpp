@@ -1,0 +1,219 @@
+#include "check_run.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <fcntl.h>
+#include <thread>
+#include <unistd.h>
+
+#include "check_call.h"
+#include "environment.h"
+#include "platform/system_root.h"
+#include "private_bus.h"
+#include "run_folder.h"
+#include "secret.h"
+#include "status_words.h"
+
+namespace roamer::session
+{
+
+namespace
+{
+
+using namespace std::chrono_literals;
+using platform::UniqueFd;
+
+constexpr const char* kAgent = "/System/Library/Hearth/Custodia.app/Contents/ZilOS/roamer";
+constexpr auto kAgentStart = 30s;
+// What the agent may still have to undo after its bus has gone: a pass that is told to end.
+constexpr auto kAgentEnd = 35s;
+constexpr auto kQueueLook = 100ms;
+
+/// What the steps share. Members go in the order that matters: agent, bus, lock.
+struct Work {
+    const Arguments& arguments;
+    const platform::UserEntry& user;
+    const WaitingLine& line;
+    Secret password{};
+    std::optional<RunFolder> folder{};
+    std::optional<UniqueFd> lock{};
+    std::optional<PrivateBus> bus{};
+    std::string busAddress{}; ///< Of `bus`, or of the user's session.
+    std::optional<UserProcess> agent{};
+
+    bool isLogin() const { return arguments.command == Command::Login; }
+};
+
+using Stop = std::optional<std::string>; ///< Why it cannot go on, in words.
+
+void leaveTerminal()
+{
+    ::setsid();
+    const int null = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
+        ::dup2(null, stream);
+}
+
+Stop takePassword(Work& work)
+{
+    if (!work.isLogin()) return std::nullopt;
+    return work.password.readFrom(STDIN_FILENO, [&work] { return work.line.isWatched(); });
+}
+
+Stop waitForTurn(Work& work)
+{
+    auto folder = RunFolder::open();
+    if (auto* problem = std::get_if<std::string>(&folder)) return std::move(*problem);
+    work.folder.emplace(std::move(std::get<RunFolder>(folder)));
+    while (!(work.lock = work.folder->tryLock(work.user))) {
+        work.line.tell(Phase::Queueing);
+        if (!work.line.isWatched()) return "nobody waits any more";
+        std::this_thread::sleep_for(kQueueLook);
+    }
+    return std::nullopt;
+}
+
+/// The bus of the user's session, whether or not there is one.
+std::string sessionBus(const platform::UserEntry& user)
+{
+    if (user.uid == ::getuid()) {
+        if (auto address = trustedVariable("DBUS_SESSION_BUS_ADDRESS"); !address.empty()) return address;
+        if (const auto runtime = trustedVariable("XDG_RUNTIME_DIR"); !runtime.empty()) {
+            return "unix:path=" + runtime + "/bus";
+        }
+    }
+    return "unix:path=/run/user/" + std::to_string(user.uid) + "/bus";
+}
+
+CheckAnswer call(Work& work, std::chrono::milliseconds patience)
+{
+    return callCheck(work.user,
+                     {.command = work.arguments.command,
+                      .firstTime = work.arguments.firstTime,
+                      .busAddress = work.busAddress,
+                      .patience = patience,
+                      .endsAgent = work.agent.has_value()},
+                     work.agent ? &*work.agent : nullptr);
+}
+
+/// A logout is the business of the agent that serves in the session. Without one, an agent of our own joins that bus,
+/// where it finds the session's engine.
+std::optional<CheckAnswer> askAgentOfSession(Work& work)
+{
+    work.busAddress = sessionBus(work.user);
+    auto answer = call(work, 0ms);
+    if (answer.outcome == CheckAnswer::Outcome::NoBus) work.busAddress.clear();
+    const bool isOwnBusiness =
+        answer.outcome == CheckAnswer::Outcome::NoBus || answer.outcome == CheckAnswer::Outcome::NoAgent;
+    if (isOwnBusiness) return std::nullopt;
+    return answer;
+}
+
+Stop startBus(Work& work)
+{
+    const auto folder = work.folder->makeBusFolder(work.user);
+    if (folder.empty()) return std::string("there is no place for the message bus: ") + std::strerror(errno);
+    auto bus = PrivateBus::start(work.user, folder);
+    if (auto* problem = std::get_if<std::string>(&bus)) return std::move(*problem);
+    work.bus.emplace(std::move(std::get<PrivateBus>(bus)));
+    work.busAddress = work.bus->address();
+    return std::nullopt;
+}
+
+/// The end of a pipe that holds the password and nothing else; no descriptor when it cannot be.
+UniqueFd pipeWith(const Secret& password)
+{
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0) return {};
+    UniqueFd reading(ends[0]);
+    const UniqueFd writing(ends[1]);
+    // It fits into the pipe, so nobody has to read meanwhile.
+    const auto bytes = password.bytes();
+    const ssize_t written = bytes.empty() ? 0 : ::write(writing.get(), bytes.data(), bytes.size());
+    if (written != static_cast<ssize_t>(bytes.size())) return {};
+    return reading;
+}
+
+Stop startAgent(Work& work)
+{
+    const UniqueFd input = work.isLogin() ? pipeWith(work.password) : UniqueFd();
+    work.password.wipe();
+    if (work.isLogin() && !input.isOpen()) return "the password could not be handed on";
+    auto agent = UserProcess::start(work.user, {.path = platform::systemPath(kAgent),
+                                                .arguments = {},
+                                                .environment = environmentFor(work.user, work.busAddress),
+                                                .standardInput = input.get(),
+                                                .passedOn = {}});
+    if (auto* problem = std::get_if<std::string>(&agent)) return std::move(*problem);
+    work.agent.emplace(std::move(std::get<UserProcess>(agent)));
+    return std::nullopt;
+}
+
+/// The agent was told to quit. One that lost its way is left the time to undo what it began when its bus goes.
+void endAgent(Work& work, const CheckAnswer& answer)
+{
+    const bool wasTold = answer.outcome == CheckAnswer::Outcome::Answered;
+    const auto patience = std::chrono::duration_cast<std::chrono::milliseconds>(kAgentEnd);
+    if (wasTold && work.agent->endsWithin(patience)) return;
+    work.bus.reset();
+    if (!work.agent->endsWithin(patience)) work.agent->end(2s);
+}
+
+CheckAnswer askOwnAgent(Work& work)
+{
+    auto answer = call(work, kAgentStart);
+    endAgent(work, answer);
+    return answer;
+}
+
+Outcome outcomeOf(const CheckAnswer& answer)
+{
+    if (answer.outcome == CheckAnswer::Outcome::Answered) {
+        const auto verdict = verdictOf(answer.status, answer.isComplete);
+        return {verdict.mayGoOn, verdict.words};
+    }
+    const bool ended = answer.outcome == CheckAnswer::Outcome::NotAnswered && !answer.reason.empty();
+    return {false, ended ? "the agent ended before the sync was done: " + answer.reason
+                         : std::string("the agent did not come up")};
+}
+
+Outcome stopped(const std::string& reason)
+{
+    return {false, "nothing was synced: " + reason};
+}
+
+Outcome runSteps(Work& work)
+{
+    if (auto stop = takePassword(work)) return stopped(*stop);
+    leaveTerminal();
+    if (auto stop = waitForTurn(work)) return stopped(*stop);
+    work.line.tell(Phase::Syncing);
+    if (!work.isLogin()) {
+        if (const auto answer = askAgentOfSession(work)) return outcomeOf(*answer);
+    }
+    if (work.busAddress.empty()) {
+        if (auto stop = startBus(work)) return stopped(*stop);
+    }
+    if (auto stop = startAgent(work)) return stopped(*stop);
+    return outcomeOf(askOwnAgent(work));
+}
+
+void cleanUp(Work& work)
+{
+    work.agent.reset();
+    work.bus.reset();
+    if (work.lock) work.folder->removeBusFolder(work.user);
+}
+
+} // namespace
+
+Outcome runCheck(const Arguments& arguments, const platform::UserEntry& user, const WaitingLine& line)
+{
+    Work work{.arguments = arguments, .user = user, .line = line};
+    auto outcome = runSteps(work);
+    cleanUp(work);
+    return outcome;
+}
+
+} // namespace roamer::session
