@@ -30,15 +30,15 @@ constexpr JobEndWords kJobEndWords[] = {
     {JobEnd::Conflict, "AbortedOnConflictException", "The job met a conflict and changed nothing."},
 };
 
-std::uint64_t bytesToCopy(const OrderedPlan& ordered)
+std::uint64_t bytesToCopy(const Plan& plan)
 {
     std::uint64_t bytes = 0;
-    for (const Action& action : ordered.items) {
+    plan.items.each([&](ActionList::Index, const Action& action) {
         const Stat& source = action.stats[otherPeer(action.target)];
         if (action.verb == Action::Verb::Copy && source.kind == Kind::File) {
             bytes += static_cast<std::uint64_t>(source.size);
         }
-    }
+    });
     return bytes;
 }
 
@@ -216,36 +216,34 @@ PassRun::Stop PassRun::planWithArchive()
     if (mStop.stop_requested()) return aborted();
     if (auto failure = mArchive->failure()) return ended(*failure);
     if (mPlan.lostHome) return ended(*mPlan.lostHome);
-    mOrdered = arrange(context, mPlan, mSettings.allowMassDeletion);
+    arrange(context, mPlan, mSettings.allowMassDeletion);
     if (auto failure = mArchive->failure()) return ended(*failure);
     mReporter.setMatters(mPlan.conflicts.size(), mPlan.errors.size());
-    mReporter.setTotals(mOrdered.makeRoom.size() + mOrdered.folders.size() + mOrdered.items.size() +
-                            mOrdered.restamps.size() + mOrdered.deletions.size(),
-                        bytesToCopy(mOrdered));
+    mReporter.setTotals(mPlan.count(), bytesToCopy(mPlan));
     return std::nullopt;
 }
 
 PassRun::Stop PassRun::reportPlanOnly()
 {
     Counts& counts = mReport.counts;
-    counts.created = mOrdered.folders.size();
-    counts.deleted = mOrdered.makeRoom.size() + mOrdered.deletions.size();
-    counts.updated = mOrdered.restamps.size();
-    for (const Action& action : mOrdered.items) {
+    counts.created = mPlan.folders.count();
+    counts.deleted = mPlan.makeRoom.count() + mPlan.deletions.count();
+    counts.updated = mPlan.restamps.count();
+    mPlan.items.each([&](ActionList::Index, const Action& action) {
         if (action.verb == Action::Verb::Move) {
             ++counts.renamed;
         } else {
             ++(action.stats[action.target].exists() ? counts.updated : counts.created);
         }
-    }
-    counts.bytes = bytesToCopy(mOrdered);
+    });
+    counts.bytes = bytesToCopy(mPlan);
     return std::nullopt;
 }
 
 PassRun::Stop PassRun::carryOut()
 {
     Workbench bench{mHomePointers, *mArchive, mCoverage, mReporter, mStop, mPlan};
-    const auto problem = propagate(bench, mOrdered);
+    const auto problem = propagate(bench);
     mReport.counts = bench.counts;
     if (problem) return ended(*problem);
     if (mStop.stop_requested()) return aborted();

@@ -60,7 +60,6 @@ private:
     bool mTrustsArchive = false;
     ListingPool mPool;
     Plan mPlan;
-    OrderedPlan mOrdered;
     PassReport mReport;
 };
 

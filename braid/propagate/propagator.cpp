@@ -2,7 +2,6 @@
 
 #include <cerrno>
 
-#include "braid/reconcile/arrange.h"
 #include "placer.h"
 #include "staging_crew.h"
 
@@ -24,9 +23,7 @@ bool failsAtSource(const Problem& problem)
 class Propagator
 {
 public:
-    Propagator(Workbench& bench, OrderedPlan& ordered) : mBench(bench), mOrdered(ordered), mCrew(bench), mPlacer(bench)
-    {
-    }
+    explicit Propagator(Workbench& bench) : mBench(bench), mPlan(bench.plan), mCrew(bench), mPlacer(bench) {}
 
     std::optional<Problem> run();
 
@@ -35,25 +32,26 @@ private:
     std::optional<Problem> tellArchive();
     std::optional<Problem> makeFolders();
     std::optional<Problem> handleItems();
-    std::vector<const Action*> nextBatch(std::size_t& at);
-    void takeStaged(const std::vector<const Action*>& batch);
+    std::vector<Action> nextBatch(ActionList::Index& at);
+    void takeStaged(const std::vector<Action>& batch);
     std::optional<Problem> placeBatch();
-    std::optional<Problem> removeAll(const std::vector<Action>& deletions);
+    std::optional<Problem> removeAll(const ActionList& deletions);
     std::optional<Problem> restampAll();
     std::optional<Problem> finishFolders();
+    void finishFolder(FolderFinish& finish);
     void announceFolders();
     void done(const Action& action, int code, std::uint64_t& counter);
     /// The pass goes on: nobody asked for its end, and both homes still answer.
     bool goesOn() const { return !mBench.isStopped() && !mLost; }
     void failedToStage(const Action& action, const Problem& problem);
-    void forgetFinish(const std::set<std::string>& failed);
 
     Workbench& mBench;
-    OrderedPlan& mOrdered;
+    Plan& mPlan;
     StagingCrew mCrew;
     Placer mPlacer;
-    std::vector<Staged> mBatch;   ///< Complete copies.
-    std::optional<Problem> mLost; ///< A home went away.
+    std::vector<Staged> mBatch;          ///< Complete copies.
+    std::set<std::string> mUnfinishable; ///< Folders that could not be written: not to be recorded as if they had been.
+    std::optional<Problem> mLost;        ///< A home went away.
 };
 
 /// The file server is gone; every further item would only fail the same way.
@@ -79,15 +77,13 @@ void Propagator::done(const Action& action, int code, std::uint64_t& counter)
 std::optional<Problem> Propagator::countUpGenerations()
 {
     PerPeer<bool> isWritten;
-    bool isAnything = !mBench.plan.records.empty() || !mBench.plan.forgets.empty();
-    for (const auto* list :
-         {&mOrdered.makeRoom, &mOrdered.folders, &mOrdered.items, &mOrdered.restamps, &mOrdered.deletions}) {
-        isAnything = isAnything || !list->empty();
-        for (const Action& action : *list) {
+    const bool isAnything = mPlan.count() > 0 || !mPlan.records.empty() || !mPlan.forgets.empty();
+    for (const auto* list : {&mPlan.makeRoom, &mPlan.folders, &mPlan.items, &mPlan.restamps, &mPlan.deletions}) {
+        list->each([&](ActionList::Index, const Action& action) {
             const bool both = action.verb == Action::Verb::Restamp;
             if (both ? action.toLocal != 0 : action.target == Peer::Local) isWritten.local = true;
             if (both ? action.toNetwork != 0 : action.target == Peer::Network) isWritten.network = true;
-        }
+        });
     }
     for (const Peer peer : kPeers) {
         if (!isAnything) continue;
@@ -103,10 +99,14 @@ std::optional<Problem> Propagator::countUpGenerations()
 
 std::optional<Problem> Propagator::tellArchive()
 {
-    for (const auto& [path, entry] : mBench.plan.records)
-        mBench.recordLater(path, entry);
-    for (const std::string& path : mBench.plan.forgets)
+    for (const std::string& path : mPlan.forgets)
         mBench.forgetLater(path);
+    for (ActionList::Index i = 0; i < mPlan.records.size(); ++i) {
+        const Action record = mPlan.records[i];
+        mBench.recordLater(record.path, record.entry);
+        if (!mBench.hasMuchToSettle()) continue;
+        if (auto problem = mBench.settle()) return problem;
+    }
     return mBench.settle();
 }
 
@@ -114,8 +114,8 @@ std::optional<Problem> Propagator::tellArchive()
 /// says whose mode and time are the right ones.
 void Propagator::announceFolders()
 {
-    for (const Action& action : mOrdered.folders) {
-        if (action.stats[action.target].exists()) continue;
+    mPlan.folders.each([&](ActionList::Index, const Action& action) {
+        if (action.stats[action.target].exists()) return;
         const Peer source = otherPeer(action.target);
         Entry ahead;
         ahead.kind = Kind::Folder;
@@ -124,31 +124,23 @@ void Propagator::announceFolders()
                                 action.entry.stamps[source].attributes};
         ahead.unfinished[action.target] = true;
         mBench.recordLater(action.path, ahead);
-    }
+    });
 }
 
 std::optional<Problem> Propagator::makeFolders()
 {
-    if (mOrdered.folders.empty()) return std::nullopt;
+    if (mPlan.folders.empty()) return std::nullopt;
     announceFolders();
     if (auto problem = mBench.settle()) return problem;
-    std::set<std::string> failed;
-    for (const Action& action : mOrdered.folders) {
-        if (!goesOn()) return mLost;
+    for (ActionList::Index i = 0; i < mPlan.folders.size() && goesOn(); ++i) {
+        if (mPlan.folders.isDropped(i)) continue;
+        const Action action = mPlan.folders[i];
         mBench.reporter.at(action.path);
         const int code = mPlacer.makeFolder(action);
         done(action, code, mBench.counts.created);
-        if (code != 0) failed.insert(action.path);
+        if (code != 0) mUnfinishable.insert(action.path);
     }
-    forgetFinish(failed);
     return mLost;
-}
-
-/// What could not be written must not be recorded as if it had been.
-void Propagator::forgetFinish(const std::set<std::string>& failed)
-{
-    if (failed.empty()) return;
-    std::erase_if(mBench.plan.folders, [&](const FolderFinish& finish) { return failed.contains(finish.path); });
 }
 
 std::optional<Problem> Propagator::placeBatch()
@@ -190,24 +182,25 @@ void Propagator::failedToStage(const Action& action, const Problem& problem)
 }
 
 /// The next copies to make together, from `at` on, which moves on; moves on the way are carried out.
-std::vector<const Action*> Propagator::nextBatch(std::size_t& at)
+std::vector<Action> Propagator::nextBatch(ActionList::Index& at)
 {
-    std::vector<const Action*> batch;
+    std::vector<Action> batch;
     std::uint64_t bytes = 0;
-    for (; at < mOrdered.items.size() && batch.size() < kBatchItems && bytes < kBatchBytes && goesOn(); ++at) {
-        const Action& action = mOrdered.items[at];
+    for (; at < mPlan.items.size() && batch.size() < kBatchItems && bytes < kBatchBytes && goesOn(); ++at) {
+        if (mPlan.items.isDropped(at)) continue;
+        Action action = mPlan.items[at];
         if (action.verb == Action::Verb::Move) {
             mBench.reporter.at(action.path);
             done(action, mPlacer.move(action), mBench.counts.renamed);
             continue;
         }
         bytes += static_cast<std::uint64_t>(action.stats[otherPeer(action.target)].size);
-        batch.push_back(&action);
+        batch.push_back(std::move(action));
     }
     return batch;
 }
 
-void Propagator::takeStaged(const std::vector<const Action*>& batch)
+void Propagator::takeStaged(const std::vector<Action>& batch)
 {
     std::vector<StagingCrew::Result> results = mCrew.finish();
     for (std::size_t i = 0; i < results.size(); ++i) {
@@ -217,7 +210,7 @@ void Propagator::takeStaged(const std::vector<const Action*>& batch)
         if (staged) {
             mBatch.push_back(std::move(*staged));
         } else if (!mBench.isStopped()) {
-            failedToStage(*batch[i], staged.problem());
+            failedToStage(batch[i], staged.problem());
         }
     }
 }
@@ -226,12 +219,14 @@ void Propagator::takeStaged(const std::vector<const Action*>& batch)
 std::optional<Problem> Propagator::handleItems()
 {
     std::optional<Problem> problem;
-    std::size_t at = 0;
-    while (!problem && goesOn() && (at < mOrdered.items.size() || !mBatch.empty())) {
-        const std::vector<const Action*> next = nextBatch(at);
+    ActionList::Index at = 0;
+    std::vector<Action> placing; // what mBatch points to
+    while (!problem && goesOn() && (at < mPlan.items.size() || !mBatch.empty())) {
+        std::vector<Action> next = nextBatch(at);
         mCrew.start(next);
         if (!mBatch.empty() && goesOn()) problem = placeBatch();
         takeStaged(next);
+        placing = std::move(next);
     }
     for (const Staged& staged : mBatch)
         mCrew.discard(staged);
@@ -239,11 +234,12 @@ std::optional<Problem> Propagator::handleItems()
     return problem ? problem : mLost;
 }
 
-std::optional<Problem> Propagator::removeAll(const std::vector<Action>& deletions)
+std::optional<Problem> Propagator::removeAll(const ActionList& deletions)
 {
     std::size_t sinceCheck = kCheckHomesEvery;
-    for (const Action& action : deletions) {
-        if (!goesOn()) return mLost;
+    for (ActionList::Index i = 0; i < deletions.size() && goesOn(); ++i) {
+        if (deletions.isDropped(i)) continue;
+        const Action action = deletions[i];
         if (++sinceCheck > kCheckHomesEvery) {
             // A share that went away may leave an empty folder behind that answers like a home without files.
             for (const Peer peer : kPeers) {
@@ -263,50 +259,69 @@ std::optional<Problem> Propagator::removeAll(const std::vector<Action>& deletion
 
 std::optional<Problem> Propagator::restampAll()
 {
-    std::set<std::string> failed;
-    for (const Action& action : mOrdered.restamps) {
-        if (!goesOn()) return mLost;
+    for (ActionList::Index i = 0; i < mPlan.restamps.size() && goesOn(); ++i) {
+        if (mPlan.restamps.isDropped(i)) continue;
+        const Action action = mPlan.restamps[i];
         mBench.reporter.at(action.path);
         const int code = mPlacer.restamp(action);
         done(action, code, mBench.counts.updated);
-        if (code != 0) failed.insert(action.path);
+        if (code != 0) mUnfinishable.insert(action.path);
         if (!mBench.hasMuchToSettle()) continue;
         if (auto problem = mBench.settle()) return problem;
     }
-    forgetFinish(failed);
     return mLost;
 }
 
 std::optional<Problem> Propagator::finishFolders()
 {
-    for (FolderFinish& finish : mBench.plan.folders) {
-        if (!goesOn()) return mLost;
-        const int code = mPlacer.finishFolder(finish);
-        if (code != 0 && code != EAGAIN) {
-            mBench.fail(finish.path, finish.created.value_or(Peer::Network), {code, "set its time", finish.path});
-        }
+    for (ActionList::Index i = mPlan.folders.size(); i-- > 0 && goesOn();) {
+        if (mPlan.folders.isDropped(i)) continue;
+        const Action action = mPlan.folders[i];
+        FolderFinish finish;
+        finish.path = action.path;
+        finish.job = action.job;
+        finish.stats = action.stats;
+        finish.mtime.local = finish.mtime.network = action.stats[otherPeer(action.target)].mtime;
+        finish.created = action.target;
+        finish.entry = action.entry;
+        finishFolder(finish);
+        if (!mBench.hasMuchToSettle()) continue;
+        if (auto problem = mBench.settle()) return problem;
     }
-    return std::nullopt;
+    for (FolderFinish& finish : mPlan.finishes) {
+        if (!goesOn()) break;
+        finishFolder(finish);
+    }
+    return mLost;
+}
+
+void Propagator::finishFolder(FolderFinish& finish)
+{
+    if (mUnfinishable.contains(finish.path)) return;
+    const int code = mPlacer.finishFolder(finish);
+    if (code != 0 && code != EAGAIN) {
+        mBench.fail(finish.path, finish.created.value_or(Peer::Network), {code, "set its time", finish.path});
+    }
 }
 
 std::optional<Problem> Propagator::run()
 {
     if (auto problem = countUpGenerations()) return problem;
     if (auto problem = tellArchive()) return problem;
-    if (auto problem = removeAll(mOrdered.makeRoom)) return problem;
+    if (auto problem = removeAll(mPlan.makeRoom)) return problem;
     if (auto problem = makeFolders()) return problem;
     if (auto problem = handleItems()) return problem;
     if (auto problem = restampAll()) return problem;
-    if (auto problem = removeAll(mOrdered.deletions)) return problem;
+    if (auto problem = removeAll(mPlan.deletions)) return problem;
     if (auto problem = finishFolders()) return problem;
     return mBench.settle();
 }
 
 } // namespace
 
-std::optional<Problem> propagate(Workbench& bench, OrderedPlan& ordered)
+std::optional<Problem> propagate(Workbench& bench)
 {
-    return Propagator{bench, ordered}.run();
+    return Propagator{bench}.run();
 }
 
 } // namespace braid

@@ -5,8 +5,8 @@
 namespace braid
 {
 
-/// Carries out a plan. Errors of single items go to the plan's list and the others go on; the answer is a problem
-/// that ends the pass, or nothing. After a stop request what is in place is still made known to the archive.
-std::optional<Problem> propagate(Workbench& bench, OrderedPlan& ordered);
+/// Carries out the plan of the bench. Errors of single items go to the plan's list and the others go on; the answer is
+/// a problem that ends the pass, or nothing. After a stop request what is in place is still made known to the archive.
+std::optional<Problem> propagate(Workbench& bench);
 
 } // namespace braid

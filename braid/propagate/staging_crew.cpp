@@ -24,7 +24,7 @@ constexpr std::chrono::milliseconds kTellEvery{50};
 struct StagingCrew::Shared {
     std::mutex mutex;
     std::condition_variable_any changed;
-    std::vector<const Action*> batch;
+    std::span<const Action> batch;
     std::vector<Result> results;
     std::size_t next = 0; // guarded by mutex, as all above
     std::size_t finished = 0;
@@ -38,7 +38,7 @@ struct StagingCrew::Shared {
         std::unique_lock lock{mutex};
         while (changed.wait(lock, ending, [&] { return next < batch.size(); })) {
             const std::size_t at = next++;
-            const Action& action = *batch[at];
+            const Action& action = batch[at];
             lock.unlock();
             Result result;
             if (!stop.stop_requested()) result.emplace(stager.stage(action));
@@ -67,21 +67,21 @@ StagingCrew::~StagingCrew()
     }
 }
 
-void StagingCrew::start(std::vector<const Action*> batch)
+void StagingCrew::start(std::span<const Action> batch)
 {
     if (batch.size() < kFewItems || !disk::system().isConcurrent()) {
-        for (const Action* action : batch) {
+        for (const Action& action : batch) {
             Result& result = mShared->results.emplace_back();
             if (mBench.isStopped()) continue;
-            mBench.reporter.at(action->path);
-            result.emplace(mOwn.stage(*action));
+            mBench.reporter.at(action.path);
+            result.emplace(mOwn.stage(action));
         }
         return;
     }
     {
         const std::lock_guard lock{mShared->mutex};
         mShared->results.resize(batch.size());
-        mShared->batch = std::move(batch);
+        mShared->batch = batch;
     }
     while (mShared->threads.size() < kThreads) {
         Stager& stager = *mShared->stagers[mShared->threads.size()];
@@ -97,13 +97,13 @@ std::vector<StagingCrew::Result> StagingCrew::finish()
     const auto isDone = [&] { return mShared->finished == mShared->batch.size(); };
     while (!mShared->changed.wait_for(lock, kTellEvery, isDone)) {
         const std::size_t next = mShared->next;
-        const std::string path = next > 0 ? mShared->batch[next - 1]->path : std::string{};
+        const std::string path = next > 0 ? mShared->batch[next - 1].path : std::string{};
         lock.unlock();
         mBench.reporter.at(path);
         mBench.reporter.addBytes(mShared->bytes.exchange(0));
         lock.lock();
     }
-    mShared->batch.clear();
+    mShared->batch = {};
     mShared->finished = 0;
     mShared->next = 0;
     std::vector<Result> results = std::move(mShared->results);

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "stager.h"
@@ -22,8 +23,8 @@ public:
     StagingCrew(const StagingCrew&) = delete;
     StagingCrew& operator=(const StagingCrew&) = delete;
 
-    /// One batch at a time; the actions must outlive finish(). Where there is little to do it is done at once.
-    void start(std::vector<const Action*> batch);
+    /// One batch at a time; the actions must outlive what came of them. Where there is little to do it is done at once.
+    void start(std::span<const Action> batch);
     /// Tells the reporter how far it is until the batch is done.
     std::vector<Result> finish();
 

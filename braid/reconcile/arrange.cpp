@@ -24,32 +24,13 @@ bool isCreation(const Action& action)
 void dropEndedJobs(Plan& plan)
 {
     const auto hasEnded = [&](const auto& planned) { return plan.jobEnds[planned.job] != JobEnd::None; };
-    std::erase_if(plan.actions, hasEnded);
-    std::erase_if(plan.folders, hasEnded);
-}
-
-using ReplacedFolders = std::set<std::pair<Peer, std::string>>;
-
-/// Folders whose place a file or link takes.
-ReplacedFolders replacedFolders(const Plan& plan)
-{
-    ReplacedFolders replaced;
-    for (const Action& action : plan.actions) {
-        if (action.verb == Action::Verb::Copy && action.stats[action.target].kind == Kind::Folder) {
-            replaced.emplace(action.target, action.path);
-        }
+    if (std::ranges::all_of(plan.jobEnds, [](JobEnd end) { return end == JobEnd::None; })) return;
+    for (ActionList* list : {&plan.makeRoom, &plan.folders, &plan.items, &plan.restamps, &plan.deletions}) {
+        list->each([&](ActionList::Index index, const Action& action) {
+            if (hasEnded(action)) list->drop(index);
+        });
     }
-    return replaced;
-}
-
-/// This deletion must come before something takes the place of a folder, so it cannot wait to be a move.
-bool makesRoom(const Action& deletion, const ReplacedFolders& replaced)
-{
-    if (replaced.empty()) return false;
-    for (std::string_view path = deletion.path; !path.empty(); path = folderOf(path)) {
-        if (replaced.contains({deletion.target, std::string{path}})) return true;
-    }
-    return false;
+    std::erase_if(plan.finishes, hasEnded);
 }
 
 /// The new file at `action.path` on the source side really is the one that lay at `old.path` when both agreed.
@@ -89,55 +70,55 @@ bool isSameFile(const WalkContext& context, const Action& action, const Action& 
     return digest && *digest == *wanted;
 }
 
-void joinMoves(const WalkContext& context, Plan& plan, const ReplacedFolders& replaced)
+void joinMoves(const WalkContext& context, Plan& plan)
 {
-    PerPeer<std::unordered_map<std::uint64_t, std::size_t>> deleted; // by inode on the side that moved the file
-    for (std::size_t i = 0; i < plan.actions.size(); ++i) {
-        const Action& action = plan.actions[i];
-        if (action.verb != Action::Verb::Delete || action.entry.kind != Kind::File) continue;
-        if (makesRoom(action, replaced)) continue;
-        deleted[action.target].emplace(action.entry.stamps[otherPeer(action.target)].inode, i);
-    }
+    PerPeer<std::unordered_map<std::uint64_t, ActionList::Index>> deleted; // by inode on the side that moved the file
+    plan.deletions.each([&](ActionList::Index index, const Action& action) {
+        if (action.entry.kind != Kind::File) return;
+        deleted[action.target].emplace(action.entry.stamps[otherPeer(action.target)].inode, index);
+    });
     if (deleted.local.empty() && deleted.network.empty()) return;
 
-    std::vector<bool> isJoined(plan.actions.size());
-    for (Action& action : plan.actions) {
-        if (!isCreation(action) || action.stats[otherPeer(action.target)].kind != Kind::File) continue;
+    plan.items.each([&](ActionList::Index index, Action action) {
+        if (!isCreation(action) || action.stats[otherPeer(action.target)].kind != Kind::File) return;
         auto& candidates = deleted[action.target];
         const auto found = candidates.find(action.stats[otherPeer(action.target)].inode);
-        if (found == candidates.end()) continue;
-        Action& old = plan.actions[found->second];
-        if (old.job != action.job || !isSameFile(context, action, old)) continue;
+        if (found == candidates.end()) return;
+        const Action old = plan.deletions[found->second];
+        if (old.job != action.job || !isSameFile(context, action, old)) return;
         action.verb = Action::Verb::Move;
         action.from = old.path;
         action.fromStat = old.stats[old.target];
         action.entry = old.entry;
-        isJoined[found->second] = true;
+        plan.items.replace(index, action);
+        plan.deletions.drop(found->second);
         candidates.erase(found);
-    }
-    std::size_t index = 0;
-    std::erase_if(plan.actions, [&](const Action&) { return isJoined[index++]; });
+    });
 }
 
 void withholdMassDeletion(const WalkContext& context, Plan& plan)
 {
-    const auto isDeletion = [](const Action& action) { return action.verb == Action::Verb::Delete; };
+    PerPeer<std::uint64_t> counts;
+    for (const ActionList* list : {&plan.makeRoom, &plan.deletions}) {
+        list->each([&](ActionList::Index, const Action& action) { ++counts[action.target]; });
+    }
+    if (std::max(counts.local, counts.network) <= kAlwaysAllowedDeletions) return;
     const std::uint64_t known = context.archive.countEntries();
     for (const Peer peer : kPeers) {
-        const auto count = static_cast<std::uint64_t>(std::ranges::count_if(
-            plan.actions, [&](const Action& action) { return isDeletion(action) && action.target == peer; }));
-        if (count <= kAlwaysAllowedDeletions || count * 2 <= known) continue;
-        std::erase_if(plan.actions, [&](const Action& action) {
-            const bool needsRoom =
-                action.verb == Action::Verb::Copy && action.stats[action.target].kind == Kind::Folder;
-            return action.target == peer && (isDeletion(action) || needsRoom);
-        });
+        if (counts[peer] <= kAlwaysAllowedDeletions || counts[peer] * 2 <= known) continue;
+        for (ActionList* list : {&plan.makeRoom, &plan.deletions, &plan.items}) {
+            list->each([&](ActionList::Index index, const Action& action) {
+                const bool isDeletion = action.verb == Action::Verb::Delete;
+                const bool needsRoom =
+                    action.verb == Action::Verb::Copy && action.stats[action.target].kind == Kind::Folder;
+                if (action.target == peer && (isDeletion || needsRoom)) list->drop(index);
+            });
+        }
         plan.conflicts.push_back({{".", std::string{conflicts::kMassDeletion}}, {}});
     }
 }
 
-} // namespace
-
+/// Parents before what they hold.
 bool pathLess(std::string_view one, std::string_view other)
 {
     return std::ranges::lexicographical_compare(one, other, [](char a, char b) {
@@ -147,40 +128,15 @@ bool pathLess(std::string_view one, std::string_view other)
     });
 }
 
-OrderedPlan arrange(const WalkContext& context, Plan& plan, bool allowsMassDeletion)
+} // namespace
+
+void arrange(const WalkContext& context, Plan& plan, bool allowsMassDeletion)
 {
     dropEndedJobs(plan);
-    joinMoves(context, plan, replacedFolders(plan));
+    joinMoves(context, plan);
     if (!allowsMassDeletion) withholdMassDeletion(context, plan);
-
-    const ReplacedFolders replaced = replacedFolders(plan);
-    OrderedPlan ordered;
-    for (Action& action : plan.actions) {
-        switch (action.verb) {
-        case Action::Verb::MakeFolder:
-            ordered.folders.push_back(std::move(action));
-            break;
-        case Action::Verb::Copy:
-        case Action::Verb::Move:
-            ordered.items.push_back(std::move(action));
-            break;
-        case Action::Verb::Restamp:
-            ordered.restamps.push_back(std::move(action));
-            break;
-        case Action::Verb::Delete:
-            (makesRoom(action, replaced) ? ordered.makeRoom : ordered.deletions).push_back(std::move(action));
-            break;
-        }
-    }
-    plan.actions.clear();
-    for (auto* list : {&ordered.folders, &ordered.items, &ordered.restamps}) {
-        std::ranges::sort(*list, pathLess, &Action::path);
-    }
     const auto backwards = [](std::string_view one, std::string_view other) { return pathLess(other, one); };
-    for (auto* list : {&ordered.makeRoom, &ordered.deletions})
-        std::ranges::sort(*list, backwards, &Action::path);
-    std::ranges::sort(plan.folders, backwards, &FolderFinish::path);
-    return ordered;
+    std::ranges::sort(plan.finishes, backwards, &FolderFinish::path);
 }
 
 } // namespace braid

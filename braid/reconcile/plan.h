@@ -1,39 +1,15 @@
 #pragma once
 
+#include <deque>
 #include <optional>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "braid/archive/archive.h"
-#include "decide.h"
+#include "action_list.h"
 
 namespace braid
 {
-
-/// One thing to do to one home.
-struct Action {
-    enum class Verb : std::uint8_t {
-        MakeFolder,
-        Copy, ///< A file or link, new or in place of what lies there.
-        Move, ///< `from` lies on the target under its old path, unchanged.
-        Restamp,
-        Delete,
-    };
-
-    Verb verb = Verb::Copy;
-    Peer target = Peer::Network; ///< Not for Restamp, which may write both.
-    std::size_t job = 0;
-    std::string path;
-    std::string from;    ///< Move only.
-    PerPeer<Stat> stats; ///< What the scan saw; the disk must still look so when the action is done.
-    Stat fromStat;       ///< Move only: the item at `from`.
-    AttributeSet toLocal = 0;
-    AttributeSet toNetwork = 0;
-    bool isRecorded = true; ///< False: something about the item was kept out, so nothing is agreed yet.
-    Entry entry;            ///< What is to be agreed on; for Delete what was.
-};
 
 /// What becomes of a folder's time and mode once everything inside is done.
 struct FolderFinish {
@@ -47,27 +23,30 @@ struct FolderFinish {
     Entry entry;
 };
 
-/// Everything that one pass will do.
+/// Everything that one pass will do. Parents come before what they hold, and what lies in one folder comes together;
+/// deletions come the other way round.
 struct Plan {
-    std::vector<Action> actions;
-    std::vector<std::pair<std::string, Entry>> records;
+    ActionList makeRoom; ///< Deletions inside folders that a file or link takes the place of.
+    ActionList folders;  ///< To make.
+    ActionList items;    ///< Copies and moves.
+    ActionList restamps;
+    ActionList deletions;
+    ActionList records;
     std::vector<std::string> forgets;
-    std::vector<FolderFinish> folders;
+    std::deque<FolderFinish> finishes; ///< Of folders on both sides; those in `folders` are finished too.
+
     std::vector<ConflictRecord> conflicts;
     std::vector<ItemError> errors;
     std::vector<std::string> skipped;
     std::set<std::string> unseen;    ///< Folders that could not be listed: nothing is known of what lies below.
     std::vector<JobEnd> jobEnds;     ///< One per job.
     std::optional<Problem> lostHome; ///< A home's top could not be listed: there is nothing to plan with.
-};
 
-/// Puts the plan in the order in which it is carried out: parents before what they hold, deletions backwards.
-struct OrderedPlan {
-    std::vector<Action> makeRoom; ///< Deletions inside folders that a file or link takes the place of.
-    std::vector<Action> folders;
-    std::vector<Action> items; ///< Moves, copies.
-    std::vector<Action> restamps;
-    std::vector<Action> deletions;
+    /// How many actions change a home.
+    std::size_t count() const
+    {
+        return makeRoom.count() + folders.count() + items.count() + restamps.count() + deletions.count();
+    }
 };
 
 } // namespace braid

@@ -8,16 +8,6 @@ namespace braid
 namespace
 {
 
-/// One item below (or at the top of) a one-sided folder.
-struct Node {
-    std::string path;
-    std::size_t job = 0;
-    Stat stat;
-    Entry entry; ///< To record after copying.
-    std::optional<Entry> agreed;
-    bool isEdited = false; ///< New, or its content is no longer what was agreed.
-};
-
 class Subtree
 {
 public:
@@ -40,11 +30,11 @@ private:
     void visitItem(const std::string& folder, const Coverage::State& cover, FolderPair& pair, const Listing::Item& item,
                    const Entry* entry);
     void hold(std::string_view path);
-    void create();
+    void take(const Action& node);
+    void create(Action node);
     void remove();
-    Action actionFor(const Node& node) const;
-    /// False: the node's job keeps the write out.
-    bool mayWrite(const Node& node, Peer target);
+    /// The node's job may not write there; if it must end for that it is told so.
+    bool isKeptOut(const Action& node, Peer target);
 
     const WalkContext& mContext;
     Plan& mPlan;
@@ -53,7 +43,8 @@ private:
     Peer mOther;
 
     std::vector<Pending> mPending;
-    std::vector<Node> mNodes;
+    bool mIsCreated = false;        // whatever may be found inside
+    ActionList mNodes;              // everything, as deletions, folders before what they hold; unless mIsCreated
     std::vector<std::string> mGone; // agreed once, now on neither side
     std::set<std::string> mHeld;    // folders that hold something that no job of this pass may take away
     bool mIsEdited = false;
@@ -95,24 +86,19 @@ void Subtree::visitItem(const std::string& folder, const Coverage::State& cover,
         hold(folder);
         return;
     }
-    Node node;
+    Action node;
     node.path = path;
     node.job = *job;
-    node.stat = item.stat;
-    if (entry) node.agreed = *entry;
-
-    PerPeer<Stat> stats;
-    stats[mSide] = item.stat;
-    const Judgement judgement = judge(mContext.homes, pair, item.name, entry, stats, mContext.stop);
+    node.stats[mSide] = item.stat;
+    const Judgement judgement = judge(mContext.homes, pair, item.name, entry, node.stats, mContext.stop);
     if (judgement.problem) {
         addError(mPlan, path, mSide, *judgement.problem);
         hold(folder);
         return;
     }
-    node.entry = judgement.entry;
-    node.isEdited = !judgement.before.exists() || !hasSameContent(judgement.before, judgement.now[mSide]);
-    mIsEdited = mIsEdited || node.isEdited;
-    mNodes.push_back(std::move(node));
+    node.entry = entry && !mIsCreated ? *entry : judgement.entry;
+    mIsEdited = mIsEdited || !judgement.before.exists() || !hasSameContent(judgement.before, judgement.now[mSide]);
+    take(node);
     if (item.stat.kind == Kind::Folder) mPending.push_back({path, below, {}});
 }
 
@@ -159,68 +145,58 @@ void Subtree::collect()
     }
 }
 
-bool Subtree::mayWrite(const Node& node, Peer target)
+void Subtree::take(const Action& node)
+{
+    if (mIsCreated) {
+        create(node);
+    } else {
+        mNodes.add(node);
+    }
+}
+
+bool Subtree::isKeptOut(const Action& node, Peer target)
 {
     const Decision write = decideWrite(target, mContext.coverage.job(node.job).options);
     if (write.jobEnd != JobEnd::None) endJob(mPlan, node.job, write.jobEnd);
-    return write.step != Step::KeptOut;
+    return write.step == Step::KeptOut;
 }
 
-Action Subtree::actionFor(const Node& node) const
+void Subtree::create(Action node)
 {
-    Action action;
-    action.job = node.job;
-    action.path = node.path;
-    action.stats[mSide] = node.stat;
-    action.entry = node.entry;
-    return action;
-}
-
-void Subtree::create()
-{
-    for (const Node& node : mNodes) {
-        if (!mayWrite(node, mOther)) continue;
-        Action action = actionFor(node);
-        action.target = mOther;
-        if (node.path == mTop.path) action.stats[mOther] = mTop.stats[mOther];
-        if (node.stat.kind != Kind::Folder) {
-            mPlan.actions.push_back(std::move(action));
-            continue;
-        }
-        action.verb = Action::Verb::MakeFolder;
-        FolderFinish finish;
-        finish.path = node.path;
-        finish.job = node.job;
-        finish.stats = action.stats;
-        finish.mtime = {node.stat.mtime, node.stat.mtime};
-        finish.created = mOther;
-        finish.entry = node.entry;
-        mPlan.folders.push_back(std::move(finish));
-        mPlan.actions.push_back(std::move(action));
+    if (isKeptOut(node, mOther)) return;
+    node.target = mOther;
+    if (node.stats[mSide].kind == Kind::Folder) {
+        node.verb = Action::Verb::MakeFolder;
+        mPlan.folders.add(node);
+    } else {
+        mPlan.items.add(node);
     }
 }
 
 void Subtree::remove()
 {
+    // Deepest first, so that a folder is known to be held before its turn comes.
+    const auto eachBackwards = [&](auto visit) {
+        for (ActionList::Index index = mNodes.size(); index-- > 0;) {
+            Action node = mNodes[index];
+            if (!mHeld.contains(node.path)) visit(node);
+        }
+    };
+    eachBackwards([&](const Action& node) {
+        if (isKeptOut(node, mSide)) hold(node.stats[mSide].kind == Kind::Folder ? node.path : folderOf(node.path));
+    });
     const bool isReplaced = mTop.stats[mOther].exists();
     if (isReplaced && !mHeld.empty()) {
         // The file or link of the other side cannot take the folder's place.
         mPlan.conflicts.push_back({{mTop.path, std::string{conflicts::kTypeType}}, mTop.stats});
         return;
     }
-    for (const Node& node : mNodes) {
-        if (mHeld.contains(node.path)) continue;
-        if (!mayWrite(node, mSide)) {
-            hold(folderOf(node.path));
-            continue;
-        }
-        Action action = actionFor(node);
-        action.verb = Action::Verb::Delete;
-        action.target = mSide;
-        if (node.path == mTop.path) action.stats[mOther] = mTop.stats[mOther];
-        if (node.agreed) action.entry = *node.agreed;
-        mPlan.actions.push_back(std::move(action));
-    }
+    eachBackwards([&](Action& node) {
+        if (node.stats[mSide].kind != Kind::Folder && isKeptOut(node, mSide)) return;
+        node.verb = Action::Verb::Delete;
+        node.target = mSide;
+        (isReplaced ? mPlan.makeRoom : mPlan.deletions).add(node);
+    });
     if (!isReplaced) return;
     Action action;
     action.target = mSide;
@@ -228,7 +204,7 @@ void Subtree::remove()
     action.path = mTop.path;
     action.stats = mTop.stats;
     action.entry = mTop.entry;
-    mPlan.actions.push_back(std::move(action));
+    mPlan.items.add(action);
 }
 
 void Subtree::run()
@@ -239,16 +215,17 @@ void Subtree::run()
         mPlan.conflicts.push_back({{mTop.path, std::string{mTop.decision.conflict}}, mTop.stats});
         return;
     }
-    Node top;
+    Step step = mTop.decision.step;
+    mIsCreated = step == writeTo(mOther);
+    Action top;
     top.path = mTop.path;
     top.job = mTop.job;
-    top.stat = mTop.stats[mSide];
+    top.stats = mTop.stats;
     top.entry = mTop.entry;
-    mNodes.push_back(std::move(top));
+    take(top);
     collect();
     if (mContext.stop.stop_requested()) return;
 
-    Step step = mTop.decision.step;
     const bool wasResolved = !mTop.decision.conflict.empty();
     if (step == writeTo(mSide) && mIsEdited && !wasResolved) {
         const bool isReplaced = mTop.stats[mOther].exists();
@@ -263,12 +240,10 @@ void Subtree::run()
     }
     for (std::string& path : mGone)
         mPlan.forgets.push_back(std::move(path));
-    if (step == writeTo(mOther)) {
-        create();
-    } else {
-        // Deepest first, so that a folder is known to be held before its turn comes.
-        std::ranges::sort(mNodes, std::ranges::greater{}, &Node::path);
+    if (step != writeTo(mOther)) {
         remove();
+    } else if (!mIsCreated) {
+        mNodes.each([&](ActionList::Index, Action node) { create(std::move(node)); });
     }
 }
 

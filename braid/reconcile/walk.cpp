@@ -74,6 +74,7 @@ private:
                          const Entry* entry);
     void planItem(const std::string& path, std::size_t job, const PerPeer<Stat>& stats, const Judgement& judgement,
                   const Decision& decision, const Entry* entry);
+    void record(Action& action);
 
     const WalkContext& mContext;
     Plan mPlan;
@@ -124,12 +125,12 @@ void Walk::mergeFolder(Task& task)
     }
     const std::vector<NamedEntry> entries = mContext.agreedIn(task.path);
     FolderPair folder{mContext.homes, task.path};
-    const std::size_t actionsBefore = mPlan.actions.size();
+    const std::size_t actionsBefore = mPlan.count();
     mergeNames(entries, listings, [&](const Row& row) {
         if (!mContext.stop.stop_requested()) mergeItem(task, folder, row);
     });
-    const bool isDisturbed = mPlan.actions.size() != actionsBefore;
-    if (task.finish && (isDisturbed || task.timeChanged)) mPlan.folders.push_back(std::move(*task.finish));
+    const bool isDisturbed = mPlan.count() != actionsBefore;
+    if (task.finish && (isDisturbed || task.timeChanged)) mPlan.finishes.push_back(std::move(*task.finish));
 }
 
 /// What the engine leaves alone whatever the job says. True: go on with the next item.
@@ -283,12 +284,12 @@ void Walk::planItem(const std::string& path, std::size_t job, const PerPeer<Stat
     action.entry = judgement.entry;
     switch (decision.step) {
     case Step::Nothing:
-        if (judgement.stampsMoved && stats.local.exists()) mPlan.records.emplace_back(path, judgement.entry);
+        if (judgement.stampsMoved && stats.local.exists()) record(action);
         // Written ahead of something that was never made: it must not speak for a later item of that name.
         if (entry && !stats.local.exists() && !stats.network.exists()) mPlan.forgets.push_back(path);
         return;
     case Step::Record:
-        mPlan.records.emplace_back(path, judgement.entry);
+        record(action);
         return;
     case Step::Forget:
         mPlan.forgets.push_back(path);
@@ -303,15 +304,22 @@ void Walk::planItem(const std::string& path, std::size_t job, const PerPeer<Stat
         action.toLocal = decision.toLocal;
         action.toNetwork = decision.toNetwork;
         action.isRecorded = !decision.isPartial;
-        break;
+        mPlan.restamps.add(action);
+        return;
     case Step::WriteLocal:
     case Step::WriteNetwork:
         action.target = decision.step == Step::WriteLocal ? Peer::Local : Peer::Network;
         action.verb = stats[otherPeer(action.target)].exists() ? Action::Verb::Copy : Action::Verb::Delete;
         if (action.verb == Action::Verb::Delete && entry) action.entry = *entry;
-        break;
+        (action.verb == Action::Verb::Delete ? mPlan.deletions : mPlan.items).add(action);
+        return;
     }
-    mPlan.actions.push_back(std::move(action));
+}
+
+void Walk::record(Action& action)
+{
+    action.verb = Action::Verb::Record;
+    mPlan.records.add(action);
 }
 
 } // namespace

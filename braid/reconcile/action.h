@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "braid/archive/archive.h"
+#include "decide.h"
+
+namespace braid
+{
+
+/// One thing to do to one home.
+struct Action {
+    enum class Verb : std::uint8_t {
+        MakeFolder,
+        Copy, ///< A file or link, new or in place of what lies there.
+        Move, ///< `from` lies on the target under its old path, unchanged.
+        Restamp,
+        Delete,
+        Record, ///< Nothing on the disks: only the archive has to learn it.
+    };
+
+    Verb verb = Verb::Copy;
+    Peer target = Peer::Network; ///< Not for Restamp, which may write both, and for Record.
+    std::size_t job = 0;
+    std::string path;
+    std::string from;    ///< Move only.
+    PerPeer<Stat> stats; ///< What the scan saw; the disk must still look so when the action is done.
+    Stat fromStat;       ///< Move only: the item at `from`.
+    AttributeSet toLocal = 0;
+    AttributeSet toNetwork = 0;
+    bool isRecorded = true; ///< False: something about the item was kept out, so nothing is agreed yet.
+    Entry entry;            ///< What is to be agreed on; for Delete what was.
+};
+
+} // namespace braid
