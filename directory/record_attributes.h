@@ -41,6 +41,11 @@ inline constexpr const char* kCachedParentGroupsAttribute = "axAttrTypeNative:ca
 inline constexpr const char* kCachedLocalUserGroupsAttribute = "axAttrTypeNative:cached_local_user_groups";
 inline constexpr const char* kPreservedAttributesAttribute = "axAttrTypeNative:preserved_attributes";
 
+// Of groups.
+inline constexpr const char* kMemberNamesAttribute = "axAttrTypeStandard:GroupMembership";
+inline constexpr const char* kMemberUuidsAttribute = "axAttrTypeStandard:GroupMembers";
+inline constexpr const char* kNestedGroupsAttribute = "axAttrTypeStandard:NestedGroups"; ///< UUIDs of groups in it.
+
 // Kept in a record's override only, as the memory of answers that are expensive to find.
 inline constexpr const char* kIsAdminCache = "vexAttrTypePrivate:isAdmin";
 inline constexpr const char* kFlagsDictionaryCache = "vexAttrTypePrivate:vexFlagsDictionary";

@@ -60,4 +60,12 @@ inline constexpr const char* kLogoutNonprefSuppressErrors = "logoutNonprefSuppre
 inline constexpr const char* kFirstSyncSuppressErrors = "firstSyncSuppressErrors";
 inline constexpr const char* kBackgroundSuppressErrors = "backgroundSuppressErrors";
 
+// Words that keys hold.
+inline constexpr const char* kDontSyncWord = "dontSync"; ///< Every other value means that it is synced.
+inline constexpr const char* kShowConflictDialogsWord = "showConflictDialogs";
+inline constexpr const char* kMobileHomeWinsWord = "mobileHomeWins";
+inline constexpr const char* kNetworkHomeWinsWord = "networkHomeWins";
+inline constexpr const char* kMobileHomeCopyWord = "mobileHomeCopy";
+inline constexpr const char* kNetworkHomeCopyWord = "networkHomeCopy";
+
 } // namespace roamer

@@ -13,9 +13,6 @@ namespace roamer
 namespace
 {
 
-constexpr const char* kComparisonKey = "comparison";
-constexpr const char* kValueKey = "value";
-
 struct ComparisonWord {
     std::string_view word;
     ComparisonForm form;
@@ -55,6 +52,14 @@ bool isMailAccountPrefix(std::string_view value)
 }
 
 } // namespace
+
+std::vector<std::string_view> comparisonWords()
+{
+    std::vector<std::string_view> words;
+    for (const auto& known : kComparisonWords)
+        words.push_back(known.word);
+    return words;
+}
 
 std::optional<MatchRule> ruleFromExclusionEntry(const PropertyList& element)
 {

@@ -42,6 +42,8 @@ public:
     virtual std::shared_ptr<DirectoryRecord> lookUp(const std::string& recordType, const std::string& name,
                                                     const std::vector<std::string>& attributes,
                                                     DirectoryError& error) = 0;
+    /// The names of all records of the type, in order; none when there are none or they cannot be listed.
+    virtual std::vector<std::string> recordNames(const std::string& recordType) = 0;
 };
 
 inline constexpr std::uint32_t kLocalNodeType = 0x2200;

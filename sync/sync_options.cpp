@@ -66,12 +66,12 @@ struct ResolutionFacts {
 };
 
 constexpr std::array kResolutions = std::to_array<ResolutionFacts>({
-    {kShowConflictDialogs, "showConflictDialogs", ResolutionFacts::NoSide, false, false, false},
-    {kLocalWinsConflicts, "mobileHomeWins", ResolutionFacts::Local, true, false, false},
-    {kNetworkWinsConflicts, "networkHomeWins", ResolutionFacts::Remote, true, false, false},
-    {kCopyNetwork, "networkHomeCopy", ResolutionFacts::Remote, true, true, false},
+    {kShowConflictDialogs, kShowConflictDialogsWord, ResolutionFacts::NoSide, false, false, false},
+    {kLocalWinsConflicts, kMobileHomeWinsWord, ResolutionFacts::Local, true, false, false},
+    {kNetworkWinsConflicts, kNetworkHomeWinsWord, ResolutionFacts::Remote, true, false, false},
+    {kCopyNetwork, kNetworkHomeCopyWord, ResolutionFacts::Remote, true, true, false},
     {kCopyNetworkAbort, "", ResolutionFacts::Remote, false, true, true},
-    {kCopyLocal, "mobileHomeCopy", ResolutionFacts::Local, true, true, false},
+    {kCopyLocal, kMobileHomeCopyWord, ResolutionFacts::Local, true, true, false},
     {kCopyLocalAbort, "", ResolutionFacts::Local, false, true, true},
 });
 
@@ -109,7 +109,7 @@ bool SyncOptions::getSuppressErrorsOverride(std::int32_t syncType, bool defaultV
 bool SyncOptions::getShouldSyncOverride(std::int32_t syncType)
 {
     const char* key = keysOfType(syncType).shouldSync;
-    return key == nullptr || mPreferences.getRoamerValue<std::string>(key, std::nullopt) != "dontSync";
+    return key == nullptr || mPreferences.getRoamerValue<std::string>(key, std::nullopt) != kDontSyncWord;
 }
 
 Dictionary SyncOptions::getOptionsForSyncType(std::int32_t syncType, platform::SyncPeer& localPeer,

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -203,8 +204,7 @@ public:
                                             const std::vector<std::string>&, DirectoryError& error) override
     {
         error = {};
-        const auto kind = std::find_if(kRecordKinds.begin(), kRecordKinds.end(),
-                                       [&recordType](const RecordKind& item) { return item.type == recordType; });
+        const auto* const kind = std::ranges::find(kRecordKinds, recordType, &RecordKind::type);
         if (kind == kRecordKinds.end()) return nullptr;
         if (!isRecordName(name)) {
             error = {EINVAL, "\"" + name + "\" is not the name of a record"};
@@ -220,6 +220,22 @@ public:
             return nullptr;
         }
         return std::make_shared<LocalRecord>(recordType, name, std::move(*attributes));
+    }
+
+    std::vector<std::string> recordNames(const std::string& recordType) override
+    {
+        const auto* const kind = std::ranges::find(kRecordKinds, recordType, &RecordKind::type);
+        if (kind == kRecordKinds.end()) return {};
+        std::vector<std::string> names;
+        std::error_code error;
+        const auto folder = systemPath(std::string(kNodeFolder).append("/").append(kind->folder));
+        for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+             entry.increment(error)) {
+            const auto name = entry->path().stem().string();
+            if (entry->path().extension() == ".plist" && isRecordName(name)) names.push_back(name);
+        }
+        std::ranges::sort(names);
+        return names;
     }
 
 private:

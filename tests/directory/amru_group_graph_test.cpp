@@ -1,5 +1,6 @@
 #include "directory/amru_group_graph.h"
 
+#include "directory/group_ancestry.h"
 #include "record_fixture.h"
 
 namespace roamer
@@ -99,6 +100,23 @@ TEST_F(GroupGraphTest, ListsWhatAppliesInOrder)
     EXPECT_EQ(names(jo->firstAncestralWorkgroupVEXRecords()), (Names{"school", "team"}));
     EXPECT_EQ(names(computer->firstAncestralWorkgroupVEXRecords()), Names{"team"});
     EXPECT_EQ(names(node(group("alone"))->workgroupVEXRecords(true)), Names{"null"});
+}
+
+TEST_F(GroupGraphTest, FindsTheGroupsThatTheDirectoryKnows)
+{
+    const auto add = [this](const char* name, Dictionary attributes) {
+        attributes[kUuidAttribute] = Array{std::string("uuid-") + name};
+        directory.records[{kGroupRecordType, name}] = std::move(attributes);
+    };
+    add("class", {{kMemberNamesAttribute, Array{"jo", "bo"}}, {kNestedGroupsAttribute, Array{"uuid-school"}}});
+    add("choir", {{kMemberUuidsAttribute, Array{"uuid-jo"}}});
+    add("own", {{kGidAttribute, Array{"20"}}});
+    add("school", {{kNestedGroupsAttribute, Array{"uuid-class", "uuid-choir"}}});
+    add("others", {{kMemberNamesAttribute, Array{"bo"}}, {kNestedGroupsAttribute, Array{"uuid-jo"}}});
+    platform::DirectoryError error;
+    const auto graph = groupAncestryOf(named(kUserRecordType, "jo", {{kGidAttribute, Array{"20"}}}), context,
+                                       *directory.openNode(platform::kLocalNodeType, error));
+    EXPECT_EQ(names(graph->orderedVEXRecords(true)), (Names{"jo", "choir", "school", "class", "own"}));
 }
 
 } // namespace

@@ -89,6 +89,14 @@ private:
             if (error.code != 0 || item == mDirectory.records.end()) return nullptr;
             return std::make_shared<FakeDirectoryRecord>(recordType, name, item->second);
         }
+        std::vector<std::string> recordNames(const std::string& recordType) override
+        {
+            std::vector<std::string> names;
+            for (const auto& [key, attributes] : mDirectory.records) {
+                if (key.first == recordType) names.push_back(key.second);
+            }
+            return names;
+        }
 
     private:
         FakeDirectory& mDirectory;

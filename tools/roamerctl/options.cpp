@@ -1,0 +1,140 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+
+namespace roamer::ctl
+{
+
+namespace
+{
+
+/// Declares a sub-command whose options become the request once they were understood.
+template <typename Options>
+std::pair<CLI::App*, std::shared_ptr<Options>> declare(CLI::App& app, Request& request, const std::string& name,
+                                                       const std::string& help, Options initial = {})
+{
+    const auto options = std::make_shared<Options>(std::move(initial));
+    CLI::App* command = app.add_subcommand(name, help);
+    command->callback([options, &request] { request = *options; });
+    return {command, options};
+}
+
+void addUser(CLI::App& command, UserName& user)
+{
+    command.add_option("--user", user, "Another account than your own")->type_name("NAME");
+}
+
+void addJson(CLI::App& command, bool& json)
+{
+    command.add_flag("--json", json, "Print one JSON object");
+}
+
+void declareMessages(CLI::App& app, Request& request)
+{
+    using Message = MessageOptions::Message;
+    auto [sync, options] = declare<MessageOptions>(app, request, "sync", "Sync the homes now", {Message::SyncNow});
+    sync->add_flag("--wait", options->wait, "Return when the sync is over");
+    sync->footer("Exit status: 0 asked for or, with --wait, all in step; 1 something waits for you; 3 refused.");
+    declare<MessageOptions>(app, request, "refresh", "Have the agent read the preferences anew", {Message::Refresh});
+    declare<MessageOptions>(app, request, "quit", "End the agent of this session", {Message::Quit});
+}
+
+void declarePreferences(CLI::App& app, Request& request)
+{
+    auto [get, getOptions] = declare<GetOptions>(app, request, "get", "What a preference is, and who decided it");
+    get->add_option("KEY", getOptions->key, "One key; without it all of them")->type_name("");
+    addUser(*get, getOptions->user);
+    addJson(*get, getOptions->json);
+
+    const auto declareSetter = [&](const char* name, const char* help, bool takesValue) {
+        auto [set, options] = declare<SetOptions>(app, request, name, help);
+        set->add_option("KEY", options->key, "As \"roamerctl keys\" lists it")->type_name("")->required();
+        if (takesValue) {
+            set->add_option("VALUE", options->words,
+                            "true or false, a number, a word, folders, or COMPARISON:VALUE "
+                            "rules")
+                ->type_name("")
+                ->required();
+        }
+        set->add_flag("--managed", options->managed, "In the administrator's file, which wins over the person's");
+        addUser(*set, options->user);
+    };
+    declareSetter("set", "Set a preference", true);
+    declareSetter("unset", "Remove a preference, so that its default holds", false);
+
+    auto [keys, keysOptions] = declare<KeysOptions>(app, request, "keys", "Every preference there is");
+    keys->add_flag("--markdown", keysOptions->markdown, "As tables for a document");
+}
+
+void declareViews(CLI::App& app, Request& request)
+{
+    auto [status, statusOptions] = declare<StatusOptions>(app, request, "status", "How it stands with an account");
+    addUser(*status, statusOptions->user);
+    addJson(*status, statusOptions->json);
+    status->footer("Exit status: 0 nothing waits for a person, 1 something does, 3 there is no such account.");
+
+    auto [conflicts, conflictsOptions] =
+        declare<ConflictsOptions>(app, request, "conflicts", "What waits for a person; \"braid resolve\" decides it");
+    addUser(*conflicts, conflictsOptions->user);
+    addJson(*conflicts, conflictsOptions->json);
+
+    auto [explain, explainOptions] =
+        declare<ExplainOptions>(app, request, "explain", "Whether an item is synced, when, and which rule decides");
+    explain->add_option("PATH", explainOptions->path, "An item of the home; it need not exist")
+        ->type_name("")
+        ->required();
+    addUser(*explain, explainOptions->user);
+    addJson(*explain, explainOptions->json);
+    explain->footer("Exit status: 0 it is synced at some time, 1 never, 3 it is not in the home.");
+
+    auto [log, logOptions] = declare<LogOptions>(app, request, "log", "Show the log, or set how much goes there");
+    log->add_flag("--follow,-f", logOptions->follow, "Go on showing what is added");
+    log->add_option("--lines,-n", logOptions->lines, "How many lines, 100 without it")
+        ->type_name("N")
+        ->check(CLI::NonNegativeNumber);
+    log->add_option("--level", logOptions->level,
+                    "Log up to this level: 0 errors, 1 what went wrong, 2 every step; "
+                    "-3 nothing")
+        ->type_name("N")
+        ->check(CLI::Range(-3, 7));
+
+    auto [account, accountOptions] =
+        declare<AccountOptions>(app, request, "account", "What the directory says of an account");
+    account->add_flag("--groups", accountOptions->groups, "The groups whose settings apply, in their order");
+    addUser(*account, accountOptions->user);
+    addJson(*account, accountOptions->json);
+}
+
+std::string helpHint(const CLI::App& app)
+{
+    const auto commands = app.get_subcommands();
+    return "Try \"roamerctl " + (commands.empty() ? "" : commands.front()->get_name() + " ") + "--help\".";
+}
+
+} // namespace
+
+std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
+{
+    CLI::App app{"Sets up and looks after accounts whose home Roamer keeps in step with the network.", "roamerctl"};
+    app.set_version_flag("--version", "roamerctl " ROAMER_VERSION);
+    app.require_subcommand(1);
+    Request request;
+    declareViews(app, request);
+    declareMessages(app, request);
+    declarePreferences(app, request);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+        app.exit(help);
+        return kDone;
+    } catch (const CLI::ParseError& error) {
+        std::cerr << "roamerctl: " << error.what() << "\n" << helpHint(app) << "\n";
+        return kUsage;
+    }
+    return request;
+}
+
+} // namespace roamer::ctl

@@ -1,0 +1,158 @@
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <cstdio>
+
+#include "account.h"
+#include "commands.h"
+#include "home/preference_keys.h"
+#include "lists/exclusion_entry.h"
+#include "platform/failure.h"
+#include "preference_value.h"
+
+namespace roamer::ctl
+{
+
+namespace
+{
+
+constexpr std::size_t kNameWidth = 38;
+
+void printLine(const std::string& key, const std::string& value, std::string_view decidedBy)
+{
+    std::printf("%-*s %s  (%.*s)\n", static_cast<int>(kNameWidth), key.c_str(), value.c_str(),
+                static_cast<int>(decidedBy.size()), decidedBy.data());
+}
+
+/// Keys that mean nothing in the person's file.
+bool worksWhenForcedOnly(const PreferenceKey& key)
+{
+    return key.name.ends_with("-managed") || key.name.starts_with("replaceUser");
+}
+
+/// Why a rule of the list cannot be evaluated; "" when all can.
+std::string faultInRules(Account& account, const PropertyList& value)
+{
+    const auto* list = value.as<Array>();
+    for (std::size_t i = 0; list != nullptr && i < list->size(); ++i) {
+        const auto rule = ruleFromExclusionEntry((*list)[i]);
+        if (!rule) continue;
+        try {
+            account.predicates->compile(*rule);
+        } catch (const platform::Failure& failure) {
+            return "\"" + rule->value + "\": " + failure.reason();
+        }
+    }
+    return {};
+}
+
+const PreferenceKey* keyOrComplaint(const std::string& name)
+{
+    const auto* key = findPreferenceKey(name);
+    if (key == nullptr) refuse("there is no preference \"" + name + "\". \"roamerctl keys\" lists all of them.");
+    return key;
+}
+
+} // namespace
+
+ExitStatus run(const GetOptions& options)
+{
+    if (!options.key.empty() && keyOrComplaint(options.key) == nullptr) return kUsage;
+    auto opened = Account::open(options.user);
+    if (const auto* reason = std::get_if<std::string>(&opened)) return refuse(*reason);
+    auto& account = *std::get<std::unique_ptr<Account>>(opened);
+
+    QJsonObject json;
+    for (const auto& key : preferenceKeys()) {
+        const std::string name(key.name);
+        if (!options.key.empty() && options.key != name) continue;
+        const auto value = account.preferences.getRoamerValue(name);
+        const auto words = value                 ? wordsOfPreferenceValue(*value)
+                           : key.without.empty() ? "-"
+                                                 : std::string(key.without);
+        const auto decidedBy = account.decidedBy(name);
+        if (options.json) {
+            json[QString::fromStdString(name)] = QJsonObject{
+                {"value", value ? QJsonValue(QString::fromStdString(words)) : QJsonValue()},
+                {"decidedBy", QString::fromUtf8(decidedBy.data(), static_cast<qsizetype>(decidedBy.size()))}};
+        } else if (options.key.empty()) {
+            printLine(name, words, decidedBy);
+        } else {
+            std::printf("%s\n", words.c_str());
+        }
+    }
+    if (options.json) std::printf("%s\n", QJsonDocument(json).toJson(QJsonDocument::Compact).constData());
+    return kDone;
+}
+
+ExitStatus run(const SetOptions& options)
+{
+    const auto* key = keyOrComplaint(options.key);
+    if (key == nullptr) return kUsage;
+    if (worksWhenForcedOnly(*key) && !options.managed) {
+        refuse(options.key + " works in the administrator's file only; add --managed.");
+        return kUsage;
+    }
+    std::optional<PropertyList> value;
+    if (!options.words.empty()) {
+        auto parsed = preferenceValueFromWords(*key, options.words);
+        if (const auto* reason = std::get_if<std::string>(&parsed)) {
+            refuse(options.key + " " + *reason + ".");
+            return kUsage;
+        }
+        value = std::get<PropertyList>(std::move(parsed));
+    }
+    auto opened = Account::open(options.user);
+    if (const auto* reason = std::get_if<std::string>(&opened)) return refuse(*reason);
+    auto& account = *std::get<std::unique_ptr<Account>>(opened);
+    if (value) {
+        if (const auto fault = faultInRules(account, *value); !fault.empty()) {
+            refuse("the rule cannot be understood: " + fault);
+            return kUsage;
+        }
+    }
+    if (!account.write(options.key, value, options.managed))
+        return refuse(std::string("the ") + (options.managed ? "administrator's" : "person's") + " file for " +
+                      account.name() + " cannot be written" +
+                      (options.managed && account.effectiveUser->effectiveUid() != 0 ? "; that takes root." : "."));
+    if (!options.managed && account.preferences.roamerValueIsForced(options.key))
+        std::fprintf(stderr, "roamerctl: written, but the administrator's file decides %s.\n", options.key.c_str());
+    std::printf("Written. \"roamerctl refresh\" makes a running session take it over.\n");
+    return kDone;
+}
+
+ExitStatus run(const KeysOptions& options)
+{
+    struct Heading {
+        PreferenceSection section;
+        const char* text;
+    };
+    static constexpr Heading kHeadings[] = {
+        {PreferenceSection::When, "When to sync"},
+        {PreferenceSection::Session, "Login and logout"},
+        {PreferenceSection::Conflicts, "Conflicts"},
+        {PreferenceSection::Errors, "Errors"},
+        {PreferenceSection::Folders, "What to sync"},
+        {PreferenceSection::Exclusions, "What to leave out"},
+        {PreferenceSection::Remembered, "What Roamer itself remembers"},
+    };
+    for (const auto& heading : kHeadings) {
+        if (options.markdown) {
+            std::printf("## %s\n\n%s\n", heading.text, preferenceTableMarkdown(heading.section).c_str());
+            continue;
+        }
+        std::printf("%s\n", heading.text);
+        for (const auto& key : preferenceKeys()) {
+            if (key.section != heading.section) continue;
+            const std::string type(preferenceTypeName(key.type));
+            std::printf("  %-*s %-15s %.*s\n", static_cast<int>(kNameWidth), std::string(key.name).c_str(),
+                        type.c_str(), static_cast<int>(key.meaning.size()), key.meaning.data());
+            for (const auto& word : key.words)
+                std::printf("  %*s %.*s\n", static_cast<int>(kNameWidth), "", static_cast<int>(word.size()),
+                            word.data());
+        }
+        std::printf("\n");
+    }
+    return kDone;
+}
+
+} // namespace roamer::ctl
