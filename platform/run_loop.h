@@ -55,6 +55,13 @@ public:
 
     /// Runs the loop in its default mode for `span`, serving what arrives, and sleeping in between.
     virtual void runFor(Duration span) = 0;
+
+    /// The process is to end: from now on those who wait on the loop give up as if the person had stopped them.
+    void endWaits() { mWaitsShallEnd = true; }
+    bool waitsShallEnd() const { return mWaitsShallEnd; }
+
+private:
+    bool mWaitsShallEnd = false;
 };
 
 using Seconds = std::chrono::duration<double>;

@@ -1,16 +1,24 @@
 // Processes: the list of all, and one that is let go.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <fcntl.h>
+#include <filesystem>
 #include <sstream>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/failure.h"
+#include "platform/linux/application.h"
+#include "platform/linux/process_launcher.h"
 #include "platform/linux/process_start.h"
 #include "platform/linux/process_table.h"
+#include "platform/linux/run_loop.h"
+#include "tests/fakes/recording_log.h"
 #include "tests/fakes/temp_root.h"
 
 namespace
@@ -56,6 +64,42 @@ TEST(DetachedProcess, StandsOnItsOwnFeetAndSaysAtOnceWhatCannotBeStarted)
     EXPECT_NE(session, std::to_string(::getsid(0)));
     EXPECT_NE(pid, session) << "it can get no terminal by accident";
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left behind";
+}
+
+TEST(ProcessLauncher, RunsChildrenAsTheUserAndLeavesNoZombie)
+{
+    fakes::TempRoot root;
+    fakes::RecordingLog log;
+    const auto application = platform::makeApplication();
+    const auto loop = platform::makeRunLoop();
+    const auto launcher = platform::makeProcessLauncher();
+    const auto endOf = [&](int pid) {
+        for (int i = 0; i < 1000 && !launcher->hasEnded(pid); ++i)
+            loop->runFor(platform::seconds(0.01));
+        EXPECT_EQ(launcher->terminate(pid), -1);
+        EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1) << "it has been waited for";
+    };
+    EXPECT_THROW(launcher->launchTask("/etc/passwd", {}), platform::Failure);
+    ::signal(SIGHUP, SIG_IGN);
+    const int task = launcher->launchTask("/bin/sleep", {"1000"});
+    EXPECT_FALSE(launcher->hasEnded(task));
+    EXPECT_EQ(launcher->terminate(task), 0);
+    endOf(task);
+    EXPECT_EQ(launcher->terminate(::getppid()), -1) << "no child of ours";
+
+    if (::getuid() != 0) GTEST_SKIP() << "only root runs programs as others";
+    std::filesystem::permissions(root.path(), std::filesystem::perms::all);
+    const auto output = root.path() / "output";
+    ::fcntl(::open("/dev/zero", O_RDONLY), F_DUPFD, 24); // one that is to be closed, at the edge
+    endOf(launcher->launchAsUser(
+        "/bin/sh",
+        {"-c", "{ id -u; id -G; grep SigIgn /proc/self/status; ls /proc/$$/fd | grep -c '^24$'; } > $0",
+         output.string()},
+        {"nobody", 65534, 65534}));
+    EXPECT_THAT(fakes::TempRoot::readFile(output), "65534\n65534\nSigIgn:\t0000000000000000\n0\n");
+    endOf(launcher->launchAsUser("/etc/passwd", {}, {"nobody", 65534, 65534}));
+    EXPECT_EQ(log.countContaining("trying to execute scheduled command (/etc/passwd)."), 1);
+    ::signal(SIGHUP, SIG_DFL);
 }
 
 } // namespace
