@@ -213,6 +213,12 @@ void NetworkHomeMount::waitForOutcome(Wait& wait)
     const auto start = mRunLoop.now();
     while (wait.isInProgress()) {
         if (mState.mProgress) mState.mProgress->runModal();
+        if (mRunLoop.waitsShallEnd()) {
+            // Whoever mounts without us may still do so; the share is then held by a process that is gone.
+            if (wait.request.async) cancelRequest(wait);
+            finish(wait.outcome, kMountUserCancelled, "");
+            return;
+        }
         if (!wait.cancelSeen && stopWasPressed()) {
             if (wait.request.async) cancelRequest(wait);
             showCancelled(wait.request);

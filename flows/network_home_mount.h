@@ -48,8 +48,8 @@ public:
                      platform::Threads& threads, LobbyNotify& lobby, platform::WindowSystem& windows,
                      platform::RunLoop& runLoop);
 
-    /// 0 with `mountPoint` set, kMountUserCancelled, or the error of the mount; `mountPoint` is null unless the share
-    /// was mounted. `async` asks the mount service with name and password; else the login session manager is asked,
+    /// 0 with `mountPoint` set, kMountUserCancelled (also when the process is to end), or the error of the mount;
+    /// `mountPoint` is null unless the share was mounted. `async` asks the mount service with name and password; else the login session manager is asked,
     /// who knows the credentials of the login, and a stop in the window only shows. A null URL is nothing to mount:
     /// 0 without a mount point. The progress window comes up after 2 seconds, at once while Option is held. There is
     /// no time limit but the service's own.

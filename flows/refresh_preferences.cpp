@@ -71,7 +71,7 @@ void RefreshPreferences::waitForRunningPass()
     do {
         mRunLoop.runFor(platform::seconds(1.0));
         ++seconds;
-    } while (mSets.activePHDSyncSet());
+    } while (!mRunLoop.waitsShallEnd() && mSets.activePHDSyncSet());
     DebugLog(2, "----- Pavo.refreshPreferences periodicSyncIsActive exiting timer runloop");
     DebugLog(2, "Pavo.refreshPreferences Slept for %d seconds before periodic sync completed", seconds);
 }

@@ -20,7 +20,7 @@ public:
     RefreshPreferences(SharedState& state, UserAccount& account, SyncSets& sets, RoamerPreferences& preferences,
                        PeriodicSync& periodicSync, platform::RunLoop& runLoop);
 
-    /// First waits, without limit, for the end of a pass that runs in the background. -1 when another command runs,
+    /// First waits, without limit, for the end of a pass that runs in the background, unless the process is to end. -1 when another command runs,
     /// else the status of the account check, else that of the set-up.
     std::int32_t refreshPreferences();
 

@@ -29,6 +29,8 @@ public:
     /// Reads both layers unless they are already there. A missing file is not looked for again until invalidated.
     void validateRoamerPrefCache();
     void invalidateRoamerPrefCache();
+    /// Whether there is a user's layer in memory.
+    bool hasUserLayer() const { return mRoamerPrefs.has_value(); }
 
     /// Whether the managed layer holds the key, with whatever value.
     bool roamerValueIsForced(const std::string& key);

@@ -1,12 +1,15 @@
 #include "agent_flows.h"
 
 #include "directory/directory_context.h"
+#include "flows/login_logout_sync.h"
 #include "flows/network_home_mount.h"
 #include "flows/refresh_preferences.h"
 #include "flows/sync_now.h"
 #include "flows/user_account.h"
 #include "home/home_locations.h"
+#include "home/home_lock.h"
 #include "home/home_unmount.h"
+#include "home/mirror_agent.h"
 #include "home/roamer_preferences.h"
 #include "home/sync_times.h"
 #include "lists/sync_lists.h"
@@ -16,7 +19,7 @@
 #include "sync/sync_set.h"
 #include "ui/alerts.h"
 #include "ui/progress_texts.h"
-#include "util/debug_log.h"
+#include "util/ethernet_address.h"
 #include "util/lobby_notify.h"
 #include "util/preference_domains.h"
 #include "util/vex_power_manager.h"
@@ -32,12 +35,13 @@ class AgentFlows final : public Flows
 {
 public:
     AgentFlows(const Services& s, SharedState& state)
-        : mState(state), mDirectoryContext(s.directory, s.identity, s.codec), mDomains(s.preferenceStore, s.codec),
-          mPower(s.power), mLobby(s.messagePort, s.codec),
+        : mDirectoryContext(s.directory, s.identity, s.codec), mDomains(s.preferenceStore, s.codec), mPower(s.power),
+          mLobby(s.messagePort, s.codec), mEthernetAddress(s.hardware),
           mPreferences(state.mUserRecord, mDomains, s.bundles, s.effectiveUser),
           mHomes(state.mUserRecord, s.fileSystem),
           mSyncTimes(mPreferences, mHomes, mDomains, s.runLoop, s.bundles, s.userFormats),
-          mHomeUnmount(s.disks, s.effectiveUser),
+          mHomeLock(s.fileManager, s.effectiveUser), mHomeUnmount(s.disks, s.effectiveUser),
+          mMirrorAgent(s.launcher, s.effectiveUser, s.syncManager, s.runLoop),
           mLists(state.mUserRecord, mPreferences, mHomes, s.fileSystem, s.predicates, s.effectiveUser),
           mOptions(mPreferences),
           mTexts(state, mPreferences, mHomes, s.fileSystem, s.windows, s.bundles, s.userFormats),
@@ -49,42 +53,55 @@ public:
           mHomeMount(state, mTexts, mRunner, s.mounts, s.threads, mLobby, s.windows, s.runLoop),
           mSyncNow({state, mAccount, mPreferences, mHomes, mSyncTimes, mHomeUnmount, mLists, mOptions, mSets, mRunner,
                     mPeriodicSync, mHomeMount, mTexts, mAlerts, s.windows, s.eventTrace, s.runLoop}),
-          mRefreshPreferences(state, mAccount, mSets, mPreferences, mPeriodicSync, s.runLoop)
+          mRefreshPreferences(state, mAccount, mSets, mPreferences, mPeriodicSync, s.runLoop),
+          mLoginLogout({.state = state,
+                        .account = mAccount,
+                        .preferences = mPreferences,
+                        .homes = mHomes,
+                        .homeLock = mHomeLock,
+                        .syncTimes = mSyncTimes,
+                        .homeUnmount = mHomeUnmount,
+                        .mirrorAgent = mMirrorAgent,
+                        .ethernetAddress = mEthernetAddress,
+                        .lists = mLists,
+                        .options = mOptions,
+                        .sets = mSets,
+                        .runner = mRunner,
+                        .periodicSync = mPeriodicSync,
+                        .homeMount = mHomeMount,
+                        .texts = mTexts,
+                        .alerts = mAlerts,
+                        .syncManager = s.syncManager,
+                        .standardInput = s.standardInput,
+                        .windows = s.windows,
+                        .runLoop = s.runLoop})
     {
     }
 
     bool syncNow() override { return mSyncNow.syncNow(); }
     std::int32_t refreshPreferences() override { return mRefreshPreferences.refreshPreferences(); }
 
-    std::int32_t doPavoLoginChecks(bool /*firstTimeSync*/, bool* prefSyncCompleted) override
+    std::int32_t doPavoLoginChecks(bool firstTimeSync, bool* prefSyncCompleted) override
     {
-        return refuse("doPavoLoginChecks", prefSyncCompleted);
+        return mLoginLogout.doPavoLoginChecks(firstTimeSync, prefSyncCompleted);
     }
-    std::int32_t doPavoLogoutChecks(bool /*firstTimeSync*/, bool* prefSyncCompleted) override
+    std::int32_t doPavoLogoutChecks(bool firstTimeSync, bool* prefSyncCompleted) override
     {
-        // A sync that runs meanwhile must see it: it then leaves its remaining steps out.
-        mState.mLoggingOut = true;
-        return refuse("doPavoLogoutChecks", prefSyncCompleted);
+        return mLoginLogout.doPavoLogoutChecks(firstTimeSync, prefSyncCompleted);
     }
 
 private:
-    /// The syncs at login and logout are not built yet; their callers are told that nothing was synced.
-    static std::int32_t refuse(const char* check, bool* prefSyncCompleted)
-    {
-        DebugLog(1, "Pavo.%s: syncing at login and logout is not available yet, nothing was synced", check);
-        if (prefSyncCompleted != nullptr) *prefSyncCompleted = false;
-        return -1;
-    }
-
-    SharedState& mState;
     DirectoryContext mDirectoryContext;
     PreferenceDomains mDomains;
     VEXPowerManager mPower;
     LobbyNotify mLobby;
+    EthernetAddress mEthernetAddress;
     RoamerPreferences mPreferences;
     HomeLocations mHomes;
     SyncTimes mSyncTimes;
+    HomeLock mHomeLock;
     HomeUnmount mHomeUnmount;
+    MirrorAgent mMirrorAgent;
     SyncLists mLists;
     SyncOptions mOptions;
     ProgressTexts mTexts;
@@ -96,6 +113,7 @@ private:
     NetworkHomeMount mHomeMount;
     SyncNow mSyncNow;
     RefreshPreferences mRefreshPreferences;
+    LoginLogoutSync mLoginLogout;
 };
 
 } // namespace

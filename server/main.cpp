@@ -15,8 +15,11 @@
 #include "platform/linux/disk_service.h"
 #include "platform/linux/distributed_notifications.h"
 #include "platform/linux/effective_user.h"
+#include "platform/linux/end_signals.h"
 #include "platform/linux/event_trace.h"
+#include "platform/linux/file_manager.h"
 #include "platform/linux/file_system.h"
+#include "platform/linux/hardware_registry.h"
 #include "platform/linux/identity_service.h"
 #include "platform/linux/log_host.h"
 #include "platform/linux/message_port.h"
@@ -25,10 +28,12 @@
 #include "platform/linux/power_service.h"
 #include "platform/linux/predicates.h"
 #include "platform/linux/preference_store.h"
+#include "platform/linux/process_launcher.h"
 #include "platform/linux/process_table.h"
 #include "platform/linux/property_list_codec.h"
 #include "platform/linux/run_loop.h"
 #include "platform/linux/share_holds.h"
+#include "platform/linux/standard_input.h"
 #include "platform/linux/sync_engine.h"
 #include "platform/linux/system_log.h"
 #include "platform/linux/system_settings.h"
@@ -64,8 +69,11 @@ public:
             .notifications = *mNotifications,
             .effectiveUser = *mEffectiveUser,
             .eventTrace = *mEventTrace,
+            .fileManager = *mFileManager,
             .fileSystem = *mFileSystem,
+            .hardware = *mHardware,
             .identity = *mIdentity,
+            .launcher = *mLauncher,
             .messagePort = *mMessagePort,
             .mounts = *mMounts,
             .messaging = *mMessaging,
@@ -75,6 +83,7 @@ public:
             .processTable = *mProcessTable,
             .codec = *mCodec,
             .runLoop = *mRunLoop,
+            .standardInput = *mStandardInput,
             .syncManager = *mSyncManager,
             .systemSettings = *mSystemSettings,
             .threads = *mThreads,
@@ -86,6 +95,7 @@ public:
 
 private:
     std::unique_ptr<platform::Application> mApplication = platform::makeApplication();
+    platform::EndSignals mEndSignals{roamer::Pavo_StopPavo};
     std::unique_ptr<platform::RunLoop> mRunLoop = platform::makeRunLoop();
     std::unique_ptr<platform::PropertyListCodec> mCodec = platform::makePropertyListCodec();
     std::unique_ptr<platform::Bundles> mBundles = platform::makeBundles(*mCodec);
@@ -93,17 +103,22 @@ private:
     std::unique_ptr<platform::DistributedNotifications> mNotifications = platform::makeDistributedNotifications();
     std::unique_ptr<platform::EffectiveUser> mEffectiveUser = platform::makeEffectiveUser();
     std::unique_ptr<platform::EventTrace> mEventTrace = platform::makeEventTrace();
+    std::unique_ptr<platform::FileManager> mFileManager = platform::makeFileManager();
     std::unique_ptr<platform::FileSystem> mFileSystem = platform::makeFileSystem();
+    std::unique_ptr<platform::HardwareRegistry> mHardware = platform::makeHardwareRegistry();
     std::unique_ptr<platform::IdentityService> mIdentity = platform::makeIdentityService();
+    std::unique_ptr<platform::ProcessLauncher> mLauncher = platform::makeProcessLauncher();
     std::unique_ptr<platform::MessagePort> mMessagePort = platform::makeMessagePort();
     platform::ShareHolds mHolds;
     std::unique_ptr<platform::MountService> mMounts = platform::makeMountService(*mRunLoop, mHolds);
     std::unique_ptr<platform::DiskService> mDisks = platform::makeDiskService(mHolds, *mMessagePort, *mCodec);
-    std::unique_ptr<platform::ObjectMessaging> mMessaging = platform::makeObjectMessaging(endWithTheBus);
+    std::unique_ptr<platform::ObjectMessaging> mMessaging =
+        platform::makeObjectMessaging(endWithTheBus, mRunLoop.get());
     std::unique_ptr<platform::PowerService> mPower = platform::makePowerService();
     std::unique_ptr<platform::Predicates> mPredicates = platform::makePredicates();
     std::unique_ptr<platform::PreferenceStore> mPreferenceStore = platform::makePreferenceStore(*mCodec);
     std::unique_ptr<platform::ProcessTable> mProcessTable = platform::makeProcessTable();
+    std::unique_ptr<platform::StandardInput> mStandardInput = platform::makeStandardInput(*mRunLoop);
     std::unique_ptr<platform::SyncManager> mSyncManager = platform::makeSyncManager(*mRunLoop);
     std::unique_ptr<platform::SystemSettings> mSystemSettings = platform::makeSystemSettings();
     std::unique_ptr<platform::Threads> mThreads = platform::makeThreads();
@@ -159,7 +174,7 @@ int main(int argc, char** argv)
              [&] {
                  linuxServices = std::make_unique<LinuxServices>();
                  const auto all = linuxServices->services();
-                 return roamer::ServerServices{all.application, all.bundles, all.messaging};
+                 return roamer::ServerServices{all.application, all.bundles, all.messaging, all.runLoop};
              },
          .makeFlows =
              [&](roamer::SharedState& state) { return roamer::makeAgentFlows(linuxServices->services(), state); }});

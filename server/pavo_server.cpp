@@ -32,7 +32,7 @@ bool Pavo_StartPavo(RunMode /*runMode*/, bool createConnection, const ServerServ
 
 void Pavo_StopPavo()
 {
-    if (gPavoServer == nullptr) return;
+    if (gPavoServer == nullptr || !gPavoServer->prepareToEnd()) return;
     DebugLog(2, "Pavo_StopPavo - retain count is %d", static_cast<int>(gPavoServer.use_count()));
     auto& application = gPavoServer->application();
     application.stop();

@@ -23,8 +23,9 @@ extern std::shared_ptr<Pavod_VEX>& gPavoServer;
 bool Pavo_StartPavo(RunMode runMode, bool createConnection, const ServerServices& services,
                     const FlowsFactory& makeFlows);
 
-/// Stops the main event loop and ends the process. Does nothing without a server object; comes back only when the
-/// application refuses to end, and then the server object is gone.
+/// Stops the main event loop and ends the process. Does nothing without a server object. While flows run it only ends
+/// their waits, and the process ends when the last flow has come back. Else it comes back only when the application
+/// refuses to end, and then the server object is gone.
 void Pavo_StopPavo();
 
 } // namespace roamer

@@ -90,6 +90,27 @@ void Pavod_VEX::setConnection(std::unique_ptr<platform::ServerConnection> connec
     mConnection = std::move(connection);
 }
 
+class Pavod_VEX::Running
+{
+public:
+    explicit Running(Pavod_VEX& server) : mServer(server) { ++mServer.mRunningFlows; }
+    ~Running() { --mServer.mRunningFlows; }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+
+private:
+    Pavod_VEX& mServer;
+};
+
+bool Pavod_VEX::prepareToEnd()
+{
+    if (mRunningFlows == 0) return true;
+    DebugLog(1, "Pavo.prepareToEnd: waiting for %d running commands to clean up", mRunningFlows);
+    mEndIsAskedFor = true;
+    mServices.runLoop.endWaits();
+    return false;
+}
+
 void Pavod_VEX::pavo_quit()
 {
     DebugLog(2, "Pavo Call- pavo_quit entering");
@@ -99,37 +120,46 @@ void Pavod_VEX::pavo_quit()
 void Pavod_VEX::pavo_refreshPreferences()
 {
     DebugLog(2, "Pavo Call- refreshPreferences entering");
-    guarded("pavo_refreshPreferences", [this] {
+    const bool ended = guarded("pavo_refreshPreferences", [this] {
+        const Running running(*this);
         mFlows->refreshPreferences();
-        Pavo_StopPavo();
     });
+    if (ended || shallEndNow()) Pavo_StopPavo();
 }
 
 void Pavod_VEX::pavo_syncNow()
 {
     DebugLog(2, "Pavo Call- pavo_syncNow entering");
     guarded("pavo_syncNow", [this] {
-        if (mFlows->syncNow()) Pavo_StopPavo();
+        const Running running(*this);
+        // The process may end now, which is no reason to stop other flows: the last of them ends it.
+        if (mFlows->syncNow()) mEndIsAskedFor = true;
     });
+    if (shallEndNow()) Pavo_StopPavo();
 }
 
 std::int32_t Pavod_VEX::pavo_doLogoutChecks(bool firstTimeSync, bool* prefSyncCompleted)
 {
-    DebugLog(2, "Pavo Call- pavo_doLogoutChecks entering");
-    std::int32_t status = -1;
-    const bool ended =
-        guarded("pavo_doLogoutChecks", [&] { status = mFlows->doPavoLogoutChecks(firstTimeSync, prefSyncCompleted); });
-    if (!ended && prefSyncCompleted != nullptr) *prefSyncCompleted = false;
-    return status;
+    return answerCheck("pavo_doLogoutChecks", &Flows::doPavoLogoutChecks, firstTimeSync, prefSyncCompleted);
 }
 
 std::int32_t Pavod_VEX::pavo_doLoginChecks(bool firstTimeSync, bool* prefSyncCompleted)
 {
-    DebugLog(2, "Pavo Call- pavo_doLoginChecks entering");
+    return answerCheck("pavo_doLoginChecks", &Flows::doPavoLoginChecks, firstTimeSync, prefSyncCompleted);
+}
+
+std::int32_t Pavod_VEX::answerCheck(const char* message, std::int32_t (Flows::*check)(bool, bool*), bool firstTimeSync,
+                                    bool* prefSyncCompleted)
+{
+    DebugLog(2, "Pavo Call- %s entering", message);
     std::int32_t status = -1;
-    const bool ended =
-        guarded("pavo_doLoginChecks", [&] { status = mFlows->doPavoLoginChecks(firstTimeSync, prefSyncCompleted); });
+    const bool ended = guarded(message, [&] {
+        const Running running(*this);
+        status = (mFlows.get()->*check)(firstTimeSync, prefSyncCompleted);
+    });
     if (!ended && prefSyncCompleted != nullptr) *prefSyncCompleted = false;
+    // Not before the answer is on its way.
+    if (shallEndNow()) mEnd = mServices.runLoop.after({}, [] { Pavo_StopPavo(); });
     return status;
 }
 

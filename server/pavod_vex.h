@@ -8,6 +8,7 @@
 #include "platform/application.h"
 #include "platform/bundle.h"
 #include "platform/object_messaging.h"
+#include "platform/run_loop.h"
 #include "services.h"
 #include "ui/shared_state.h"
 
@@ -25,6 +26,9 @@ using FlowsFactory = std::function<std::unique_ptr<Flows>(SharedState&)>;
 ///
 /// Each message is a boundary: a platform::Failure that comes out of its flow is logged and becomes a status; the
 /// process then keeps serving. Anything else passes through.
+///
+/// Commands arrive inside the waits of flows. An end that is asked for there lets the flows come back first: their
+/// waits are over, they clean up, their callers get their answers, then the process ends.
 class Pavod_VEX final : public platform::Pavo_Server, public platform::ApplicationDelegate
 {
 public:
@@ -50,6 +54,9 @@ public:
     SharedState& sharedState() { return mShared; }
     platform::Application& application() { return mServices.application; }
 
+    /// Whether the process may end at once. Else it ends when the last flow has come back, and their waits are over.
+    bool prepareToEnd();
+
     void pavo_quit() override;
     void pavo_refreshPreferences() override;
     void pavo_syncNow() override;
@@ -60,13 +67,22 @@ public:
     void applicationWillTerminate() override;
 
 private:
+    /// A flow that runs.
+    class Running;
+
     explicit Pavod_VEX(const ServerServices& services);
     void loadLocalizedStrings();
+    bool shallEndNow() const { return mEndIsAskedFor && mRunningFlows == 0; }
+    std::int32_t answerCheck(const char* message, std::int32_t (Flows::*check)(bool, bool*), bool firstTimeSync,
+                             bool* prefSyncCompleted);
 
     ServerServices mServices;
     std::unique_ptr<platform::Bundle> mBundle;
     SharedState mShared;
     std::unique_ptr<Flows> mFlows;
+    int mRunningFlows = 0;
+    bool mEndIsAskedFor = false;
+    platform::Timer mEnd;
     std::unique_ptr<platform::ServerConnection> mConnection; ///< Goes first: no message reaches a half-gone object.
 };
 

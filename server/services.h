@@ -7,7 +7,9 @@
 #include "platform/distributed_notifications.h"
 #include "platform/effective_user.h"
 #include "platform/event_trace.h"
+#include "platform/file_manager.h"
 #include "platform/file_system.h"
+#include "platform/hardware_registry.h"
 #include "platform/identity_service.h"
 #include "platform/message_port.h"
 #include "platform/mount_service.h"
@@ -15,9 +17,11 @@
 #include "platform/power_service.h"
 #include "platform/predicates.h"
 #include "platform/preference_store.h"
+#include "platform/process_launcher.h"
 #include "platform/process_table.h"
 #include "platform/property_list_codec.h"
 #include "platform/run_loop.h"
+#include "platform/standard_input.h"
 #include "platform/sync_engine.h"
 #include "platform/system_settings.h"
 #include "platform/threads.h"
@@ -37,8 +41,11 @@ struct Services {
     platform::DistributedNotifications& notifications;
     platform::EffectiveUser& effectiveUser;
     platform::EventTrace& eventTrace;
+    platform::FileManager& fileManager;
     platform::FileSystem& fileSystem;
+    platform::HardwareRegistry& hardware;
     platform::IdentityService& identity;
+    platform::ProcessLauncher& launcher;
     platform::MessagePort& messagePort;
     platform::MountService& mounts;
     platform::ObjectMessaging& messaging;
@@ -48,6 +55,7 @@ struct Services {
     platform::ProcessTable& processTable;
     platform::PropertyListCodec& codec;
     platform::RunLoop& runLoop;
+    platform::StandardInput& standardInput;
     platform::SyncManager& syncManager;
     platform::SystemSettings& systemSettings;
     platform::Threads& threads;
@@ -56,11 +64,12 @@ struct Services {
     platform::WindowSystem& windows;
 };
 
-/// The three that the server object and the run modes themselves work with.
+/// The four that the server object and the run modes themselves work with.
 struct ServerServices {
     platform::Application& application;
     platform::Bundles& bundles;
     platform::ObjectMessaging& messaging;
+    platform::RunLoop& runLoop;
 };
 
 } // namespace roamer

@@ -33,33 +33,6 @@ std::string dateText(const std::optional<Date>& date)
     return date ? PropertyList(*date).description() : "(null)";
 }
 
-/// The engine's settings in a log line: arrays of sets, rules and options.
-std::string description(const std::vector<std::set<std::string>>& sets)
-{
-    Array all;
-    for (const auto& set : sets)
-        all.push_back(Array(set.begin(), set.end()));
-    return PropertyList(all).description();
-}
-
-std::string description(const std::vector<MatchRules>& sets)
-{
-    Array all;
-    for (const auto& rules : sets) {
-        Array texts;
-        for (const auto& rule : rules) {
-            texts.push_back(std::string(comparisonFormat(rule.form)) + " \"" + rule.value + "\"");
-        }
-        all.push_back(std::move(texts));
-    }
-    return PropertyList(all).description();
-}
-
-std::string description(const std::vector<Dictionary>& dictionaries)
-{
-    return PropertyList(Array(dictionaries.begin(), dictionaries.end())).description();
-}
-
 } // namespace
 
 PreferenceSyncTimes readPreferenceSyncTimes(RoamerPreferences& preferences)
@@ -83,11 +56,11 @@ PeriodicSync::getPeriodicSyncSet(std::int32_t syncType, std::int32_t prefSyncTyp
     DebugLog(2, "Pavo.getPeriodicSyncSet: lastPrefSyncTime=\"%s\", lastPrefSyncFailedTime=\"%s\"",
              dateText(times.lastSync).c_str(), dateText(times.networkNewer).c_str());
 
-    Job preferenceJob;
+    SyncJob preferenceJob;
     if (times.allowPreferenceJob(alwaysSyncPrefs)) preferenceJob = jobFor(prefSyncType, networkHomeMountpoint);
-    const Job backgroundJob = jobFor(syncType, networkHomeMountpoint);
-    const bool willSyncPrefs = preferenceJob.inclusion.has_value();
-    const bool willSyncPeriodic = backgroundJob.inclusion.has_value();
+    const SyncJob backgroundJob = jobFor(syncType, networkHomeMountpoint);
+    const bool willSyncPrefs = preferenceJob.isDue();
+    const bool willSyncPeriodic = backgroundJob.isDue();
     const int totalJobs = willSyncPrefs + willSyncPeriodic;
     DebugLog(2, "Pavo.getPeriodicSyncSet: totalJobs=%d, willSyncPrefs=%d, willSyncPeriodic=%d", totalJobs,
              willSyncPrefs, willSyncPeriodic);
@@ -100,48 +73,43 @@ PeriodicSync::getPeriodicSyncSet(std::int32_t syncType, std::int32_t prefSyncTyp
     return set;
 }
 
-PeriodicSync::Job PeriodicSync::jobFor(std::int32_t syncType, const std::optional<std::string>& networkHomeMountpoint)
+SyncJob PeriodicSync::jobFor(std::int32_t syncType, const std::optional<std::string>& networkHomeMountpoint)
 {
-    Job job;
+    SyncJob job;
     if (mOptions.getShouldSyncOverride(syncType)) {
         job.inclusion = mLists.getSyncLists(syncType, networkHomeMountpoint, &job.exclusion);
     }
     return job;
 }
 
-void PeriodicSync::setJobs(platform::PhdSyncSet& set, const Job& preferenceJob, const Job& backgroundJob)
+void PeriodicSync::setJobs(platform::PhdSyncSet& set, const SyncJob& preferenceJob, const SyncJob& backgroundJob)
 {
-    std::vector<std::set<std::string>> inclusionSets;
-    std::vector<MatchRules> exclusionSets;
-    std::vector<Dictionary> options;
+    SyncJobs jobs;
     try {
         DebugLog(2, "Pavo.getPeriodicSyncSet: localPeer = phdSyncSet.localPeer;");
         auto& local = set.localPeer();
         DebugLog(2, "Pavo.getPeriodicSyncSet: remotePeer = phdSyncSet.remotePeer;");
         auto& remote = set.remotePeer();
 
-        const auto append = [&](const Job& job, std::int32_t type, int resolution) {
-            if (!job.inclusion) return;
-            const auto position = static_cast<unsigned>(inclusionSets.size());
-            inclusionSets.push_back(*job.inclusion);
-            exclusionSets.push_back(job.exclusion);
-            options.push_back(mOptions.getOptionsForSyncType(
-                type, local, remote, mOptions.getConflictResolutionOverride(type, resolution),
-                mOptions.getSuppressErrorsOverride(type, false), position));
+        const auto append = [&](const SyncJob& job, std::int32_t type, int resolution) {
+            if (!job.isDue()) return;
+            jobs.append(job, mOptions.getOptionsForSyncType(
+                                 type, local, remote, mOptions.getConflictResolutionOverride(type, resolution),
+                                 mOptions.getSuppressErrorsOverride(type, false), jobs.nextIndex()));
         };
         append(preferenceJob, kNowAllPrefSync, kCopyLocalAbort);
         append(backgroundJob, kNowPeriodicSync, kShowConflictDialogs);
 
         DebugLog(2, "Pavo.getPeriodicSyncSet: localPeer.inclusionSets = remotePeer.inclusionSets = %s;",
-                 description(inclusionSets).c_str());
-        local.setInclusionSets(inclusionSets);
-        remote.setInclusionSets(inclusionSets);
+                 description(jobs.inclusionSets).c_str());
+        local.setInclusionSets(jobs.inclusionSets);
+        remote.setInclusionSets(jobs.inclusionSets);
         DebugLog(2, "Pavo.getPeriodicSyncSet: localPeer.exclusionSets = remotePeer.exclusionSets = %s;",
-                 description(exclusionSets).c_str());
-        local.setExclusionSets(exclusionSets);
-        remote.setExclusionSets(exclusionSets);
-        DebugLog(2, "Pavo.getPeriodicSyncSet: phdSyncSet.defaultSyncOptions = %s;", description(options).c_str());
-        set.setDefaultSyncOptions(options);
+                 description(jobs.exclusionSets).c_str());
+        local.setExclusionSets(jobs.exclusionSets);
+        remote.setExclusionSets(jobs.exclusionSets);
+        DebugLog(2, "Pavo.getPeriodicSyncSet: phdSyncSet.defaultSyncOptions = %s;", description(jobs.options).c_str());
+        set.setDefaultSyncOptions(jobs.options);
     } catch (const platform::Failure& failure) {
         DebugLog(1, "Pavo.getPeriodicSyncSet: caught exception: name=\"%s\", reason=\"%s\"", logText(failure.name()),
                  logText(failure.reason()));

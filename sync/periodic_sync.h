@@ -4,16 +4,14 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "home/roamer_preferences.h"
 #include "lists/sync_lists.h"
 #include "platform/run_loop.h"
 #include "platform/sync_engine.h"
+#include "sync_jobs.h"
 #include "sync_options.h"
 #include "sync_set.h"
-#include "values/inclusion_set.h"
-#include "values/match_rule.h"
 
 namespace roamer
 {
@@ -56,12 +54,8 @@ public:
                            const std::optional<std::string>& networkHomeMountpoint);
 
 private:
-    struct Job {
-        InclusionSet inclusion;
-        MatchRules exclusion;
-    };
-    Job jobFor(std::int32_t syncType, const std::optional<std::string>& networkHomeMountpoint);
-    void setJobs(platform::PhdSyncSet& set, const Job& preferenceJob, const Job& backgroundJob);
+    SyncJob jobFor(std::int32_t syncType, const std::optional<std::string>& networkHomeMountpoint);
+    void setJobs(platform::PhdSyncSet& set, const SyncJob& preferenceJob, const SyncJob& backgroundJob);
     void schedule(platform::PhdSyncSet& set, double nextUpdateMultiplier);
 
     SyncSets& mSets;

@@ -29,7 +29,8 @@ const std::string* failureText(const PropertyList& pass, const char* key)
 
 void SyncRunner::showOutcome(Pass& pass)
 {
-    if (!mState.mProgress) return;
+    if (pass.waitWasEnded) abandon(pass);
+    if (pass.waitWasEnded || !mState.mProgress) return;
     if (mState.mProgress->wasCancelled()) {
         showCancelled(pass);
     } else if (mState.mProgress->userRequestsClose()) {
@@ -39,6 +40,16 @@ void SyncRunner::showOutcome(Pass& pass)
     } else {
         showComplete(pass);
     }
+}
+
+/// As if the person had cancelled, but a background pass that was only watched goes on without a watcher.
+void SyncRunner::abandon(Pass& pass)
+{
+    pass.outcome.wasCancelled = true;
+    pass.outcome.allCancelled = true;
+    if (!pass.set || pass.type == kPeriodicSync) return;
+    DebugLog(2, "Pavo.doSync:%s [phdSyncSet abortSync];", pass.name.c_str());
+    pass.set->abortSync();
 }
 
 void SyncRunner::showClosed(Pass& pass)

@@ -17,7 +17,8 @@ struct SyncRunner::Pass {
     std::uint32_t parts = 0;
     bool stopCancels = false;
     bool disableSleep = false;
-    std::string name; ///< The type's, for the log.
+    std::string name;          ///< The type's, for the log.
+    bool waitWasEnded = false; ///< The process is to end and did not wait for the pass.
     long status = 0;
     Outcome outcome;
 };

@@ -77,7 +77,7 @@ void SyncRunner::beginPass(Pass& pass)
     });
 }
 
-void SyncRunner::waitForPass(const Pass& pass)
+void SyncRunner::waitForPass(Pass& pass)
 {
     DebugLog(2, "Pavo.doSync:%s Going into runloop mProgress = %d, mSyncData.syncIsActive = %d", pass.name.c_str(),
              mState.mProgress != nullptr, mSyncData.syncIsActive);
@@ -85,7 +85,8 @@ void SyncRunner::waitForPass(const Pass& pass)
     do {
         if (!stepWindow()) break;
         mRunLoop.runFor(platform::seconds(kSliceSeconds));
-    } while (isCurrent(pass) && mSyncData.syncIsActive);
+        pass.waitWasEnded = mRunLoop.waitsShallEnd() && mSyncData.syncIsActive;
+    } while (isCurrent(pass) && mSyncData.syncIsActive && !pass.waitWasEnded);
 }
 
 void SyncRunner::checkAgent(Pass& pass)

@@ -34,7 +34,7 @@ public:
     using Set = std::shared_ptr<platform::PhdSyncSet>;
 
     struct Outcome {
-        bool wasCancelled = false;  ///< The person cancelled this pass.
+        bool wasCancelled = false;  ///< The person cancelled this pass, or the process is to end.
         bool allCancelled = false;  ///< The cancel is for the remaining passes too.
         bool syncCompleted = false; ///< The pass finished and was shown as complete.
         bool conflicts = false;     ///< Unresolved conflicts were reported during the pass.
@@ -58,12 +58,12 @@ public:
 
     /// Waits at least `minWait` seconds, then until the set is idle or has been silent for `maxWait` seconds; a set
     /// that keeps talking is waited for without limit. Without a set it is a pause of `minWait` seconds. Ends early
-    /// when the engine is gone or the window's session was stopped.
+    /// when the engine is gone, the window's session was stopped or the process is to end.
     void waitTillSyncIdle(Set set, double minWait, double maxWait);
 
     /// Waits while the engine's own application lets the person settle conflicts and (unless `conflictsOnly`) errors.
     /// True when that is over or cannot be waited for; false when the counts stood still for more than `maxWait`
-    /// seconds (0 or less: no limit).
+    /// seconds (0 or less: no limit), and when the process is to end.
     bool waitTillConflictsResolved(bool conflictsOnly, Set set, double maxWait);
 
 private:
@@ -72,10 +72,11 @@ private:
 
     // A pass.
     void beginPass(Pass& pass);
-    void waitForPass(const Pass& pass);
+    void waitForPass(Pass& pass);
     void checkAgent(Pass& pass);
     void endPass(Pass& pass);
     void showOutcome(Pass& pass);
+    void abandon(Pass& pass);
     void showClosed(Pass& pass);
     bool wroteReadOnlyPeer(const Pass& pass) const;
     void showComplete(Pass& pass);

@@ -75,7 +75,7 @@ void SyncRunner::waitTillSyncIdle(Set set, double minWait, double maxWait)
                                   "saveStatusCallbackSelector;");
         while (serial == mSyncData.serial) {
             if (secondsSince(start) > minWait && idleWaitIsOver(set, callback, start, maxWait)) break;
-            if (!stepWindow()) break;
+            if (!stepWindow() || mRunLoop.waitsShallEnd()) break;
             mRunLoop.runFor(platform::seconds(kIdleSliceSeconds));
         }
     }
@@ -129,6 +129,10 @@ bool SyncRunner::waitTillConflictsResolved(bool conflictsOnly, Set set, double m
             if (!callback.isInstalled()) {
                 DebugLog(2, "Pavo.waitTillConflictsResolved: phdSyncSet.statusCallback = waitForSyncCallBack;");
                 callback.install();
+            }
+            if (mRunLoop.waitsShallEnd()) {
+                result = false;
+                break;
             }
             const bool moved =
                 mSyncData.unresolvedConflicts != conflictsBefore || mSyncData.unresolvedErrors != errorsBefore;

@@ -174,6 +174,8 @@ std::int32_t Alerts::pavoAlertQueryCBWithOther(const Texts& texts, bool* cbResul
 
 Response Alerts::showLocally(Request request)
 {
+    // A process that is to end asks nobody any more.
+    if (mRunLoop.waitsShallEnd()) return {};
     if (const auto bundle = mBundles.bundleWithPath(platform::kCustodiaBundlePath)) {
         request.iconPath = bundle->pathForResource("mobility_64", "tiff");
     }
@@ -201,7 +203,7 @@ bool Alerts::isCustodiaRunning()
 
 bool Alerts::canReachServer(const char* operation)
 {
-    if (didConnectToCustodiaServer()) return true;
+    if (!mRunLoop.waitsShallEnd() && didConnectToCustodiaServer()) return true;
     DebugLog(1, "Pavo.%s failed to connect to Custodia server", operation);
     return false;
 }
@@ -218,7 +220,7 @@ bool Alerts::didConnectToCustodiaServer()
         mRunLoop.runFor(platform::seconds(kSecondsBetweenAttempts));
         // Another alert may have connected while the loop ran.
         if (gVexdServerProxy != nullptr) break;
-        if (failures == kConnectAttempts) {
+        if (failures == kConnectAttempts || mRunLoop.waitsShallEnd()) {
             DebugLog(1,
                      "Pavo.didConnectToCustodiaServer Could not open connection to Custodia process after waiting %f "
                      "secs",

@@ -20,7 +20,8 @@ namespace roamer
 ///
 /// Each alert takes one of two ways. At login, while the managed-client process runs, that process shows it; otherwise
 /// the agent does, and nothing else of it runs until the answer is there. If the managed-client process runs but cannot
-/// be reached nothing is shown, and queries answer false or -1.
+/// be reached nothing is shown, and queries answer false or -1. Nothing is shown either once the process is to end:
+/// then queries answer as if they had been cancelled.
 ///
 /// Every operation's first argument says whether this is a login. Main thread only.
 class Alerts

@@ -127,7 +127,7 @@ private:
 class BusMessaging final : public ObjectMessaging
 {
 public:
-    explicit BusMessaging(std::function<void()> busLost) : mBusLost(std::move(busLost)) {}
+    BusMessaging(std::function<void()> busLost, RunLoop* runLoop) : mBusLost(std::move(busLost)), mRunLoop(runLoop) {}
 
     std::unique_ptr<ServerConnection> defaultConnection() override
     {
@@ -145,20 +145,22 @@ public:
 
     std::unique_ptr<VEXD_Server> lookUpVexdServer(const std::string& name) override
     {
+        if (mRunLoop == nullptr) return nullptr;
         auto bus = std::make_shared<BusConnection>(Bus::Session);
         if (!bus->hasOwner(QString::fromStdString(name))) return nullptr;
-        return makeVexdProxy(std::move(bus), name);
+        return makeVexdProxy(*mRunLoop, std::move(bus), name);
     }
 
 private:
     std::function<void()> mBusLost;
+    RunLoop* mRunLoop;
 };
 
 } // namespace
 
-std::unique_ptr<ObjectMessaging> makeObjectMessaging(std::function<void()> busLost)
+std::unique_ptr<ObjectMessaging> makeObjectMessaging(std::function<void()> busLost, RunLoop* runLoop)
 {
-    return std::make_unique<BusMessaging>(std::move(busLost));
+    return std::make_unique<BusMessaging>(std::move(busLost), runLoop);
 }
 
 } // namespace platform

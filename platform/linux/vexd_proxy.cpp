@@ -3,7 +3,6 @@
 #include <QDBusMetaType>
 #include <QDBusPendingCall>
 #include <QDBusPendingCallWatcher>
-#include <QEventLoop>
 #include <QMap>
 #include <climits>
 
@@ -16,6 +15,8 @@ namespace
 {
 
 using TextMap = QMap<QString, QString>;
+
+constexpr double kSliceSeconds = 0.1;
 
 TextMap textMap(const VEXD_Server::AlertTexts& texts)
 {
@@ -35,8 +36,8 @@ TextMap textMap(const VEXD_Server::AlertTexts& texts)
 class VexdProxy final : public VEXD_Server
 {
 public:
-    VexdProxy(std::shared_ptr<BusConnection> bus, const std::string& name)
-        : mBus(std::move(bus)), mName(QString::fromStdString(name))
+    VexdProxy(RunLoop& runLoop, std::shared_ptr<BusConnection> bus, const std::string& name)
+        : mRunLoop(runLoop), mBus(std::move(bus)), mName(QString::fromStdString(name))
     {
         qDBusRegisterMetaType<TextMap>();
     }
@@ -73,9 +74,8 @@ private:
 
         QDBusPendingCallWatcher watcher(mBus->connection().asyncCall(message, INT_MAX));
         while (!watcher.isFinished()) {
-            QEventLoop loop;
-            QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, &loop, &QEventLoop::quit);
-            loop.exec();
+            if (mRunLoop.waitsShallEnd()) throw Failure("MessageNotAnswered", std::string(member) + ": stopped");
+            mRunLoop.runFor(seconds(kSliceSeconds));
         }
         const QDBusMessage reply = watcher.reply();
         if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().size() < expected) {
@@ -84,15 +84,17 @@ private:
         return reply.arguments();
     }
 
+    RunLoop& mRunLoop;
     std::shared_ptr<BusConnection> mBus;
     QString mName;
 };
 
 } // namespace
 
-std::unique_ptr<VEXD_Server> makeVexdProxy(std::shared_ptr<BusConnection> bus, const std::string& name)
+std::unique_ptr<VEXD_Server> makeVexdProxy(RunLoop& runLoop, std::shared_ptr<BusConnection> bus,
+                                           const std::string& name)
 {
-    return std::make_unique<VexdProxy>(std::move(bus), name);
+    return std::make_unique<VexdProxy>(runLoop, std::move(bus), name);
 }
 
 } // namespace platform

@@ -10,6 +10,7 @@
 #include "server/pavo_server.h"
 #include "tests/fakes/fake_bundles.h"
 #include "tests/fakes/fake_object_messaging.h"
+#include "tests/fakes/fake_run_loop.h"
 #include "tests/fakes/recording_log.h"
 
 namespace fakes
@@ -104,6 +105,7 @@ struct ServerRig {
     fakes::FakeApplication application;
     fakes::FakeBundles bundles;
     fakes::FakeObjectMessaging messaging;
+    fakes::FakeRunLoop loop;
     FlowScript flows;
     bool flowsCanBeMade = true;
 
@@ -114,7 +116,7 @@ struct ServerRig {
     }
     ~ServerRig() { roamer::gPavoServer.reset(); }
 
-    roamer::ServerServices services() { return {application, bundles, messaging}; }
+    roamer::ServerServices services() { return {application, bundles, messaging, loop}; }
     roamer::FlowsFactory flowsFactory()
     {
         return [this](roamer::SharedState&) { return flowsCanBeMade ? std::make_unique<FakeFlows>(flows) : nullptr; };
