@@ -3,6 +3,7 @@
 #include <QDBusMessage>
 
 #include "util/debug_log.h"
+#include "util/report.h"
 
 namespace platform
 {
@@ -34,6 +35,8 @@ void SleepInhibitor::refreshVeto()
     const bool allowed = mHandler(PowerService::SleepMessage::CanSystemSleep) == PowerService::Answer::Allow;
     if (allowed) {
         mVeto = {};
+        // A sleep that came in spite of the veto waits for nobody else any more.
+        if (mSleepIsNear) mDelay = {};
     } else if (!mVeto.isValid()) {
         mVeto = inhibit(QStringLiteral("block"));
     }
@@ -41,6 +44,7 @@ void SleepInhibitor::refreshVeto()
 
 void SleepInhibitor::prepareForSleep(bool aboutToSleep)
 {
+    mSleepIsNear = aboutToSleep;
     if (!aboutToSleep) {
         mDelay = inhibit(QStringLiteral("delay"));
         return;
@@ -58,11 +62,18 @@ QDBusUnixFileDescriptor SleepInhibitor::inhibit(const QString& mode)
             << mode;
     const QDBusMessage reply = mBus.connection().call(message, QDBus::Block, kAnswerMilliseconds);
     if (reply.type() != QDBusMessage::ReplyMessage) {
-        roamer::DebugLog(1, "PowerService: no \"%s\" lock against sleep: %s", qPrintable(mode),
-                         qPrintable(reply.errorMessage()));
+        reportOnce("no \"" + mode.toStdString() + "\" lock against sleep: " + reply.errorMessage().toStdString());
         return {};
     }
     return reply.arguments().value(0).value<QDBusUnixFileDescriptor>();
+}
+
+void SleepInhibitor::reportOnce(const std::string& problem)
+{
+    const auto text = "PowerService: " + problem;
+    roamer::DebugLog(1, "%s", text.c_str());
+    if (!mHasReported) roamer::systemLogError(text);
+    mHasReported = true;
 }
 
 } // namespace platform

@@ -2,6 +2,7 @@
 
 #include <QDBusUnixFileDescriptor>
 #include <QObject>
+#include <string>
 
 #include "bus_connection.h"
 #include "platform/power_service.h"
@@ -31,10 +32,15 @@ private:
     /// An invalid descriptor when the login manager refuses.
     QDBusUnixFileDescriptor inhibit(const QString& mode);
 
+    /// The administrator hears of the first refusal; a refused lock leaves sleep unmanaged for as long.
+    void reportOnce(const std::string& problem);
+
     BusConnection mBus{Bus::System};
     PowerService::Handler mHandler;
     QDBusUnixFileDescriptor mDelay;
     QDBusUnixFileDescriptor mVeto;
+    bool mSleepIsNear = false; ///< Between the notice of a sleep and its end.
+    bool mHasReported = false;
 };
 
 } // namespace platform
