@@ -9,6 +9,7 @@
 
 #include "check_call.h"
 #include "environment.h"
+#include "login_password.h"
 #include "platform/system_root.h"
 #include "private_bus.h"
 #include "run_folder.h"
@@ -121,20 +122,6 @@ Stop startBus(Work& work)
     return std::nullopt;
 }
 
-/// The end of a pipe that holds the password and nothing else; no descriptor when it cannot be.
-UniqueFd pipeWith(const Secret& password)
-{
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) return {};
-    UniqueFd reading(ends[0]);
-    const UniqueFd writing(ends[1]);
-    // It fits into the pipe, so nobody has to read meanwhile.
-    const auto bytes = password.bytes();
-    const ssize_t written = bytes.empty() ? 0 : ::write(writing.get(), bytes.data(), bytes.size());
-    if (written != static_cast<ssize_t>(bytes.size())) return {};
-    return reading;
-}
-
 Stop startAgent(Work& work)
 {
     const UniqueFd input = work.isLogin() ? pipeWith(work.password) : UniqueFd();
@@ -195,6 +182,7 @@ Outcome runSteps(Work& work)
     if (work.busAddress.empty()) {
         if (auto stop = startBus(work)) return stopped(*stop);
     }
+    if (work.isLogin()) keepPasswordForSession(work.user, work.password);
     if (auto stop = startAgent(work)) return stopped(*stop);
     return outcomeOf(askOwnAgent(work));
 }
@@ -203,6 +191,7 @@ void cleanUp(Work& work)
 {
     work.agent.reset();
     work.bus.reset();
+    if (work.lock && !work.isLogin()) dropPasswordOfSession(work.user);
     if (work.lock) work.folder->removeBusFolder(work.user);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <string_view>
 
 namespace roamer::session
@@ -27,7 +28,18 @@ constexpr std::array kStatuses = std::to_array<StatusFacts>({
     {-2, false, "the sync engine ended before the sync was done"},
     {-1, false, "the sync could not be started"},
     {0, true, "done"},
+    {ENOENT, false, "the server has no such share"},
+    {EIO, false, "the network home could not be mounted; the log of lobbyd says why"},
+    {EACCES, false, "the server did not accept the name and the password"},
+    {EINVAL, false, "the account's network home has no valid address"},
     {65, false, "the network home could not be mounted: not permitted"},
+    {EPROTONOSUPPORT, false, "the account's network home is of a kind that cannot be mounted"},
+    {EOPNOTSUPP, false, "the program that mounts this kind of share is not installed"},
+    {ETIMEDOUT, false, "the server does not answer"},
+    {ECONNREFUSED, false, "the server does not serve shares"},
+    {EHOSTUNREACH, false, "the server is unknown, or there is no way to it"},
+    {ECANCELED, true, "the connection to the network home was stopped"},
+    {EKEYREJECTED, false, "the server's key is unknown, or another than before"},
 });
 static_assert(std::ranges::is_sorted(kStatuses, {}, &StatusFacts::status));
 
