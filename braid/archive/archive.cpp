@@ -136,7 +136,6 @@ Outcome<std::unique_ptr<Database>> openForWriting(const std::string& file)
     (*database)->execute("PRAGMA journal_mode=WAL");
     // Every agreement must be on the disk before the pass relies on it.
     (*database)->execute("PRAGMA synchronous=FULL");
-    (*database)->execute("PRAGMA mmap_size=268435456");
     if (layoutOf(**database) == 0 || lacksPlaces(**database)) {
         (*database)->execute("BEGIN IMMEDIATE");
         (*database)->execute(kSchema);
@@ -327,6 +326,16 @@ std::uint64_t Archive::countEntries()
     Statement count = mDatabase->prepare("SELECT count(*) FROM item WHERE pair = ?1");
     count.bind(0, mPair);
     return count.step() ? asUnsigned(count.number(0)) : 0;
+}
+
+void Archive::beginReading()
+{
+    mDatabase->execute("BEGIN");
+}
+
+void Archive::endReading()
+{
+    mDatabase->execute("COMMIT");
 }
 
 void Archive::begin()

@@ -85,6 +85,10 @@ public:
     std::vector<NamedEntry> children(std::string_view folder);
     std::uint64_t countEntries();
 
+    /// Between the two the archive is only read; that spares a lock for every folder.
+    void beginReading();
+    void endReading();
+
     /// Everything between becomes durable together, or not at all.
     void begin();
     void commit();

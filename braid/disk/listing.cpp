@@ -2,10 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <condition_variable>
-#include <deque>
-#include <mutex>
-#include <thread>
 
 #include "calls.h"
 #include "seam.h"
@@ -19,7 +15,20 @@ bool neverSyncs(std::string_view name)
     return name == ".Braid" || name == ".vexlc" || name.starts_with(".fstemp");
 }
 
-Listing listFolder(int root, std::uint64_t device, const std::string& path)
+void lookAt(int folder, std::span<Listing::Item> items)
+{
+    for (Listing::Item& item : items) {
+        const auto stat = disk::statAt(folder, item.name.c_str());
+        if (stat) {
+            item.stat = *stat;
+        } else {
+            item.error = stat.problem().code;
+        }
+    }
+}
+
+Listing listFolder(int root, std::uint64_t device, const std::string& path,
+                   const std::function<void(int folder, std::span<Listing::Item> items)>& lookAtAll)
 {
     Listing listing;
     const auto fail = [&](int code) {
@@ -43,66 +52,14 @@ Listing listFolder(int root, std::uint64_t device, const std::string& path)
         }
     }
     std::ranges::sort(listing.items, {}, &Listing::Item::name);
+    lookAtAll(folder->number(), listing.items);
     for (Listing::Item& item : listing.items) {
-        const auto stat = disk::statAt(folder->number(), item.name.c_str());
-        if (!stat) {
-            item.error = stat.problem().code;
-            continue;
-        }
-        item.stat = *stat;
         if (item.stat.kind == Kind::Folder && item.stat.device != device) item.stat.kind = Kind::Other;
     }
     // Deleted since it was listed: as if it had not been there.
     std::erase_if(listing.items,
                   [](const Listing::Item& item) { return item.error == 0 && item.stat.kind == Kind::Absent; });
     return listing;
-}
-
-struct ListingPool::Shared {
-    std::mutex mutex;
-    std::condition_variable_any wake;
-    std::deque<std::packaged_task<Listing()>> waiting;
-    std::vector<std::jthread> threads; // last: joined first
-
-    void work(const std::stop_token& stop)
-    {
-        while (true) {
-            std::packaged_task<Listing()> task;
-            {
-                std::unique_lock lock{mutex};
-                if (!wake.wait(lock, stop, [&] { return !waiting.empty(); })) return;
-                task = std::move(waiting.front());
-                waiting.pop_front();
-            }
-            task();
-        }
-    }
-};
-
-ListingPool::ListingPool(unsigned threads) : mShared(std::make_unique<Shared>())
-{
-    for (unsigned i = 0; i < threads && disk::system().isConcurrent(); ++i) {
-        mShared->threads.emplace_back([this](const std::stop_token& stop) { mShared->work(stop); });
-    }
-}
-
-ListingPool::~ListingPool() = default;
-
-std::future<Listing> ListingPool::request(int root, std::uint64_t device, std::string path)
-{
-    std::packaged_task<Listing()> task{
-        [root, device, path = std::move(path)] { return listFolder(root, device, path); }};
-    auto future = task.get_future();
-    if (mShared->threads.empty()) {
-        task();
-        return future;
-    }
-    {
-        const std::lock_guard lock{mShared->mutex};
-        mShared->waiting.push_back(std::move(task));
-    }
-    mShared->wake.notify_one();
-    return future;
 }
 
 } // namespace braid

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <future>
-#include <memory>
+#include <functional>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "facts.h"
@@ -28,25 +29,12 @@ struct Listing {
 /// `.Braid`, `.vexlc` and names that begin with `.fstemp` stay where they are.
 bool neverSyncs(std::string_view name);
 
-/// Reads the folder `path` below `root`. Folders on another device are of kind Other.
-Listing listFolder(int root, std::uint64_t device, const std::string& path);
+/// Fills in what can be told of each item in the open folder.
+void lookAt(int folder, std::span<Listing::Item> items);
 
-/// Reads folders ahead on a few threads, since on a file server each answer takes a round trip; without threads at
-/// once, as on a system that is not concurrent.
-class ListingPool
-{
-public:
-    explicit ListingPool(unsigned threads);
-    ~ListingPool(); ///< Waits for the requests under way.
-    ListingPool(const ListingPool&) = delete;
-    ListingPool& operator=(const ListingPool&) = delete;
-
-    /// `root` stays open until the answer is there.
-    std::future<Listing> request(int root, std::uint64_t device, std::string path);
-
-private:
-    struct Shared;
-    std::unique_ptr<Shared> mShared;
-};
+/// Reads the folder `path` below `root`. Folders on another device are of kind Other. `lookAtAll` may look at the items
+/// in a way of its own.
+Listing listFolder(int root, std::uint64_t device, const std::string& path,
+                   const std::function<void(int folder, std::span<Listing::Item> items)>& lookAtAll = lookAt);
 
 } // namespace braid

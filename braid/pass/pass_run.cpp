@@ -15,8 +15,6 @@ namespace braid
 namespace
 {
 
-constexpr unsigned kListingThreads = 4; // two would do for local disks; a file server answers more at once
-
 struct JobEndWords {
     JobEnd end;
     const char* name;
@@ -51,7 +49,7 @@ Version versionOf(const Stat& stat)
 
 PassRun::PassRun(const PassSettings& settings, std::stop_token stop, EngineLock* held)
     : mSettings(settings), mStop(std::move(stop)), mHeld(held),
-      mReporter(settings.onProgress, settings.localHome.native()), mCoverage(settings.jobs), mPool(kListingThreads)
+      mReporter(settings.onProgress, settings.localHome.native()), mCoverage(settings.jobs)
 {
 }
 
@@ -209,10 +207,12 @@ PassRun::Stop PassRun::startArchiveAfresh()
 PassRun::Stop PassRun::planWithArchive()
 {
     WalkContext context{
-        mHomePointers, *mArchive, mCoverage, mPool, mStop, mTrustsArchive, [this](const std::string& folder) {
+        mHomePointers, *mArchive, mCoverage, mPools, mStop, mTrustsArchive, [this](const std::string& folder) {
             mReporter.at(folder);
         }};
+    mArchive->beginReading();
     mPlan = planPass(context);
+    mArchive->endReading();
     if (mStop.stop_requested()) return aborted();
     if (auto failure = mArchive->failure()) return ended(*failure);
     if (mPlan.lostHome) return ended(*mPlan.lostHome);

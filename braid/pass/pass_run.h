@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "braid/archive/archive.h"
-#include "braid/disk/listing.h"
+#include "braid/disk/listing_pool.h"
 #include "braid/home/home.h"
 #include "braid/home/trash.h"
 #include "braid/jobs/coverage.h"
@@ -58,7 +58,7 @@ private:
     PerPeer<Home*> mHomePointers;
     std::unique_ptr<Archive> mArchive;
     bool mTrustsArchive = false;
-    ListingPool mPool;
+    PerPeer<ListingPool> mPools;
     Plan mPlan;
     PassReport mReport;
 };

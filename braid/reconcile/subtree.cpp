@@ -22,7 +22,7 @@ private:
     struct Pending {
         std::string path;
         Coverage::State cover;
-        std::future<Listing> listing;
+        PendingListing listing;
     };
 
     void collect();
@@ -132,15 +132,22 @@ void Subtree::visitFolder(Pending folder)
 
 void Subtree::collect()
 {
-    constexpr std::size_t kReadAhead = 16;
+    constexpr std::size_t kReadAhead = 64;
     mPending.push_back({mTop.path, mTop.cover, {}});
     while (!mPending.empty() && !mContext.stop.stop_requested()) {
-        std::size_t ahead = 0;
-        for (auto next = mPending.rbegin(); next != mPending.rend() && ahead < kReadAhead; ++next, ++ahead) {
-            if (!next->listing.valid()) next->listing = mContext.list(mSide, next->path);
+        const std::size_t first = mPending.size() - std::min(mPending.size(), kReadAhead);
+        for (std::size_t at = first; at < mPending.size(); ++at) {
+            Pending& next = mPending[at]; // the next one last, as in Walk::readAhead()
+            if (!next.listing.isRequested()) next.listing = mContext.list(mSide, next.path);
         }
-        Pending folder = std::move(mPending.back());
-        mPending.pop_back();
+        std::size_t at = mPending.size() - 1; // or any that is there already, as in Walk::takeNext()
+        for (std::size_t candidate = mPending.size(); candidate-- > first;) {
+            if (!mPending[candidate].listing.isReady()) continue;
+            at = candidate;
+            break;
+        }
+        Pending folder = std::move(mPending[at]);
+        mPending.erase(mPending.begin() + static_cast<std::ptrdiff_t>(at));
         visitFolder(std::move(folder));
     }
 }

@@ -13,13 +13,13 @@ namespace braid
 namespace
 {
 
-constexpr std::size_t kReadAhead = 32; // folders whose listings are asked for before they are needed
+constexpr std::size_t kReadAhead = 64; // folders whose listings are asked for before they are needed
 
 struct Task {
     std::string path;
     Coverage::State cover;
     PerPeer<bool> present;
-    PerPeer<std::future<Listing>> listings;
+    PerPeer<PendingListing> listings;
     bool isRequested = false;
     std::optional<FolderFinish> finish; ///< Not for the top and for folders that belong to no job.
     bool timeChanged = false;
@@ -64,6 +64,7 @@ public:
 
 private:
     void readAhead();
+    Task takeNext();
     void mergeFolder(Task& task);
     void mergeItem(const Task& task, FolderPair& folder, const Row& row);
     bool passesBy(const Task& task, const std::string& path, const Row& row, const PerPeer<Stat>& stats);
@@ -83,14 +84,35 @@ private:
 
 void Walk::readAhead()
 {
-    std::size_t ahead = 0;
-    for (auto task = mTasks.rbegin(); task != mTasks.rend() && ahead < kReadAhead; ++task, ++ahead) {
-        if (task->isRequested) continue;
-        task->isRequested = true;
+    // The next one last, since the pool begins with what it is asked for last.
+    const std::size_t first = mTasks.size() - std::min(mTasks.size(), kReadAhead);
+    for (std::size_t at = first; at < mTasks.size(); ++at) {
+        Task& task = mTasks[at];
+        if (task.isRequested) continue;
+        task.isRequested = true;
         for (const Peer peer : kPeers) {
-            if (task->present[peer]) task->listings[peer] = mContext.list(peer, task->path);
+            if (task.present[peer]) task.listings[peer] = mContext.list(peer, task.path);
         }
     }
+}
+
+/// The last one, so that the tree is gone through branch by branch; but while its listings are under way any that is
+/// there already: where answers take long, the branches must not wait for each other.
+Task Walk::takeNext()
+{
+    const std::size_t first = mTasks.size() - std::min(mTasks.size(), kReadAhead);
+    std::size_t at = mTasks.size() - 1;
+    for (std::size_t candidate = mTasks.size(); candidate-- > first;) {
+        const Task& task = mTasks[candidate];
+        if (!std::ranges::all_of(kPeers,
+                                 [&](Peer peer) { return !task.present[peer] || task.listings[peer].isReady(); }))
+            continue;
+        at = candidate;
+        break;
+    }
+    Task task = std::move(mTasks[at]);
+    mTasks.erase(mTasks.begin() + static_cast<std::ptrdiff_t>(at));
+    return task;
 }
 
 Plan Walk::run()
@@ -101,8 +123,7 @@ Plan Walk::run()
     mTasks.push_back(std::move(top));
     while (!mTasks.empty() && !mContext.stop.stop_requested()) {
         readAhead();
-        Task task = std::move(mTasks.back());
-        mTasks.pop_back();
+        Task task = takeNext();
         mContext.onFolder(task.path);
         mergeFolder(task);
     }

@@ -4,7 +4,7 @@
 #include <stop_token>
 #include <string>
 
-#include "braid/disk/listing.h"
+#include "braid/disk/listing_pool.h"
 #include "braid/home/home.h"
 #include "braid/jobs/coverage.h"
 #include "plan.h"
@@ -17,7 +17,7 @@ struct WalkContext {
     PerPeer<Home*> homes;
     Archive& archive;
     const Coverage& coverage;
-    ListingPool& pool;
+    PerPeer<ListingPool>& pools;
     std::stop_token stop;
     bool trustsArchive = true; ///< False: a first sync, nothing was ever agreed and nothing is deleted.
     std::function<void(const std::string& folder)> onFolder;
@@ -26,9 +26,9 @@ struct WalkContext {
     {
         return trustsArchive ? archive.children(folder) : std::vector<NamedEntry>{};
     }
-    std::future<Listing> list(Peer peer, const std::string& folder) const
+    PendingListing list(Peer peer, const std::string& folder) const
     {
-        return pool.request(homes[peer]->root(), homes[peer]->device(), folder);
+        return pools[peer].request(homes[peer]->root(), homes[peer]->device(), folder);
     }
 };
 

@@ -1,9 +1,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <sstream>
+#include <thread>
 
 #include "braid/cli/commands.h"
+#include "braid/disk/listing_pool.h"
+#include "braid/disk/seam.h"
 #include "braid/home_status.h"
 #include "home_pair.h"
 
@@ -204,6 +209,35 @@ TEST(Operations, AreCountedForTheHomeThatTheyWorkIn)
     EXPECT_LE(idle.networkOps["stat"], kFiles + 10);
     EXPECT_LE(idle.networkOps["read"], 1U); // the marker
     EXPECT_EQ(idle.networkOps.count("attributes"), 0U);
+}
+
+std::atomic<int> gUnderWay{0};
+std::atomic<int> gMostUnderWay{0};
+
+/// As from a server that is 10 ms away.
+int answerLate(seam::Operation operation, const char*)
+{
+    if (seam::changesDisk(operation)) return 0;
+    gMostUnderWay = std::max(gMostUnderWay.load(), ++gUnderWay);
+    std::this_thread::sleep_for(std::chrono::milliseconds{10});
+    --gUnderWay;
+    return 0;
+}
+
+TEST(Operations, ManyAreUnderWayWhereAnswersTakeLong)
+{
+    HomePair pair;
+    for (int i = 0; i < 400; ++i) // most of them in one folder
+        write(pair.local() / (i % 4 == 0 ? "f" + std::to_string(i % 40) : "many") / std::to_string(i), "content");
+    pair.sync();
+    pair.sync();
+    seam::gWatcher = answerLate;
+    const PassReport report = pair.sync();
+    seam::gWatcher = nullptr;
+    EXPECT_EQ(writesOf(report), 0U);
+    EXPECT_GE(gMostUnderWay, 16);
+    EXPECT_LE(gMostUnderWay, 2 * static_cast<int>(ListingPool::kMostThreads) + 1);
+    EXPECT_LT(report.seconds, 850 * 0.010 / 4);
 }
 
 } // namespace
