@@ -57,6 +57,7 @@ Outcome<int> Workbench::ensureFolder(Peer peer, std::string_view path)
     touch(peer, above);
     int code = disk::makeFolder(*parent, name.c_str(), stat->mode | kOwnerAll);
     if (code == 0) code = disk::setMode(*parent, name.c_str(), stat->mode | kOwnerAll);
+    if (code == EPERM || code == ENOTSUP) code = 0; // a file server that keeps no modes
     if (code != 0 && code != EEXIST) return Problem{code, "make the folder", std::string{path}};
     extended::copy(*model, name.c_str(), *parent, name.c_str());
     return folder(peer, path);
