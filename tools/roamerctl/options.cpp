@@ -126,6 +126,9 @@ std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
     declareMessages(app, request);
     declarePreferences(app, request);
     try {
+        const auto isCalled = [&](const CLI::App* command) { return command->check_name(argv[1]); };
+        if (argc > 1 && argv[1][0] != '-' && std::as_const(app).get_subcommands(isCalled).empty())
+            throw CLI::ParseError("there is no command \"" + std::string(argv[1]) + "\"", CLI::ExitCodes::ExtrasError);
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
         app.exit(help);

@@ -23,6 +23,14 @@ void printLine(const std::string& key, const std::string& value, std::string_vie
                 static_cast<int>(decidedBy.size()), decidedBy.data());
 }
 
+/// What holds without the key; the table has it as Markdown.
+std::string defaultWord(const PreferenceKey& key)
+{
+    std::string word(key.without.empty() ? "-" : key.without);
+    std::erase(word, '`');
+    return word;
+}
+
 /// Keys that mean nothing in the person's file.
 bool worksWhenForcedOnly(const PreferenceKey& key)
 {
@@ -66,9 +74,7 @@ ExitStatus run(const GetOptions& options)
         const std::string name(key.name);
         if (!options.key.empty() && options.key != name) continue;
         const auto value = account.preferences.getRoamerValue(name);
-        const auto words = value                 ? wordsOfPreferenceValue(*value)
-                           : key.without.empty() ? "-"
-                                                 : std::string(key.without);
+        const auto words = value ? wordsOfPreferenceValue(*value) : defaultWord(key);
         const auto decidedBy = account.decidedBy(name);
         if (options.json) {
             json[QString::fromStdString(name)] = QJsonObject{

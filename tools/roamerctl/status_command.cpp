@@ -97,7 +97,7 @@ void addEngine(const braid::HomeStatus& home, Facts& facts, bool& needsPerson)
         facts.emplace_back("Engine", "does not run in this session");
     }
     facts.emplace_back("Conflicts", std::to_string(conflicts));
-    facts.emplace_back("Not synced", std::to_string(errors) + (errors == 1 ? " item" : " items"));
+    facts.emplace_back("Items not synced", std::to_string(errors));
 }
 
 Facts factsOf(Account& account, bool& needsPerson)
@@ -160,7 +160,10 @@ ExitStatus run(const StatusOptions& options)
     QJsonObject settings;
     for (const auto& [label, text] : facts) {
         if (options.json) {
-            json[QString::fromStdString(jsonName(label))] = QString::fromStdString(text);
+            const auto value = QString::fromStdString(text);
+            bool isNumber = false;
+            const auto number = value.toLongLong(&isNumber);
+            json[QString::fromStdString(jsonName(label))] = isNumber ? QJsonValue(number) : QJsonValue(value);
         } else {
             std::printf("%-18s %s\n", (label + ":").c_str(), text.c_str());
         }
