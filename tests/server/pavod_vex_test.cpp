@@ -74,6 +74,43 @@ TEST(PavodVex, ChecksAnswerTheirCallerWhateverHappens)
     }
 }
 
+TEST(PavodVex, AnEndInsideAFlowComesAfterItsAnswer)
+{
+    struct Case {
+        const char* name;
+        void (Server::*nested)();
+        bool waitsEnd;
+    } const cases[] = {
+        {"quit", &Server::pavo_quit, true},
+        {"refresh", &Server::pavo_refreshPreferences, true},
+        {"a sync now that may end the process", &Server::pavo_syncNow, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        ServerRig rig;
+        ASSERT_TRUE(rig.start());
+        auto& server = *roamer::gPavoServer;
+        rig.flows.syncNowEndsProcess = true;
+        rig.flows.status = -128;
+        rig.flows.whileRunning = [&] {
+            if (rig.flows.started.size() == 1) (server.*c.nested)();
+        };
+        std::int32_t status = 0;
+        EXPECT_FALSE(rig.endsProcess([&] { status = server.pavo_doLoginChecks(false, nullptr); }));
+        EXPECT_EQ(status, -128);
+        EXPECT_EQ(rig.loop.waitsShallEnd(), c.waitsEnd);
+        EXPECT_TRUE(rig.endsProcess([&] { rig.loop.runForSeconds(0.1); }));
+    }
+
+    ServerRig rig;
+    ASSERT_TRUE(rig.start());
+    rig.flows.whileRunning = [] {
+        roamer::gPavoServer->pavo_quit();
+        failInFlow();
+    };
+    EXPECT_TRUE(rig.endsProcess([] { roamer::gPavoServer->pavo_syncNow(); })) << "also when the flow fails";
+}
+
 TEST(StartPavo, NeedsFlowsABusAndItsNameButNoBundle)
 {
     ServerRig rig;
