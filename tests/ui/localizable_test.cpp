@@ -3,11 +3,13 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
+#include <optional>
 #include <regex>
 #include <set>
 
 #include "platform/linux/bundle.h"
 #include "platform/linux/property_list_codec.h"
+#include "tests/fakes/temp_environment.h"
 #include "tests/fakes/temp_root.h"
 
 namespace
@@ -44,43 +46,97 @@ std::set<std::string> keysInSources()
     return keys;
 }
 
-long matches(const std::string& text, const std::regex& pattern)
+/// The values that a text has places for: {1, 2} for "%@ of %@" and for "%2$@: %1$@". A percent sign that is neither a
+/// place nor doubled counts as place 0.
+std::multiset<int> placesIn(const std::string& text)
 {
-    return std::distance(std::sregex_iterator(text.begin(), text.end(), pattern), std::sregex_iterator());
+    std::multiset<int> places;
+    int next = 0;
+    const std::regex percent("%(%|@|([1-9])\\$@|)");
+    for (std::sregex_iterator match(text.begin(), text.end(), percent), end; match != end; ++match) {
+        const auto what = match->str(1);
+        if (what == "%") continue;
+        places.insert(what == "@" ? ++next : what.empty() ? 0 : std::stoi(match->str(2)));
+    }
+    return places;
 }
 
-TEST(ShippedTexts, EveryKeyHasItsTextWithTheRightPlaceholders)
+std::multiset<int> placesOf(const std::string& key)
 {
-    const fakes::TempRoot root;
-    std::filesystem::create_directories(root.real("/System/Library"));
-    std::filesystem::create_directory_symlink(std::filesystem::path(ROAMER_SOURCE_DIR) / "resources",
-                                              root.real("/System/Library/Hearth"));
-    const auto codec = platform::makePropertyListCodec();
-    const auto bundles = platform::makeBundles(*codec);
-    const auto bundle = bundles->bundleWithPath(platform::kCustodiaBundlePath);
-    ASSERT_NE(bundle, nullptr);
-    EXPECT_TRUE(bundle->version());
-    EXPECT_TRUE(bundle->pathForResource("mobility_64", "tiff"));
-    const auto path = bundle->pathForResource("localizable", "strings", "English");
-    std::set<std::string> written;
-    const auto texts = bundle->dictionaryWithContentsOfFile(path.value_or(""));
-    ASSERT_TRUE(texts);
-    for (const auto& [key, value] : *texts) {
-        written.insert(key);
-        const auto& text = *value.as<std::string>();
-        const auto item = kPlaceholders.find(key);
-        EXPECT_FALSE(text.empty()) << key;
-        EXPECT_EQ(matches(text, std::regex("%@")), item != kPlaceholders.end() ? item->second : 0) << text;
-        EXPECT_EQ(matches(text, std::regex("%")), matches(text, std::regex("%@")) + 2 * matches(text, std::regex("%%")))
-            << text;
-    }
-    EXPECT_EQ(written, keysInSources());
+    const auto item = kPlaceholders.find(key);
+    std::multiset<int> places;
+    for (int place = 1; item != kPlaceholders.end() && place <= item->second; ++place)
+        places.insert(place);
+    return places;
+}
 
-    const auto menuExtra = bundles->bundleWithPath(platform::kMenuExtraBundlePath);
-    const auto words = menuExtra->dictionaryWithContentsOfFile(
-        menuExtra->pathForResource("DateTime", "strings", "English").value_or(""));
-    for (const char* key : {"Today at ", "Yesterday at ", "Tomorrow at ", "Today", "Yesterday", "Tomorrow"})
-        EXPECT_TRUE(words && words->contains(key)) << key;
+/// The shipped bundles in the place of the installed ones.
+struct ShippedRoot : fakes::TempRoot {
+    ShippedRoot()
+    {
+        std::filesystem::create_directories(real("/System/Library"));
+        std::filesystem::create_directory_symlink(std::filesystem::path(ROAMER_SOURCE_DIR) / "resources",
+                                                  real("/System/Library/Hearth"));
+    }
+};
+
+class ShippedTexts : public testing::Test
+{
+protected:
+    std::optional<roamer::Dictionary> table(const platform::Bundle& bundle, const std::string& name,
+                                            const std::string& language)
+    {
+        return bundle.dictionaryWithContentsOfFile(bundle.pathForResource(name, "strings", language).value_or(""));
+    }
+
+    const ShippedRoot root;
+    const std::unique_ptr<platform::PropertyListCodec> codec = platform::makePropertyListCodec();
+    const std::unique_ptr<platform::Bundles> bundles = platform::makeBundles(*codec);
+    const std::unique_ptr<platform::Bundle> custodia = bundles->bundleWithPath(platform::kCustodiaBundlePath);
+    const std::unique_ptr<platform::Bundle> menuExtra = bundles->bundleWithPath(platform::kMenuExtraBundlePath);
+};
+
+TEST_F(ShippedTexts, EveryLanguageHasEveryTextWithTheRightPlaces)
+{
+    EXPECT_TRUE(custodia->version());
+    EXPECT_TRUE(custodia->pathForResource("mobility_64", "tiff"));
+    const auto keys = keysInSources();
+    for (const std::string language : {"English", "French", "German", "Japanese"}) {
+        SCOPED_TRACE(language);
+        const auto texts = table(*custodia, "localizable", language);
+        ASSERT_TRUE(texts);
+        std::set<std::string> written;
+        for (const auto& [key, value] : *texts) {
+            written.insert(key);
+            const auto& text = *value.as<std::string>();
+            EXPECT_FALSE(text.empty()) << key;
+            EXPECT_EQ(placesIn(text), placesOf(key)) << text;
+        }
+        EXPECT_EQ(written, keys);
+
+        const auto words = table(*menuExtra, "DateTime", language);
+        for (const char* key : {"Today at ", "Yesterday at ", "Tomorrow at ", "Today", "Yesterday", "Tomorrow"})
+            EXPECT_TRUE(words && words->contains(key)) << key;
+        const auto button = table(*menuExtra, "Localizable", language);
+        EXPECT_TRUE(button && button->contains("Account Mobility Preferences..."));
+    }
+}
+
+TEST_F(ShippedTexts, ThePersonsLanguagesChoose)
+{
+    const struct {
+        const char *languages, *locale, *expected;
+    } cases[] = {
+        {"", "C", "Cancel"},
+        {"", "de_AT.UTF-8", "Abbrechen"},
+        {"ar:fr", "ar_EG.UTF-8", "Annuler"},
+        {"", "ja_JP.UTF-8", "キャンセル"},
+        {"sv", "sv_SE.UTF-8", "Cancel"},
+    };
+    for (const auto& c : cases) {
+        const fakes::TempEnvironment environment{{"LANGUAGE", c.languages}, {"LC_ALL", c.locale}};
+        EXPECT_EQ(custodia->localizedString("PAVO_CANCEL_BUTTON", "localizable"), c.expected) << c.locale;
+    }
 }
 
 } // namespace
