@@ -4,8 +4,8 @@
 #include <map>
 #include <utility>
 
+#include "lobby_mount.h"
 #include "share_url.h"
-#include "util/debug_log.h"
 
 namespace platform
 {
@@ -18,44 +18,62 @@ class SchemeMountService final : public MountService
 public:
     SchemeMountService(RunLoop& runLoop, ShareHolds& holds) : mRunLoop(runLoop), mHolds(holds) {}
 
-    Started mountURLAsync(const std::string& url, const std::string& /*userName*/,
-                          const std::optional<std::string>& /*password*/, std::uint32_t /*flags*/,
+    Started mountURLAsync(const std::string& url, const std::string& userName,
+                          const std::optional<std::string>& password, std::uint32_t flags,
                           Completion completion) override
     {
-        // Only the scheme is named: the rest of a URL may hold a password.
-        const std::string scheme = schemeOf(url);
-        if (scheme != "file") {
-            roamer::DebugLog(1, "MountService: shares of the kind \"%s\" cannot be mounted yet, only \"file\"",
-                             scheme.c_str());
-            return {EPROTONOSUPPORT, 0};
-        }
         const RequestRef request = ++mLastRequest;
-        auto& waiting = mRequests[request];
+        Waiting waiting;
+        if (schemeOf(url) == "file") {
+            waiting.timer = mRunLoop.after({}, [this, request, url] { fileShareOpened(request, openFileShare(url)); });
+        } else {
+            const auto server = parseServerShare(url);
+            if (const auto* error = std::get_if<std::int32_t>(&server)) return {*error, 0};
+            auto started = LobbyMount::start(url, userName, password.value_or(""), flags,
+                                             [this, request](const LobbyReply& reply) { mounted(request, reply); });
+            if (const auto* error = std::get_if<std::int32_t>(&started)) return {*error, 0};
+            waiting.mount = std::move(std::get<std::unique_ptr<LobbyMount>>(started));
+        }
         waiting.completion = std::move(completion);
-        waiting.timer = mRunLoop.after({}, [this, request, url] { finish(request, openFileShare(url)); });
+        mRequests[request] = std::move(waiting);
         return {0, request};
     }
 
-    std::int32_t cancel(RequestRef request) override { return mRequests.erase(request) == 1 ? 0 : ENOENT; }
+    std::int32_t cancel(RequestRef request) override
+    {
+        auto waiting = mRequests.extract(request);
+        if (waiting.empty()) return ENOENT;
+        if (waiting.mapped().mount) LobbyMount::cancel(std::move(waiting.mapped().mount));
+        return 0;
+    }
 
 private:
     struct Waiting {
         Completion completion;
         Timer timer;
+        std::unique_ptr<LobbyMount> mount;
     };
 
-    void finish(RequestRef request, const FileShare& share)
+    void fileShareOpened(RequestRef request, const FileShare& share)
+    {
+        if (share.error == 0 && mRequests.contains(request)) mHolds.hold(share.folder);
+        finish(request, share.error, share.folder);
+    }
+
+    void mounted(RequestRef request, const LobbyReply& reply)
+    {
+        // A success that does not say where would lead to a folder below wherever this process happens to be.
+        const bool isNowhere = reply.error == 0 && !reply.mountAt.starts_with('/');
+        finish(request, isNowhere ? EIO : reply.error, reply.mountAt);
+    }
+
+    void finish(RequestRef request, std::int32_t error, const std::string& folder)
     {
         // Out of the table first: the completion may start the next mount.
         const auto waiting = mRequests.extract(request);
         if (waiting.empty()) return;
-        if (share.error != 0) {
-            waiting.mapped().completion(share.error, nullptr);
-            return;
-        }
-        mHolds.hold(share.folder);
-        const std::vector<std::string> shares = {share.folder};
-        waiting.mapped().completion(0, &shares);
+        const std::vector<std::string> shares = {folder};
+        waiting.mapped().completion(error, error == 0 ? &shares : nullptr);
     }
 
     RunLoop& mRunLoop;

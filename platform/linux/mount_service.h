@@ -9,7 +9,11 @@
 namespace platform
 {
 
-/// Borrows both; `holds` learns of every share that needs no mount.
+/// Shares on servers are mounted by lobbyd; a folder of this computer is there already. Borrows both; `holds` learns of
+/// every share that needs no mount.
+///
+/// Error codes are errno values: EACCES wrong name or password, EHOSTUNREACH unknown host, ENOENT no such share,
+/// EOPNOTSUPP no client for it installed, ENOTCONN no lobbyd; docs/protocols.md has them all.
 std::unique_ptr<MountService> makeMountService(RunLoop& runLoop, ShareHolds& holds);
 
 } // namespace platform

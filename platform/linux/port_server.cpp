@@ -17,7 +17,7 @@ public:
     BusPortServer(Bus bus, Handler handler, std::function<void()> lost)
         : mBus(bus), mWatch(mBus.connection(), std::move(lost))
     {
-        new PortAdaptor(&mObject, std::move(handler));
+        new PortAdaptor(&mObject, mBus.connection(), std::move(handler));
     }
 
     bool publish(const std::string& portName)

@@ -8,8 +8,6 @@
 
 #include "platform/failure.h"
 #include "platform/linux/application.h"
-#include "platform/linux/lobby_protocol.h"
-#include "platform/linux/lobby_requests.h"
 #include "platform/linux/message_port.h"
 #include "platform/linux/object_messaging.h"
 #include "platform/linux/property_list_codec.h"
@@ -17,6 +15,7 @@
 #include "tests/fakes/command_line.h"
 #include "tests/fakes/private_bus.h"
 #include "tests/fakes/recording_log.h"
+#include "tests/fakes/temp_root.h"
 #include "util/lobby_notify.h"
 
 namespace
@@ -24,9 +23,6 @@ namespace
 
 using namespace std::chrono_literals;
 using fakes::CommandResult;
-using platform::PropertyListCodec;
-using roamer::Data;
-using roamer::Dictionary;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -39,48 +35,12 @@ protected:
     std::unique_ptr<platform::RunLoop> loop = platform::makeRunLoop();
 };
 
-TEST(LobbyRequests, AreAnsweredAndCountedWhateverTheyAre)
-{
-    const auto codec = platform::makePropertyListCodec();
-    platform::LobbyRequests requests{*codec};
-    const auto written = [&](const roamer::PropertyList& value) {
-        return std::get<Data>(codec->serialise(value, PropertyListCodec::Format::Xml));
-    };
-    const auto error = [&](std::int32_t id, const Data& body) {
-        const auto answer = std::get<roamer::PropertyList>(codec->parse(requests.answer(id, body)));
-        return answer.as<Dictionary>()->at("Error").integerReading();
-    };
-    const auto tmp = written(Dictionary{{"MountURL", "file:///tmp/"}, {"Flags", 78408}});
-    const auto at = written(Dictionary{{"MountAt", "/tmp"}});
-    const struct {
-        const char* name;
-        std::int32_t id;
-        Data body;
-        int error;
-    } cases[] = {
-        {"nothing", 1000, {}, EINVAL},
-        {"no dictionary", 1000, written(roamer::Array{"file:///tmp"}), EINVAL},
-        {"a URL that is a number", 1000, written(Dictionary{{"MountURL", 5}}), EINVAL},
-        {"a huge body", 1000, Data(1 << 20, std::byte{' '}), EMSGSIZE},
-        {"an unknown message", 999, tmp, ENOSYS},
-        {"a missing folder", 1000, written(Dictionary{{"MountURL", "file:///nowhere/at/all"}}), ENOENT},
-        {"giving up what nobody holds", platform::kLobbyGiveUpMessage, at, ENOENT},
-        {"one holds it", 1000, tmp, 0},
-        {"a second one", 1000, tmp, 0},
-        {"the first gives it up", platform::kLobbyGiveUpMessage, at, 0},
-        {"it is still held", platform::kLobbyIsHeldMessage, at, 0},
-        {"the last gives it up", platform::kLobbyGiveUpMessage, at, 0},
-        {"nobody holds it", platform::kLobbyIsHeldMessage, at, ENOENT},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(error(c.id, c.body), c.error) << c.name;
-}
-
 /// The real program beside the test program.
-TEST_F(BusTest, LobbydMountsFileSharesAloneAndEndsWithItsBus)
+TEST_F(BusTest, LobbydServesThePortAndEndsWithItsBus)
 {
+    const fakes::TempRoot root;
     const std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "lobbyd";
-    std::FILE* out = ::popen(program.c_str(), "r");
+    std::FILE* out = ::popen((program + " --clients /nowhere 2>&1").c_str(), "r");
     char line[200] = {};
     EXPECT_STREQ(std::fgets(line, sizeof line, out),
                  "lobbyd: serving \"com.kestrel.lobby.notify\" on the session bus\n");
@@ -91,7 +51,7 @@ TEST_F(BusTest, LobbydMountsFileSharesAloneAndEndsWithItsBus)
     EXPECT_EQ(lobby.LbNotifyWithData("file://" + bus.folder(), std::nullopt, 78408, status), bus.folder());
     EXPECT_EQ(status, 0);
     EXPECT_EQ(lobby.LbNotifyWithData("nfs://server/homes", std::nullopt, 78408, status), std::nullopt);
-    EXPECT_EQ(status, EPROTONOSUPPORT);
+    EXPECT_EQ(status, EOPNOTSUPP) << "no client for it";
     EXPECT_EQ(fakes::runCommand(program + " --session").status, 1) << "the name is taken";
     EXPECT_EQ(fakes::runCommand(program + " --system").status, 1) << "there is no system bus here";
     bus.stop();
