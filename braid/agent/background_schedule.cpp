@@ -51,9 +51,14 @@ void BackgroundSchedule::plan()
     mClockTimer.invalidate();
     if (!mNextTime) return;
     const double wait = std::chrono::duration<double>(*mNextTime - mRunLoop.date()).count();
-    const double grace = kGraceSeconds - platform::Seconds(mRunLoop.now() - mStarted).count();
-    const double tick = std::clamp(wait, std::max(grace, 0.0), std::max(grace, kLongestTickSeconds));
+    const double grace = graceLeft();
+    const double tick = std::clamp(wait, grace, std::max(grace, kLongestTickSeconds));
     mClockTimer = mRunLoop.after(seconds(tick), [this] { clockTick(); });
+}
+
+double BackgroundSchedule::graceLeft() const
+{
+    return std::max(0.0, kGraceSeconds - platform::Seconds(mRunLoop.now() - mStarted).count());
 }
 
 void BackgroundSchedule::clockTick()
@@ -63,7 +68,6 @@ void BackgroundSchedule::clockTick()
     moveOn(*mNextTime);
     plan();
     if (mPassRuns) return;
-    mLastPassFailed = false;
     mDue();
 }
 
@@ -86,11 +90,22 @@ void BackgroundSchedule::passStarted()
 void BackgroundSchedule::passEnded(bool succeeded)
 {
     mPassRuns = false;
-    mLastPassFailed = !succeeded;
+    mFailures = succeeded ? 0 : mFailures + 1;
     mLastPassEnd = mRunLoop.now();
-    // What changed during the pass may have been missed by it, and may have been its own doing: one more pass settles
-    // it, and changes nothing if there is nothing to do.
+    if (mFailures > 1) backOff();
     if (mLastChange) quietCheck();
+}
+
+/// The share is most likely out of reach: the second failure in a row doubles the wait, and so on.
+void BackgroundSchedule::backOff()
+{
+    if (!mNextTime) return;
+    constexpr unsigned kMostDoublings = 16;
+    const double doubled =
+        mSettings.intervalSeconds * static_cast<double>(1U << std::min(mFailures - 1, kMostDoublings));
+    const double wait = std::min(doubled, std::max(mSettings.intervalSeconds, kLongestBackOffSeconds));
+    mNextTime = std::max(*mNextTime, mRunLoop.date() + calendarSpan(wait));
+    plan();
 }
 
 void BackgroundSchedule::homeChanged()
@@ -106,14 +121,14 @@ RunLoop::Duration BackgroundSchedule::untilQuiet(RunLoop::Clock::time_point firs
 {
     auto time = std::min(lastChange + seconds(kQuietSeconds), firstChange + seconds(kLongestHoldSeconds));
     if (mLastPassEnd) time = std::max(time, *mLastPassEnd + seconds(kShortestGapSeconds));
-    return time - mRunLoop.now();
+    return std::max(time - mRunLoop.now(), seconds(graceLeft()));
 }
 
 void BackgroundSchedule::quietCheck()
 {
     mQuietTimer.invalidate();
     // After a failure the share is most likely away: then only the clock tries again.
-    if (!mFirstChange || !mLastChange || mPassRuns || mLastPassFailed) return;
+    if (!mFirstChange || !mLastChange || mPassRuns || mFailures > 0) return;
     const auto wait = untilQuiet(*mFirstChange, *mLastChange);
     if (wait > RunLoop::Duration::zero()) {
         mQuietTimer = mRunLoop.after(wait, [this] { quietCheck(); });

@@ -23,12 +23,14 @@ public:
         std::optional<Date> nextTime; ///< Null: one interval from now.
     };
 
-    /// A time that had already come when the engine started waits this long, because what started it is about to
-    /// configure it.
-    static constexpr double kGraceSeconds = 5;
+    /// No pass comes sooner after the engine's start: a session that begins has better things to do, and what started
+    /// the engine is about to configure it.
+    static constexpr double kGraceSeconds = 60;
     static constexpr double kQuietSeconds = 5;        ///< Without a change, before a change is synced …
     static constexpr double kLongestHoldSeconds = 60; ///< … but a home that never rests is synced after this long,
     static constexpr double kShortestGapSeconds = 30; ///< and never sooner than this after the last pass.
+    static constexpr double kLongestBackOffSeconds = 3600; ///< Between tries while passes keep failing, unless the
+                                                           ///< interval is longer.
 
     /// `due` is called from the run loop when a pass should start. It may be refused silently.
     BackgroundSchedule(platform::RunLoop& runLoop, std::function<void()> due);
@@ -42,12 +44,16 @@ public:
     void passEnded(bool succeeded);
     /// Something in the local home has changed.
     void homeChanged();
+    /// A change waits for a pass already.
+    bool knowsOfChange() const { return mLastChange.has_value(); }
 
 private:
     void plan();
     void clockTick();
     void quietCheck();
     void moveOn(Date& time) const;
+    void backOff();
+    double graceLeft() const;
     platform::RunLoop::Duration untilQuiet(platform::RunLoop::Clock::time_point firstChange,
                                            platform::RunLoop::Clock::time_point lastChange) const;
 
@@ -57,7 +63,7 @@ private:
     Settings mSettings;
     std::optional<Date> mNextTime;
     bool mPassRuns = false;
-    bool mLastPassFailed = false;
+    unsigned mFailures = 0; ///< Passes that failed since the last one that did not.
     std::optional<platform::RunLoop::Clock::time_point> mLastPassEnd;
     std::optional<platform::RunLoop::Clock::time_point> mFirstChange; ///< Of those that no pass has seen yet.
     std::optional<platform::RunLoop::Clock::time_point> mLastChange;

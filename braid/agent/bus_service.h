@@ -4,6 +4,8 @@
 #include <QDBusMessage>
 #include <QVariantMap>
 
+#include <string>
+
 #include "platform/linux/bus_connection.h"
 #include "sync_agent.h"
 
@@ -18,10 +20,11 @@ class BusService final : public QDBusAbstractAdaptor
 
 public:
     /// Serves at `parent`; everything is borrowed.
-    BusService(SyncAgent& agent, platform::BusConnection& bus, QObject* parent);
+    BusService(SyncAgent& agent, std::string localHome, platform::BusConnection& bus, QObject* parent);
 
     /// Takes the bus name; false when another engine has it.
     bool takeName();
+    void giveUpName();
 
 public Q_SLOTS:
     QVariantMap describeSet();
@@ -32,14 +35,23 @@ public Q_SLOTS:
     void abortSync();
     QVariantMap info();
     qlonglong lastSyncResult();
+    void displayConflictsAndErrors();
+    QVariantMap matters();
+    QVariantMap resolve(const QVariantList& paths, const QString& keep, const QDBusMessage& message);
+    QVariantMap retry(const QVariantList& paths, const QDBusMessage& message);
+    void setAside(const QVariantList& matters, bool aside, const QDBusMessage& message);
 
 Q_SIGNALS:
     void statusChanged(qulonglong serial, const QVariantMap& status);
 
 private:
     void answer(const QDBusMessage& message, const std::optional<SyncAgent::Refused>& refused);
+    void refuse(const QDBusMessage& message, const SyncAgent::Refused& refused);
+    /// The reply follows when the task is done.
+    void serve(PersonTask::Verb verb, const QVariantList& paths, const QDBusMessage& message);
 
     SyncAgent& mAgent;
+    std::string mLocalHome;
     platform::BusConnection& mBus;
 };
 

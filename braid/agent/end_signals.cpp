@@ -5,6 +5,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "agent_place.h"
 #include "util/debug_log.h"
 
 namespace braid::agent
@@ -19,6 +20,7 @@ sigset_t endingSignals()
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
+    sigaddset(&signals, AgentPlace::kLeaveSignal);
     return signals;
 }
 
@@ -30,7 +32,13 @@ void EndSignals::block()
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
-EndSignals::EndSignals(platform::BusConnection& bus, std::function<void()> end) : mEnd(std::move(end))
+void EndSignals::unblock()
+{
+    const auto signals = endingSignals();
+    ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+}
+
+EndSignals::EndSignals(platform::BusConnection& bus, std::function<void(Wish)> wished) : mWished(std::move(wished))
 {
     const auto signals = endingSignals();
     mDescriptor = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
@@ -52,13 +60,13 @@ void EndSignals::signalCame()
     signalfd_siginfo info{};
     if (::read(mDescriptor, &info, sizeof info) != static_cast<ssize_t>(sizeof info)) return;
     roamer::DebugLog(1, "agent: end signal=%u", info.ssi_signo);
-    mEnd();
+    mWished(info.ssi_signo == AgentPlace::kLeaveSignal ? Wish::Leave : Wish::End);
 }
 
 void EndSignals::busLost()
 {
     roamer::DebugLog(1, "agent: end reason=\"the message bus is gone\"");
-    mEnd();
+    mWished(Wish::End);
 }
 
 } // namespace braid::agent

@@ -11,17 +11,22 @@
 namespace braid::agent
 {
 
-/// What ends the process: SIGTERM, SIGINT, and the loss of the bus, without which nobody can reach it.
+/// What ends the process: SIGTERM, SIGINT, and the loss of the bus, without which nobody can reach it; and what makes a
+/// session's engine leave the home to a login's.
 class EndSignals final : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Keeps both signals from ending the process at once. Before any thread is started.
-    static void block();
+    enum class Wish { End, Leave };
 
-    /// `end` may be called several times, from the main event loop.
-    EndSignals(platform::BusConnection& bus, std::function<void()> end);
+    /// Keeps the signals from ending the process at once. Before any thread is started.
+    static void block();
+    /// The opposite, for a process that is about to become another program.
+    static void unblock();
+
+    /// `wished` may be called several times, from the main event loop.
+    EndSignals(platform::BusConnection& bus, std::function<void(Wish)> wished);
     ~EndSignals() override;
 
 private Q_SLOTS:
@@ -30,7 +35,7 @@ private Q_SLOTS:
 private:
     void signalCame();
 
-    std::function<void()> mEnd;
+    std::function<void(Wish)> mWished;
     int mDescriptor;
     std::unique_ptr<QSocketNotifier> mNotifier;
 };

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -33,6 +34,8 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 constexpr auto kShortestTellGap = 250ms;
+// More paths than this are told of as "much": looking at each would cost more than a pass.
+constexpr std::size_t kMostPaths = 2000;
 // A file counts once it is complete: a modification per write would be a flood for a growing one.
 constexpr std::uint32_t kEvents = IN_CLOSE_WRITE | IN_ATTRIB | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
 
@@ -63,26 +66,30 @@ public:
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
 
+    /// False when not all of the home could be watched; then there is nothing to wait for.
+    bool isWhole() const { return mInotify >= 0 && mWhyNot.empty(); }
+    const std::string& whyNot() const { return mWhyNot; }
     int descriptor() const { return mInotify; }
 
     void addHome() { addTree({"", mCoverage.top()}); }
 
-    /// Takes what has happened; whether any of it is worth a pass.
+    /// Takes what has happened; whether there is something to tell of.
     bool takeEvents()
     {
         alignas(inotify_event) std::array<char, 65536> buffer;
-        bool changed = false;
         while (!mStop.stop_requested()) {
             const ssize_t count = ::read(mInotify, buffer.data(), buffer.size());
-            if (count <= 0) return changed;
+            if (count <= 0) break;
             for (const char* at = buffer.data(); at < buffer.data() + count;) {
                 const auto* event = reinterpret_cast<const inotify_event*>(at);
-                changed = takeEvent(*event) || changed;
+                takeEvent(*event);
                 at += sizeof(inotify_event) + event->len;
             }
         }
-        return changed;
+        return mChanges.isMore || !mChanges.paths.empty();
     }
+
+    HomeChanges takeChanges() { return std::exchange(mChanges, {}); }
 
 private:
     struct Watched {
@@ -102,7 +109,7 @@ private:
     void addTree(Watched top)
     {
         std::vector<Watched> waiting{std::move(top)};
-        while (!waiting.empty() && !mStop.stop_requested() && !mIsFull) {
+        while (!waiting.empty() && !mStop.stop_requested() && mWhyNot.empty()) {
             const Watched folder = std::move(waiting.back());
             waiting.pop_back();
             if (addFolder(folder)) listFolders(folder, waiting);
@@ -146,21 +153,31 @@ private:
         }
     }
 
-    bool takeEvent(const inotify_event& event)
+    void takeEvent(const inotify_event& event)
     {
-        if ((event.mask & IN_Q_OVERFLOW) != 0) return true;
+        if ((event.mask & IN_Q_OVERFLOW) != 0) {
+            mChanges = {{}, true};
+            return;
+        }
         const auto found = mFolders.find(event.wd);
-        if (found == mFolders.end()) return false;
+        if (found == mFolders.end()) return;
         if ((event.mask & IN_IGNORED) != 0) {
             mFolders.erase(found);
-            return false;
+            return;
         }
         const Watched folder = found->second;
         const std::string_view name = event.len > 0 ? event.name : "";
-        if (name.empty() || isEnginesOwn(name)) return false;
+        if (name.empty() || isEnginesOwn(name)) return;
         const std::string path = folder.pathOf(name);
         if ((event.mask & IN_ISDIR) != 0) takeFolderEvent(event.mask, {path, mCoverage.below(folder.state, path)});
-        return mCoverage.jobOfItem(folder.state, path).has_value();
+        if (mCoverage.jobOfItem(folder.state, path)) note(path);
+    }
+
+    void note(const std::string& path)
+    {
+        if (mChanges.isMore) return;
+        mChanges.paths.insert(path);
+        if (mChanges.paths.size() > kMostPaths) mChanges = {{}, true};
     }
 
     void takeFolderEvent(std::uint32_t mask, const Watched& folder)
@@ -179,35 +196,30 @@ private:
         std::erase_if(mFolders, [&](const auto& item) { return item.second.isWithin(top); });
     }
 
-    void giveUp(const char* call)
-    {
-        mIsFull = true;
-        const std::string reason = std::generic_category().message(errno);
-        roamer::DebugLog(0, "watch: incomplete call=%s reason=\"%s\" folders=%zu", call, reason.c_str(),
-                         mFolders.size());
-    }
+    void giveUp(const char* call) { mWhyNot = std::string(call) + ": " + std::generic_category().message(errno); }
 
     std::string mHome;
     Coverage mCoverage;
     std::stop_token mStop;
     int mInotify;
-    bool mIsFull = false;
+    std::string mWhyNot;
     std::map<int, Watched> mFolders;
+    HomeChanges mChanges;
 };
 
-/// Waits for events and tells of them until asked to stop.
-void watchLoop(Watch& watch, int wake, const std::stop_token& stop, const std::function<void()>& tell)
+/// Waits for events and tells of them until asked to stop, or the kernel refuses to watch more.
+void watchLoop(Watch& watch, int wake, const std::stop_token& stop, const std::function<void(HomeChanges)>& tell)
 {
     bool pending = false;
     auto nextTell = Clock::now();
-    while (!stop.stop_requested()) {
+    while (!stop.stop_requested() && watch.isWhole()) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextTell - Clock::now());
         const int wait = pending ? static_cast<int>(std::max(left, 0ms).count()) : -1;
         std::array<pollfd, 2> sources{{{watch.descriptor(), POLLIN, 0}, {wake, POLLIN, 0}}};
         if (::poll(sources.data(), sources.size(), wait) < 0 && errno != EINTR) return;
         pending = watch.takeEvents() || pending;
         if (!pending || Clock::now() < nextTell) continue;
-        tell();
+        tell(watch.takeChanges());
         pending = false;
         nextTell = Clock::now() + kShortestTellGap;
     }
@@ -226,15 +238,22 @@ InotifyWatcher::~InotifyWatcher()
     if (mWake >= 0) ::close(mWake);
 }
 
-void InotifyWatcher::watch(std::vector<Job> jobs, std::function<void()> changed)
+void InotifyWatcher::watch(std::vector<Job> jobs, std::function<void(const HomeChanges&)> changed)
 {
     stop();
     if (mWake < 0) return;
     mThread = std::jthread([this, jobs = std::move(jobs), changed = std::move(changed)](const std::stop_token& stop) {
         Watch watch(mHome.string(), jobs, stop);
-        if (watch.descriptor() < 0) return;
-        watch.addHome();
-        watchLoop(watch, mWake, stop, [this, &changed] { mPost(changed); });
+        if (watch.descriptor() >= 0) watch.addHome();
+        watchLoop(watch, mWake, stop, [this, &changed](HomeChanges changes) {
+            mPost([changed, changes = std::move(changes)] { changed(changes); });
+        });
+        // Gone with `watch`: watches that see a part of the home only would starve other programs of theirs.
+        if (!stop.stop_requested() && !std::exchange(mHasSaidSo, true)) {
+            roamer::DebugLog(
+                0, "watch: the home is too large to be watched reason=\"%s\"; changes are synced by the clock only",
+                watch.whyNot().c_str());
+        }
     });
 }
 

@@ -13,8 +13,8 @@ namespace braid::agent
 
 /// Watches the folders of the local home that some job covers, from a thread of its own.
 ///
-/// Best effort: past kMaxWatches folders or the kernel's own limit the rest goes unwatched, which is logged; passes by
-/// the clock still see what changes there.
+/// Past kMaxWatches folders or the kernel's own limit nothing is watched, which is said once; passes by the clock still
+/// see what changes.
 class InotifyWatcher final : public HomeWatcher
 {
 public:
@@ -23,13 +23,14 @@ public:
     InotifyWatcher(std::filesystem::path home, PostToMain post);
     ~InotifyWatcher() override;
 
-    void watch(std::vector<Job> jobs, std::function<void()> changed) override;
+    void watch(std::vector<Job> jobs, std::function<void(const HomeChanges&)> changed) override;
     void stop() override;
 
 private:
     std::filesystem::path mHome;
     PostToMain mPost;
-    int mWake; ///< An eventfd that ends the thread's waiting, or -1.
+    int mWake;               ///< An eventfd that ends the thread's waiting, or -1.
+    bool mHasSaidSo = false; ///< The thread's; one runs at a time.
     std::jthread mThread;
 };
 

@@ -7,6 +7,7 @@
 
 #include "platform/linux/share_url.h"
 #include "platform/system_root.h"
+#include "util/lobby_notify.h"
 #include "util/path_text.h"
 #include "util/url_text.h"
 
@@ -18,40 +19,57 @@ namespace
 
 std::string inWords(int error)
 {
-    return std::generic_category().message(error);
+    if (error == roamer::kLobbyNoReply) return "nobody here mounts shares";
+    return error > 0 ? std::generic_category().message(error) : "error " + std::to_string(error);
 }
 
-std::variant<std::string, Refusal> pathOf(const NetworkHome& home)
+Refusal unreachable(const std::string& url, int error)
 {
-    if (home.path) return *home.path;
+    return Refusal{error > 0 ? error : EHOSTUNREACH,
+                   "the share " + roamer::urlWithoutUserInfo(url) + " cannot be reached: " + inWords(error)};
+}
+
+std::variant<ReachedHome, Refusal> openShare(const std::string& url, Shares& shares)
+{
+    // A folder needs no mounting, and nobody to do it.
+    if (platform::schemeOf(url) == "file") {
+        auto share = platform::openFileShare(url);
+        if (share.error != 0) return unreachable(url, share.error);
+        return ReachedHome{std::move(share.folder), nullptr};
+    }
+    auto mounted = shares.mount(url);
+    if (const auto* error = std::get_if<std::int32_t>(&mounted)) return unreachable(url, *error);
+    auto hold = std::get<std::unique_ptr<Shares::Hold>>(std::move(mounted));
+    std::string path = hold->mountPoint();
+    return ReachedHome{std::move(path), std::move(hold)};
+}
+
+std::variant<ReachedHome, Refusal> placeOf(const NetworkHome& home, Shares& shares)
+{
+    if (home.path) return ReachedHome{*home.path, shares.hold(*home.path)};
     if (!home.shareURL) return Refusal{EDESTADDRREQ, "nothing says where the network home is"};
-    if (const auto scheme = platform::schemeOf(*home.shareURL); scheme != "file") {
-        return Refusal{EPROTONOSUPPORT, "the network home is not mounted, and a share of the kind \"" + scheme +
-                                            "\" cannot be mounted from here"};
+    auto share = openShare(*home.shareURL, shares);
+    if (auto* reached = std::get_if<ReachedHome>(&share); reached != nullptr && home.pathInShare) {
+        reached->path = roamer::pathByAppending(reached->path, *home.pathInShare);
     }
-    const auto share = platform::openFileShare(*home.shareURL);
-    if (share.error != 0) {
-        return Refusal{share.error, "the share " + roamer::urlWithoutUserInfo(*home.shareURL) +
-                                        " cannot be reached: " + inWords(share.error)};
-    }
-    return home.pathInShare ? roamer::pathByAppending(share.folder, *home.pathInShare) : share.folder;
+    return share;
 }
 
 } // namespace
 
-std::variant<std::string, Refusal> findNetworkHome(const NetworkHome& home)
+std::variant<ReachedHome, Refusal> reachNetworkHome(const NetworkHome& home, Shares& shares)
 {
-    auto path = pathOf(home);
-    const auto* found = std::get_if<std::string>(&path);
-    if (found == nullptr) return path;
+    auto place = placeOf(home, shares);
+    const auto* reached = std::get_if<ReachedHome>(&place);
+    if (reached == nullptr) return place;
     struct stat status {
     };
-    if (::stat(platform::systemPath(*found).c_str(), &status) != 0) {
+    if (::stat(platform::systemPath(reached->path).c_str(), &status) != 0) {
         const int error = errno;
-        return Refusal{error, "the network home \"" + *found + "\" is not there: " + inWords(error)};
+        return Refusal{error, "the network home \"" + reached->path + "\" is not there: " + inWords(error)};
     }
-    if (!S_ISDIR(status.st_mode)) return Refusal{ENOTDIR, "the network home \"" + *found + "\" is not a folder"};
-    return path;
+    if (!S_ISDIR(status.st_mode)) return Refusal{ENOTDIR, "the network home \"" + reached->path + "\" is not a folder"};
+    return place;
 }
 
 } // namespace braid::agent

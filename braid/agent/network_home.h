@@ -1,10 +1,12 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
 
 #include "braid/engine.h"
+#include "shares.h"
 
 namespace braid::agent
 {
@@ -20,10 +22,18 @@ struct NetworkHome {
     std::optional<std::string> path; ///< Where it lies now, when somebody has mounted it.
     std::optional<std::string> shareURL;
     std::optional<std::string> pathInShare;
+
+    bool isKnown() const { return path || shareURL; }
 };
 
-/// The folder that is the network home, without the system root in front. Looks at it, which may take long when its
-/// server does not answer.
-std::variant<std::string, Refusal> findNetworkHome(const NetworkHome& home);
+/// The network home within reach.
+struct ReachedHome {
+    std::string path;                   ///< Without the system root in front.
+    std::unique_ptr<Shares::Hold> hold; ///< Keeps its share mounted; null where nobody takes it away.
+};
+
+/// Finds the folder that is the network home; without a path it has the share mounted. Looks at the folder, which may
+/// take long when its server does not answer.
+std::variant<ReachedHome, Refusal> reachNetworkHome(const NetworkHome& home, Shares& shares);
 
 } // namespace braid::agent

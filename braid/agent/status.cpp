@@ -20,7 +20,7 @@ Array passStatus(const Status& status)
 {
     Array entries;
     for (const auto& job : status.progress.jobStatus) {
-        if (!job.name.empty()) entries.emplace_back(failure(job.name, job.reason));
+        entries.emplace_back(job.name.empty() ? Dictionary{} : failure(job.name, job.reason));
     }
     const bool ended = status.progress.state == PassState::Finished;
     if (ended && status.lastResult != kPassSucceeded && status.lastResult != kPassAborted) {
@@ -45,8 +45,8 @@ Dictionary describe(const Status& status)
     const auto& progress = status.progress;
     Dictionary result{
         {platform::kSyncSetStateKey, static_cast<int>(progress.state)},
-        {platform::kSyncSetUnresolvedConflictsCountKey, progress.conflicts},
-        {platform::kSyncSetUnresolvedErrorsCountKey, progress.errors},
+        {platform::kSyncSetUnresolvedConflictsCountKey, status.conflicts},
+        {platform::kSyncSetUnresolvedErrorsCountKey, status.errors},
         {platform::kSyncSetUIAppRunningKey, status.uiAppIsRunning},
     };
     if (progress.state == PassState::Idle) return result;

@@ -1,12 +1,16 @@
 #include "threaded_pass_engine.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <iterator>
 #include <mutex>
 #include <utility>
 #include <variant>
 
+#include "braid/forget.h"
+#include "known_state.h"
 #include "platform/system_root.h"
 
 namespace braid::agent
@@ -61,31 +65,112 @@ void hideSystemRoot(Progress& progress, const std::string& opened, const std::st
     if (progress.currentPath.starts_with(opened)) progress.currentPath.replace(0, opened.size(), known);
 }
 
-PassReport runWhole(const std::filesystem::path& localHome, const PassRequest& request,
-                    const std::function<void(const Progress&)>& onProgress, const std::stop_token& stop)
+/// One request from finding the network home to giving its share back. A step answers why it must not go on, or
+/// nothing.
+class Work
 {
-    const auto found = findNetworkHome(request.networkHome);
+public:
+    Work(const std::filesystem::path& localHome, Shares& shares, const PassRequest& request,
+         const PassEngine::OnProgress& onProgress, const std::stop_token& stop)
+        : mLocalHome(localHome), mShares(shares), mRequest(request), mOnProgress(onProgress), mStop(stop)
+    {
+    }
+
+    PassResult run();
+
+private:
+    using Refused = std::optional<PassReport>;
+
+    Refused reach();
+    Refused lock();
+    PassReport sync();
+    PassReport decide();
+    std::string opened() const { return platform::systemPath(mNetwork.path); }
+
+    const std::filesystem::path& mLocalHome;
+    Shares& mShares;
+    const PassRequest& mRequest;
+    const PassEngine::OnProgress& mOnProgress;
+    const std::stop_token& mStop;
+    ReachedHome mNetwork; ///< Held until the end.
+    std::unique_ptr<EngineLock> mLock;
+    PassResult mResult;
+};
+
+PassResult Work::run()
+{
+    if (auto refused = reach()) return {*std::move(refused), {}, {}};
+    if (auto refused = lock()) return {*std::move(refused), {}, {}};
+    mResult.report = mRequest.decisions.empty() ? sync() : decide();
+    if (!mStop.stop_requested()) mResult.computers = meetComputers(opened(), mLocalHome);
+    return std::move(mResult);
+}
+
+Work::Refused Work::reach()
+{
+    auto found = reachNetworkHome(mRequest.networkHome, mShares);
     if (const auto* refused = std::get_if<Refusal>(&found)) return failed(refused->code, refused->reason);
-    const auto& known = std::get<std::string>(found);
-    const std::string opened = platform::systemPath(known);
-    auto lock = waitForLock(localHome, stop);
-    if (auto* report = std::get_if<PassReport>(&lock)) return std::move(*report);
+    mNetwork = std::get<ReachedHome>(std::move(found));
+    return std::nullopt;
+}
+
+Work::Refused Work::lock()
+{
+    auto taken = waitForLock(mLocalHome, mStop);
+    if (auto* report = std::get_if<PassReport>(&taken)) return std::move(*report);
+    mLock = std::get<std::unique_ptr<EngineLock>>(std::move(taken));
+    if (!mRequest.forgetsFirst) return std::nullopt;
+    const auto reason = forgetPasses(mLocalHome, *mLock);
+    return reason ? Refused(failed(EIO, *reason)) : std::nullopt;
+}
+
+PassReport Work::sync()
+{
     PassSettings settings;
-    settings.localHome = localHome;
-    settings.networkHome = opened;
-    settings.jobs = request.jobs;
+    settings.localHome = mLocalHome;
+    settings.networkHome = opened();
+    settings.jobs = mRequest.jobs;
+    settings.allowMassDeletion = mRequest.allowMassDeletion;
     settings.onProgress = [&](const Progress& progress) {
         auto shown = progress;
-        hideSystemRoot(shown, opened, known);
-        onProgress(shown);
+        hideSystemRoot(shown, opened(), mNetwork.path);
+        mOnProgress(shown);
     };
-    return runPass(settings, stop, std::get<std::unique_ptr<EngineLock>>(lock).get());
+    return runPass(settings, mStop, mLock.get());
+}
+
+PassReport Work::decide()
+{
+    PassReport sum;
+    for (const auto& decision : mRequest.decisions) {
+        Resolution resolution{mLocalHome, opened(), {}, decision.keep, decision.exclusions};
+        // What another pass or program settled meanwhile needs no decision any more.
+        for (const auto& conflict : braid::openMatters(mLocalHome).conflicts) {
+            if (std::ranges::find(decision.paths, conflict.path) != decision.paths.end()) {
+                resolution.paths.push_back(conflict.path);
+            }
+        }
+        if (resolution.paths.empty()) continue;
+        auto report = resolveConflicts(resolution, mStop, mLock.get());
+        std::ranges::move(report.beside, std::back_inserter(mResult.beside));
+        std::ranges::move(report.pass.errors, std::back_inserter(sum.errors));
+        std::ranges::move(report.pass.conflicts, std::back_inserter(sum.conflicts));
+        sum.counts.created += report.pass.counts.created;
+        sum.counts.updated += report.pass.counts.updated;
+        sum.counts.deleted += report.pass.counts.deleted;
+        sum.counts.bytes += report.pass.counts.bytes;
+        if (report.pass.result == kPassSucceeded) continue;
+        sum.result = report.pass.result;
+        sum.reason = report.pass.reason;
+        return sum;
+    }
+    return sum;
 }
 
 } // namespace
 
-ThreadedPassEngine::ThreadedPassEngine(std::filesystem::path localHome, PostToMain post)
-    : mLocalHome(std::move(localHome)), mPost(std::move(post))
+ThreadedPassEngine::ThreadedPassEngine(std::filesystem::path localHome, Shares& shares, PostToMain post)
+    : mLocalHome(std::move(localHome)), mShares(shares), mPost(std::move(post))
 {
 }
 
@@ -96,10 +181,12 @@ void ThreadedPassEngine::start(PassRequest request, OnProgress onProgress, OnEnd
     // Joins the thread of the pass before, which has nothing left to do once its end was told.
     mThread = std::jthread([this, request = std::move(request), onProgress = std::move(onProgress),
                             onEnd = std::move(onEnd)](const std::stop_token& stop) {
-        auto report = runWhole(
-            mLocalHome, request,
-            [&](const Progress& progress) { mPost([onProgress, progress] { onProgress(progress); }); }, stop);
-        mPost([onEnd, report = std::move(report)] { onEnd(report); });
+        const PassEngine::OnProgress tell = [&](const Progress& progress) {
+            mPost([onProgress, progress] { onProgress(progress); });
+        };
+        // Over before its end is told: by then the share is given back and the home unlocked.
+        auto result = Work(mLocalHome, mShares, request, tell, stop).run();
+        mPost([onEnd, result = std::move(result)] { onEnd(result); });
     });
 }
 
@@ -111,6 +198,21 @@ void ThreadedPassEngine::stop()
 OpenMatters ThreadedPassEngine::openMatters()
 {
     return braid::openMatters(mLocalHome);
+}
+
+bool ThreadedPassEngine::isAsAgreed(const std::set<std::string>& paths)
+{
+    return agent::isAsAgreed(mLocalHome, paths);
+}
+
+std::optional<std::string> ThreadedPassEngine::forget()
+{
+    auto taken = EngineLock::take(mLocalHome);
+    if (const auto* reason = std::get_if<std::string>(&taken)) return *reason;
+    if (const auto* holder = std::get_if<EngineLock::Holder>(&taken)) {
+        return "Process " + std::to_string(holder->pid) + " is syncing this home.";
+    }
+    return forgetPasses(mLocalHome, *std::get<std::unique_ptr<EngineLock>>(taken));
 }
 
 } // namespace braid::agent

@@ -17,16 +17,20 @@ using PostToMain = std::function<void(std::function<void()>)>;
 class ThreadedPassEngine final : public PassEngine
 {
 public:
-    ThreadedPassEngine(std::filesystem::path localHome, PostToMain post);
+    /// Borrows the shares.
+    ThreadedPassEngine(std::filesystem::path localHome, Shares& shares, PostToMain post);
     /// Waits for a running pass, which is asked to end.
     ~ThreadedPassEngine() override;
 
     void start(PassRequest request, OnProgress onProgress, OnEnd onEnd) override;
     void stop() override;
     OpenMatters openMatters() override;
+    bool isAsAgreed(const std::set<std::string>& paths) override;
+    std::optional<std::string> forget() override;
 
 private:
     std::filesystem::path mLocalHome;
+    Shares& mShares;
     PostToMain mPost;
     std::jthread mThread;
 };

@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <ostream>
 
+#include "braid/forget.h"
 #include "commands.h"
 #include "console.h"
 
@@ -20,11 +21,8 @@ ExitStatus run(const ForgetOptions& options, Streams streams)
     if (isKnown) {
         const auto lock = waitForLock(options.localHome, {});
         if (const auto* reason = std::get_if<std::string>(&lock)) return refuse(*reason);
-        // The log last: SQLite throws away a log without a database, while a database without its log would tell an
-        // earlier agreement.
-        for (const char* suffix : {"", "-shm", "-wal"}) {
-            std::filesystem::remove(archive.native() + suffix, error);
-            if (error) return refuse("The archive cannot be removed: " + error.message() + ".");
+        if (auto reason = forgetPasses(options.localHome, *std::get<std::unique_ptr<EngineLock>>(lock))) {
+            return refuse(*reason);
         }
     }
     if (options.json) {

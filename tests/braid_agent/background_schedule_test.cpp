@@ -58,17 +58,18 @@ TEST_F(Schedule, RunsAtTheTimeAndThenEveryIntervalWhileOn)
 
 TEST_F(Schedule, MissedTimesAreMadeUpForOnceAfterAGrace)
 {
-    on(-1234, 100);
-    EXPECT_EQ(passesUntil(60), Times{BackgroundSchedule::kGraceSeconds});
+    on(-1250, 100, true);
+    changeAt({2});
+    EXPECT_EQ(passesUntil(70), Times{BackgroundSchedule::kGraceSeconds}) << "nor does a change come sooner";
     mPassSeconds = 130;
-    EXPECT_EQ(passesUntil(300), (Times{66, 266})) << "a pass that outlasts the interval is not followed at once";
+    EXPECT_EQ(passesUntil(400), (Times{150, 350})) << "a pass that outlasts the interval is not followed at once";
 }
 
 TEST_F(Schedule, AChangeIsSyncedOnceTheHomeIsQuiet)
 {
     on(1000, 1000, true);
-    changeAt({40, 43, 47});
-    EXPECT_EQ(passesUntil(60), Times{47 + BackgroundSchedule::kQuietSeconds});
+    changeAt({70, 73, 77});
+    EXPECT_EQ(passesUntil(90), Times{77 + BackgroundSchedule::kQuietSeconds});
     mSchedule.homeChanged();
     on(1000, 1000, false);
     mSchedule.homeChanged();
@@ -88,9 +89,9 @@ TEST_F(Schedule, AHomeThatNeverRestsIsSyncedAllTheSameButNotAllTheTime)
 TEST_F(Schedule, ChangesDuringAPassLeadToOneMoreAndAfterAFailureOnlyTheClockTriesAgain)
 {
     mPassSeconds = 10;
-    on(20, 1000, true);
-    changeAt({25});
-    EXPECT_EQ(passesUntil(500), (Times{20, 30 + BackgroundSchedule::kShortestGapSeconds}));
+    on(80, 1000, true);
+    changeAt({85});
+    EXPECT_EQ(passesUntil(500), (Times{80, 90 + BackgroundSchedule::kShortestGapSeconds}));
     mSucceeds = false;
     on(600, 300, true);
     changeAt({120, 200});
@@ -98,6 +99,15 @@ TEST_F(Schedule, ChangesDuringAPassLeadToOneMoreAndAfterAFailureOnlyTheClockTrie
     mSucceeds = true;
     changeAt({100});
     EXPECT_EQ(passesUntil(1010), (Times{900, 1004}));
+}
+
+TEST_F(Schedule, EachFurtherFailureDoublesTheWaitUpToAnHour)
+{
+    mSucceeds = false;
+    on(100, 1000);
+    EXPECT_EQ(passesUntil(11'500), (Times{100, 1100, 3100.5, 6701, 10301.5}));
+    mSucceeds = true;
+    EXPECT_EQ(passesUntil(15'500), (Times{13902, 14902}));
 }
 
 } // namespace

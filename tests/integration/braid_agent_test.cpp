@@ -6,12 +6,14 @@
 #include <csignal>
 #include <regex>
 
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include "braid/protocol.h"
 #include "platform/failure.h"
 #include "platform/linux/application.h"
 #include "platform/linux/directory_service.h"
+#include "platform/linux/process_start.h"
 #include "platform/linux/property_list_codec.h"
 #include "platform/linux/run_loop.h"
 #include "platform/linux/sync_engine.h"
@@ -23,6 +25,33 @@ namespace
 {
 
 namespace fs = std::filesystem;
+
+/// A folder whose server answers nothing any more.
+class StalledFolder
+{
+public:
+    StalledFolder(const fs::path& of, fs::path at) : mAt(std::move(at))
+    {
+        fs::create_directories(mAt);
+        const auto started = fakes::runCommand("bindfs -f '" + of.string() + "' '" + mAt.string() +
+                                               "' > /dev/null 2>&1 & echo $!; sleep 0.5; mountpoint -q '" +
+                                               mAt.string() + "' && kill -STOP $!");
+        mIsThere = started.status == 0;
+        mProcess = std::stoi(started.output);
+    }
+    ~StalledFolder()
+    {
+        ::kill(mProcess, SIGKILL);
+        ::umount2(mAt.c_str(), MNT_DETACH);
+    }
+    bool isThere() const { return mIsThere; }
+
+private:
+    fs::path mAt;
+    int mProcess = 0;
+    bool mIsThere = false;
+};
+
 namespace protocol = braid::protocol;
 using fakes::TempRoot;
 using platform::PhdSyncSet;
@@ -184,17 +213,35 @@ TEST_F(BraidAgent, TerminatedDuringAPassItEndsCleanlyAndTheNextEngineGoesOn)
     expectEqualHomes();
 }
 
-TEST_F(BraidAgent, SyncsByItselfWhenTheHomeChanges)
+TEST_F(BraidAgent, ALoginsEngineHasTheHomeToItselfAndTheSessionsComesBackAfterIt)
 {
+    EXPECT_EQ(mManager->phdSyncSet(), nullptr);
+    const int session = enginePid();
+    const auto hold = mManager->holdStarts();
+    const auto login = platform::DetachedProcess::start(mRoot.real(protocol::kProgram),
+                                                        {protocol::kUidArgument, std::to_string(::getuid())});
+    int found = 0;
+    EXPECT_TRUE(waitFor([&] { return (found = enginePid()) != 0 && found != session; }));
     const auto set = createSet();
-    set->setAutomaticSyncInterval(1000);
-    set->setAutoSyncOnFileSystemModification(true);
-    set->setNextSyncTime(mLoop->date() + std::chrono::seconds(600));
-    set->setIsAutomaticallySyncing(true);
-    // Several levels at once, made while the watch is there already.
+    EXPECT_EQ(pass(*set), 0);
+    ::kill(enginePid(), SIGTERM);
+    EXPECT_TRUE(waitFor([&] { return !mManager->syncAgentIsRunning(); }));
+    EXPECT_EQ(login.error(), 0);
+    EXPECT_TRUE(waitFor([&] { return enginePid() == session; }));
+}
+
+TEST_F(BraidAgent, GivesUpItsNameWhateverItIsStuckIn)
+{
+    auto set = createSet();
+    set->setRemoteHomePath(mRoot.real("/stalled").string());
+    StalledFolder stalled(mNetwork, mRoot.real("/stalled"));
+    if (!stalled.isThere()) GTEST_SKIP() << "bindfs cannot mount here";
+    set->startSync();
     mLoop->runFor(platform::seconds(0.5));
-    TempRoot::writeFile(mLocal / "new/folder/b", "2");
-    EXPECT_TRUE(waitFor([&] { return fs::exists(mNetwork / "new/folder/b"); }));
+    const auto start = mLoop->now();
+    ::kill(enginePid(), SIGTERM);
+    EXPECT_TRUE(waitFor([this] { return !mManager->syncAgentIsRunning(); }));
+    EXPECT_LT(mLoop->now() - start, platform::seconds(0.3));
 }
 
 } // namespace
