@@ -31,18 +31,52 @@ def wait_for(condition, seconds, what):
         time.sleep(0.05)
 
 
+# Shows no alert but answers it: by the first line of the file "answers", which it takes away. The answer "wait" keeps
+# the alert up until its reader goes or there is another answer. What it was asked goes to the file "alerts".
+ALERT_DOUBLE = """#!/usr/bin/python3
+import os, pathlib, plistlib, select, sys, time
+top = pathlib.Path(os.environ["ROAMER_ROOT"]).parent
+request = plistlib.loads(sys.stdin.buffer.read())
+with open(top / "alerts", "a") as alerts:
+    alerts.write(request["header"] + "\\n")
+reader = select.poll()
+reader.register(1, select.POLLERR)
+while True:
+    lines = (top / "answers").read_text().split()
+    if lines and lines[0] != "wait":
+        break
+    if reader.poll(50):
+        sys.exit(1)
+(top / "answers").write_text("\\n".join(lines[1:]))
+sys.stdout.buffer.write(plistlib.dumps({"version": 1, "responseFlags": int(lines[0])}))
+"""
+
+
+def environment_of(pid):
+    """What a process was started with; nothing once it has ended."""
+    try:
+        return Path(f"/proc/{pid}/environ").read_bytes().split(b"\0")
+    except OSError:
+        return []
+
+
 class World:
-    def __init__(self):
+    """One computer. Those that are given the share of another one have that one's network home."""
+
+    def __init__(self, share=None, address="02:00:00:00:00:0a"):
         self.top = Path(tempfile.mkdtemp(prefix="roamer-test-"))
         self.root = self.top / "root"
         self.local = self.top / "local home"
-        self.share = self.top / "share"
+        self.share = share or self.top / "share"
         self.network = self.share / "jo ü%"
-        for folder in ("Library/Preferences", "Library/Directory/Local/Users", "Volumes"):
+        self.address = address
+        for folder in ("Library/Preferences", "Library/Directory/Local/Users", "Volumes", "sys/class/net/en0"):
             (self.root / folder).mkdir(parents=True)
-        (self.root / "System").symlink_to(BUILD / "root/System")
+        (self.root / "sys/class/net/en0/address").write_text(address + "\n")
+        (self.root / "sys/class/net/en0/addr_assign_type").write_text("0\n")
+        self.stage_programs()
         (self.local / "Library/Preferences").mkdir(parents=True)
-        (self.network / "Library/Preferences").mkdir(parents=True)
+        (self.network / "Library/Preferences").mkdir(parents=True, exist_ok=True)
         self.children = []
         self.environment = {
             **{key: value for key, value in os.environ.items() if not key.startswith(("DBUS_", "ROAMER_", "XDG_"))},
@@ -58,16 +92,46 @@ class World:
         self.wait_for_name("com.kestrel.lobby.notify")
 
     def close(self):
-        for pid in self.engine_pids():
+        for pid in self.pids("BraidAgent", "roamer", "roamer-session"):
             with contextlib.suppress(ProcessLookupError):
                 os.kill(pid, signal.SIGCONT)
                 os.kill(pid, signal.SIGKILL)
         for child in reversed(self.children):
             child.kill()
             child.wait()
+            if child.stdout:
+                child.stdout.close()
         shutil.rmtree(self.top, ignore_errors=True)
 
     # Set-up
+
+    def stage_programs(self):
+        """The build's programs and resources, but for the program that shows alerts."""
+        hearth = self.root / "System/Library/Hearth"
+        programs = hearth / "Custodia.app/Contents/ZilOS"
+        programs.mkdir(parents=True)
+        staged = BUILD / "root/System/Library/Hearth"
+        for entry in staged.iterdir():
+            if entry.name != "Custodia.app":
+                (hearth / entry.name).symlink_to(entry)
+        for entry in (staged / "Custodia.app/Contents").iterdir():
+            if entry.name != "ZilOS":
+                (hearth / "Custodia.app/Contents" / entry.name).symlink_to(entry)
+        for entry in (staged / "Custodia.app/Contents/ZilOS").iterdir():
+            if entry.name != "roamer-alert":
+                (programs / entry.name).symlink_to(entry)
+        (programs / "roamer-alert").write_text(ALERT_DOUBLE)
+        (programs / "roamer-alert").chmod(0o755)
+        self.answer()
+
+    def answer(self, *answers):
+        """What the next alerts get: 0 the default button, 1 the alternate, 2 the other one, or "wait"."""
+        (self.top / "answers").write_text("\n".join(str(answer) for answer in answers))
+
+    def alerts(self):
+        """The headers of the alerts that were up so far."""
+        path = self.top / "alerts"
+        return path.read_text().splitlines() if path.exists() else []
 
     @staticmethod
     def write_plist(path, value, binary=False):
@@ -139,16 +203,45 @@ class World:
         status = self.run_agent("-s")
         assert status == 0, f"roamer -s ended with {status}:\n{self.log()}"
 
-    def engine_pids(self):
-        """The engine processes of this world: those started with its system root."""
+    def session(self, *arguments, password="swordfish"):
+        """Starts roamer-session and hands it the password; its output comes from `communicate`."""
+        child = subprocess.Popen(
+            [str(BUILD / "bin/roamer-session"), *arguments],
+            env=self.environment,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+        )
+        child.stdin.write(password)
+        child.stdin.close()
+        child.stdin = None
+        self.children.append(child)
+        return child
+
+    def run_session(self, *arguments, seconds=60):
+        """Runs roamer-session to its end; returns (exit status, what it said)."""
+        child = self.session(*arguments)
+        output = child.communicate(timeout=seconds)[0]
+        return child.returncode, output
+
+    def engine_pids(self, of_session=True):
+        """The engines, or only those that are not on the session's bus."""
+        pids = self.pids("BraidAgent")
+        if of_session:
+            return pids
+        mark = f"DBUS_SESSION_BUS_ADDRESS={self.environment['DBUS_SESSION_BUS_ADDRESS']}".encode()
+        return [pid for pid in pids if mark not in environment_of(pid)]
+
+    def pids(self, *names):
+        """The processes of this world with these names: those started with its system root."""
         pids = []
         mark = f"ROAMER_ROOT={self.root}".encode()
         for process in Path("/proc").glob("[0-9]*"):
             with contextlib.suppress(OSError):
-                if (process / "comm").read_text().strip() == "BraidAgent":
-                    if mark in (process / "environ").read_bytes().split(b"\0"):
-                        if (process / "stat").read_text().rsplit(")", 1)[1].split()[0] != "Z":
-                            pids.append(int(process.name))
+                if (process / "comm").read_text().strip() in names and mark in environment_of(process.name):
+                    if (process / "stat").read_text().rsplit(")", 1)[1].split()[0] != "Z":
+                        pids.append(int(process.name))
         return pids
 
     # Bus
