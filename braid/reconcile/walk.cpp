@@ -272,10 +272,13 @@ void Walk::planBothFolders(const std::string& path, const Coverage::State& cover
 
     Decision step = decision;
     for (const Peer peer : kPeers) {
-        if (!judgement.mustRestamp[peer] || stats.local.mode == stats.network.mode) continue;
+        const PerPeer<Stamp>& actual = judgement.entry.stamps;
+        const bool modeDiffers = stats.local.mode != stats.network.mode;
+        const bool attributesDiffer = actual.local.attributes != actual.network.attributes;
+        if (!judgement.mustRestamp[peer] || (!modeDiffers && !attributesDiffer)) continue;
         AttributeSet& target = peer == Peer::Local ? step.toLocal : step.toNetwork;
         if (decideWrite(peer, mContext.coverage.job(job).options).step == Step::KeptOut) continue;
-        target = static_cast<AttributeSet>(target | kMode);
+        target = static_cast<AttributeSet>(target | (modeDiffers ? kMode : 0) | (attributesDiffer ? kExtended : 0));
         step.step = Step::Restamp;
     }
     finish.restamped = {step.toLocal != 0, step.toNetwork != 0};
