@@ -18,6 +18,9 @@ ExitStatus run(const ExplainOptions& options);
 ExitStatus run(const LogOptions& options);
 ExitStatus run(const ConflictsOptions& options);
 ExitStatus run(const AccountOptions& options);
+ExitStatus run(const FirstSyncOptions& options);
+ExitStatus run(const EnrollOptions& options);
+ExitStatus run(const UnenrollOptions& options);
 
 /// Says why on standard error; kRefused.
 ExitStatus refuse(const std::string& reason);

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include <iostream>
+#include <map>
 #include <memory>
 
 namespace roamer::ctl
@@ -108,6 +109,57 @@ void declareViews(CLI::App& app, Request& request)
     addJson(*account, accountOptions->json);
 }
 
+void addTruth(CLI::App& command, FirstSyncOptions::Truth& truth)
+{
+    static const std::map<std::string, FirstSyncOptions::Truth> kWords = {
+        {"both", FirstSyncOptions::Truth::Both},
+        {"local", FirstSyncOptions::Truth::Local},
+        {"network", FirstSyncOptions::Truth::Network},
+    };
+    command
+        .add_option("--truth", truth,
+                    "Which home holds the truth where both have an item that differs: local or network wins; both, "
+                    "without this option, asks you")
+        ->transform(CLI::CheckedTransformer(kWords).description(""))
+        ->type_name("both|local|network");
+}
+
+void declareEnrolment(CLI::App& app, Request& request)
+{
+    auto [enroll, options] = declare<EnrollOptions>(app, request, "enroll", "Make an account portable");
+    enroll->add_option("USER", options->user, "A user of this computer")->type_name("")->required();
+    enroll->add_option("--url", options->url, "The share: file:///FOLDER, nfs://, smb:// or sftp://SERVER/SHARE")
+        ->type_name("URL")
+        ->required();
+    enroll->add_option("--path", options->path, "The network home in the share; the user's name without it")
+        ->type_name("PATH");
+    enroll->add_option("--home", options->home, "The local home; as the user database has it without this")
+        ->type_name("FOLDER");
+    enroll
+        ->add_option("--settings", options->settings,
+                     "What syncs at login and logout; Library and hidden items "
+                     "without it")
+        ->type_name("FOLDER");
+    enroll->add_option("--folders", options->folders, "What syncs in the background; the whole home without it")
+        ->type_name("FOLDER");
+    addTruth(*enroll, options->truth);
+    enroll->add_flag("!--no-check", options->check, "Do not reach the network home now");
+    enroll->add_flag("--dry-run", options->dryRun, "Say what would happen, and do nothing");
+    enroll->footer("A password for the share is read from standard input, and not kept.\n"
+                   "Exit status: 0 enrolled, 1 enrolled and something waits for a decision, 2 usage, 3 refused.");
+
+    auto [unenroll, unenrollOptions] =
+        declare<UnenrollOptions>(app, request, "unenroll", "Make an account an ordinary one again");
+    unenroll->add_option("USER", unenrollOptions->user, "An enrolled user")->type_name("")->required();
+    unenroll->add_flag("--dry-run", unenrollOptions->dryRun, "Say what would happen, and do nothing");
+
+    auto [first, firstOptions] = declare<FirstSyncOptions>(
+        app, request, "first-sync", "Reach the network home as a login does, and bring both homes in step");
+    first->add_flag("--check-only", firstOptions->checkOnly, "Only see whether it can be reached and written");
+    addTruth(*first, firstOptions->truth);
+    addUser(*first, firstOptions->user);
+}
+
 std::string helpHint(const CLI::App& app)
 {
     const auto commands = app.get_subcommands();
@@ -125,6 +177,7 @@ std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
     declareViews(app, request);
     declareMessages(app, request);
     declarePreferences(app, request);
+    declareEnrolment(app, request);
     try {
         const auto isCalled = [&](const CLI::App* command) { return command->check_name(argv[1]); };
         if (argc > 1 && argv[1][0] != '-' && std::as_const(app).get_subcommands(isCalled).empty())

@@ -70,20 +70,28 @@ struct AccountOptions {
     bool json = false;
 };
 
-struct EnrollOptions {
-    enum class Truth { Both, Local, Network };
+/// Reaches the account's network home as a login does and brings both homes in step.
+struct FirstSyncOptions {
+    enum class Truth { Both, Local, Network }; ///< Whose item stays where both differ; Both: a person is asked.
     UserName user;
+    Truth truth = Truth::Both;
+    bool checkOnly = false; ///< Only see whether the network home can be reached and written.
+};
+
+struct EnrollOptions {
+    std::string user;
     std::string url;
     std::string path;                  ///< Of the home in the share; "": the user's name.
     std::optional<std::string> home;   ///< Null: as the user database has it.
     std::vector<std::string> folders;  ///< The background set; none: as it is.
     std::vector<std::string> settings; ///< The login and logout set; none: as it is.
-    Truth truth = Truth::Both;
+    FirstSyncOptions::Truth truth = FirstSyncOptions::Truth::Both;
+    bool check = true; ///< Reach the network home now, and sync a local home that is not new.
     bool dryRun = false;
 };
 
 struct UnenrollOptions {
-    UserName user;
+    std::string user;
     bool dryRun = false;
 };
 
@@ -93,8 +101,9 @@ struct FleetOptions {
     Form form = Form::Table;
 };
 
-using Request = std::variant<StatusOptions, MessageOptions, GetOptions, SetOptions, KeysOptions, ExplainOptions,
-                             LogOptions, ConflictsOptions, AccountOptions>;
+using Request =
+    std::variant<StatusOptions, MessageOptions, GetOptions, SetOptions, KeysOptions, ExplainOptions, LogOptions,
+                 ConflictsOptions, AccountOptions, FirstSyncOptions, EnrollOptions, UnenrollOptions>;
 
 /// What the arguments ask for, or the status to exit with when they ask for help or make no sense (and that was said).
 std::variant<Request, ExitStatus> parse(int argc, const char* const* argv);

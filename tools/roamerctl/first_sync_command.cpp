@@ -1,0 +1,103 @@
+#include <array>
+#include <cstdio>
+#include <grp.h>
+#include <unistd.h>
+
+#include "account.h"
+#include "braid/engine.h"
+#include "commands.h"
+#include "lists/sync_type.h"
+#include "network_home.h"
+#include "session/secret.h"
+
+namespace roamer::ctl
+{
+
+namespace
+{
+
+/// What a first login would sync, in the order of its jobs.
+constexpr std::array<std::int32_t, 3> kJobTypes = {kLoginPrefSync, kLoginNonprefSync, kLoginPeriodicSync};
+
+/// For good: what happens in a person's homes happens with that person's rights.
+bool becomeUser(const AmruVEXRecord& record, const std::string& name)
+{
+    if (getuid() == record.uid()) return true;
+    return initgroups(name.c_str(), record.gid()) == 0 && setgid(record.gid()) == 0 && setuid(record.uid()) == 0;
+}
+
+/// Shares of these kinds are mounted without a password.
+bool needsPassword(const std::string& url)
+{
+    return !url.starts_with("file:") && !url.starts_with("nfs:");
+}
+
+std::optional<std::string> passwordFor(Account& account)
+{
+    const auto url = account.homes.getOriginalUserHomeURL();
+    if (!url || !needsPassword(*url)) return std::nullopt;
+    session::Secret secret;
+    if (secret.readFrom(STDIN_FILENO, [] { return true; })) return std::nullopt;
+    const auto bytes = secret.bytes();
+    return std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+}
+
+std::vector<braid::Job> jobsOf(Account& account, const NetworkHome& home, FirstSyncOptions::Truth truth)
+{
+    std::vector<braid::Job> jobs;
+    for (const auto type : kJobTypes) {
+        MatchRules rules;
+        const auto paths = account.lists.getSyncLists(type, home.mountPoint(), &rules);
+        if (!paths) continue;
+        auto& job = jobs.emplace_back();
+        job.inclusions = *paths;
+        for (const auto& rule : rules) {
+            auto made = braid::MatchRule::make(static_cast<braid::Comparison>(rule.form), rule.value);
+            if (auto* usable = std::get_if<braid::MatchRule>(&made)) job.exclusions.push_back(std::move(*usable));
+        }
+        if (truth == FirstSyncOptions::Truth::Local) job.options.resolveConflictsInFavorOf = braid::Peer::Local;
+        if (truth == FirstSyncOptions::Truth::Network) job.options.resolveConflictsInFavorOf = braid::Peer::Network;
+    }
+    return jobs;
+}
+
+ExitStatus bringInStep(Account& account, const NetworkHome& home, FirstSyncOptions::Truth truth)
+{
+    braid::PassSettings settings;
+    settings.localHome = account.localHome();
+    settings.networkHome = home.path();
+    settings.jobs = jobsOf(account, home, truth);
+    if (settings.jobs.empty()) {
+        std::printf("Nothing of the home is to be synced.\n");
+        return kDone;
+    }
+    const auto report = braid::runPass(settings, {});
+    if (report.result != braid::kPassSucceeded) return refuse("the homes are not in step: " + report.reason);
+    std::printf("The homes are in step: %llu items new, %llu changed.\n",
+                static_cast<unsigned long long>(report.counts.created),
+                static_cast<unsigned long long>(report.counts.updated));
+    for (const auto& error : report.errors)
+        std::fprintf(stderr, "roamerctl: %s: %s\n", error.path.c_str(), error.message.c_str());
+    if (!report.conflicts.empty())
+        std::printf("Items that differ and wait for a decision: %zu. \"roamerctl conflicts\" lists them.\n",
+                    report.conflicts.size());
+    return report.conflicts.empty() && report.errors.empty() ? kDone : kNeedsAttention;
+}
+
+} // namespace
+
+ExitStatus run(const FirstSyncOptions& options)
+{
+    auto opened = Account::open(options.user);
+    if (const auto* reason = std::get_if<std::string>(&opened)) return refuse(*reason);
+    auto& account = *std::get<std::unique_ptr<Account>>(opened);
+    if (!becomeUser(account.record(), account.name())) return refuse("only root may do this for somebody else.");
+    auto reached = NetworkHome::reach(account, passwordFor(account));
+    if (const auto* reason = std::get_if<std::string>(&reached)) return refuse(*reason + ".");
+    const auto& home = *std::get<std::unique_ptr<NetworkHome>>(reached);
+    if (const auto reason = home.whyNotWritable(account)) return refuse(*reason + ".");
+    std::printf("The network home %s can be reached and written.\n", home.path().c_str());
+    return options.checkOnly ? kDone : bringInStep(account, home, options.truth);
+}
+
+} // namespace roamer::ctl
