@@ -3,6 +3,7 @@
 #include <map>
 #include <string_view>
 
+#include "platform/failure.h"
 #include "util/debug_log.h"
 #include "util/path_text.h"
 #include "util/pseudo_xml.h"
@@ -96,6 +97,10 @@ bool HomeLocations::isValidNetworkHome(const std::string& path) const
 {
     const auto marker = pathByAppending(path, kMarkerFolder);
     const bool valid = mFileSystem.exists(marker);
+    // Taking silence for a missing marker would start the pair of homes over.
+    if (!valid && !mFileSystem.answers(marker)) {
+        throw platform::Failure("NetworkHomeNotAnswering", "The network home at \"" + path + "\" does not answer.");
+    }
     DebugLog(2, "Pavod.isValidNetworkHome:checking for \"%s\", returning = %d", marker.c_str(), valid);
     return valid;
 }

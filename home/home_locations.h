@@ -26,7 +26,7 @@ public:
     /// The network home when its share is mounted at `mountPoint`. Null when the record names no network home.
     std::optional<std::string> getNetworkHomePath(const std::optional<std::string>& mountPoint) const;
 
-    /// Whether the network home carries the sync engine's marker folder.
+    /// Whether the network home carries the sync engine's marker folder. Raises when the server does not answer.
     bool isValidNetworkHome(const std::string& path) const;
 
     /// Whether the folder can be opened and listed.

@@ -18,12 +18,17 @@ public:
     virtual std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path) = 0;
     /// Whether the folder can be opened and at least one entry (its own ".") read.
     virtual bool directoryIsReadable(const std::string& path) = 0;
-    /// One folder with the process's usual mode; false when it exists or cannot be made.
+    /// One folder with the process's usual mode; false when it exists or cannot be made. Below /Volumes and /Network
+    /// folders are made on mounted file systems only: on the computer's own disk one would pass for a share that is
+    /// not mounted.
     virtual bool createDirectory(const std::string& path) = 0;
     /// What a person calls the file or folder; there need not be anything at the path yet.
     virtual std::string displayName(const std::string& path) = 0;
     /// Whether the folder is shown to people as a single file.
     virtual bool isPackage(const std::string& path) = 0;
+    /// False when the file system of the path has just kept a call waiting for too long. Until it is tried again all
+    /// other answers about it mean "unknown", not "no".
+    virtual bool answers(const std::string& /*path*/) { return true; }
 };
 
 } // namespace platform

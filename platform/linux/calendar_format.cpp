@@ -193,8 +193,10 @@ std::string calendarFormatOfPattern(std::string_view pattern)
             at = addQuoted(format, pattern, at);
         } else if (isLetter(c)) {
             const std::size_t end = std::min(pattern.find_first_not_of(c, at), pattern.size());
-            format += conversionOf(c, end - at);
-            at = end;
+            const auto conversion = conversionOf(c, end - at);
+            const bool leavesTwoBlanks = conversion.empty() && format.ends_with(' ') && pattern.substr(end, 1) == " ";
+            format += conversion;
+            at = leavesTwoBlanks ? end + 1 : end;
         } else {
             format += c;
             if (c == '%') format += '%';

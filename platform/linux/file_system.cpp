@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <dirent.h>
+#include <fcntl.h>
 #include <string_view>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include "platform/system_root.h"
 #include "util/path_text.h"
@@ -55,6 +58,32 @@ private:
     DIR* mFolder;
 };
 
+/// What a folder is on: the device, and the mount, which tells apart what is bound in from the same device.
+struct Place {
+    dev_t device = 0;
+    std::uint64_t mount = 0;
+    bool operator==(const Place&) const = default;
+};
+
+std::optional<Place> placeOf(const std::string& folder)
+{
+    struct statx info {
+    };
+    if (statx(AT_FDCWD, systemPath(folder).c_str(), 0, STATX_MNT_ID, &info) != 0) return std::nullopt;
+    return Place{makedev(info.stx_dev_major, info.stx_dev_minor), info.stx_mnt_id};
+}
+
+/// Whether the path is below a folder of mount points, and no mount lies between the two.
+bool wouldFakeAShare(const std::string& path)
+{
+    for (const std::string mountPoints : {"/Volumes", "/Network"}) {
+        if (!path.starts_with(mountPoints + "/")) continue;
+        const auto parent = placeOf(roamer::pathByDeletingLastComponent(path));
+        return !parent || parent == placeOf(mountPoints);
+    }
+    return false;
+}
+
 class LinuxFileSystem final : public FileSystem
 {
 public:
@@ -92,7 +121,10 @@ public:
         return folder.isOpen() && folder.next() != nullptr;
     }
 
-    bool createDirectory(const std::string& path) override { return mkdir(systemPath(path).c_str(), 0777) == 0; }
+    bool createDirectory(const std::string& path) override
+    {
+        return !wouldFakeAShare(path) && mkdir(systemPath(path).c_str(), 0777) == 0;
+    }
 
     std::string displayName(const std::string& path) override
     {

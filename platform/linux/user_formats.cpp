@@ -34,8 +34,7 @@ bool isPlain(const std::string& locale)
 /// Dates are counted in the Gregorian calendar, as everything else on this system shows them.
 icu::Locale timeLocale(const std::string& name)
 {
-    if (isPlain(name)) return icu::Locale::createFromName("en_US_POSIX");
-    auto locale = icu::Locale::createCanonical(name.c_str());
+    auto locale = icu::Locale::createCanonical(isPlain(name) ? "en_US" : name.c_str());
     UErrorCode status = U_ZERO_ERROR;
     locale.setKeywordValue("calendar", "gregorian", status);
     return locale;
@@ -97,11 +96,14 @@ public:
 
     std::optional<std::string> timeFormat() const override
     {
+        if (isPlain(localeName("LC_TIME"))) return "%H:%M:%S";
         using icu::DateFormat;
         return formatOf(std::unique_ptr<DateFormat>(DateFormat::createTimeInstance(DateFormat::kMedium, dates())));
     }
-
-    std::optional<std::string> shortDateFormat() const override { return dateFormat(icu::DateFormat::kShort); }
+    std::optional<std::string> shortDateFormat() const override
+    {
+        return isPlain(localeName("LC_TIME")) ? "%m/%d/%y" : dateFormat(icu::DateFormat::kShort);
+    }
     std::optional<std::string> longDateFormat() const override { return dateFormat(icu::DateFormat::kLong); }
 
     std::string convert(const std::tm& time, const std::string& format) const override

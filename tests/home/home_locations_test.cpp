@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 
+#include "platform/failure.h"
 #include "tests/fakes/account_rig.h"
 
 namespace
@@ -55,6 +57,49 @@ TEST(HomeLocations, MakesAHomeThatIsValidWithItsMarker)
     EXPECT_TRUE(rig.homes.makeDirectoryPath(home)) << "a readable folder is left alone";
     EXPECT_FALSE(rig.homes.makeDirectoryPath(home + "/.Braid/jo"));
     EXPECT_EQ(fakes::TempRoot::readFile(home + "/.Braid"), "a file will do");
+}
+
+TEST(HomeLocations, NoFolderStandsInForAShareThatIsNotMounted)
+{
+    fakes::AccountRig rig;
+    const auto share = rig.root.real("/Volumes/homes");
+    EXPECT_FALSE(rig.homes.makeDirectoryPath("/Volumes/homes/jo"));
+    std::filesystem::create_directories(rig.root.real("/Volumes"));
+    EXPECT_FALSE(rig.homes.makeDirectoryPath("/Volumes/homes/jo"));
+    EXPECT_FALSE(std::filesystem::exists(share));
+    std::filesystem::create_directories(share);
+    EXPECT_FALSE(rig.homes.makeDirectoryPath("/Volumes/homes/jo")) << "a mount point that was left behind";
+    EXPECT_FALSE(rig.homes.makeDirectoryPath("/Network/Servers/srv/jo"));
+
+    if (mount("none", share.c_str(), "tmpfs", 0, nullptr) != 0) GTEST_SKIP() << "only the superuser mounts";
+    EXPECT_TRUE(rig.homes.makeDirectoryPath("/Volumes/homes/deep/jo"));
+    EXPECT_EQ(umount(share.c_str()), 0);
+    ASSERT_EQ(mount(rig.share.c_str(), share.c_str(), nullptr, MS_BIND, nullptr), 0);
+    EXPECT_TRUE(rig.homes.makeDirectoryPath("/Volumes/homes/new")) << "a part of the same disk, but mounted";
+    EXPECT_EQ(umount(share.c_str()), 0);
+}
+
+/// A server that has just stopped answering.
+class SilentFileSystem final : public platform::FileSystem
+{
+public:
+    bool exists(const std::string&) override { return false; }
+    bool isDirectory(const std::string&) override { return false; }
+    std::optional<std::vector<std::string>> contentsOfDirectory(const std::string&) override { return std::nullopt; }
+    bool directoryIsReadable(const std::string&) override { return false; }
+    bool createDirectory(const std::string&) override { return false; }
+    std::string displayName(const std::string& path) override { return path; }
+    bool isPackage(const std::string&) override { return false; }
+    bool answers(const std::string&) override { return false; }
+};
+
+TEST(HomeLocations, SilenceIsNoMissingMarker)
+{
+    SilentFileSystem silent;
+    const std::optional<AmruVEXRecord> nobody;
+    const HomeLocations homes(nobody, silent);
+    EXPECT_THROW(homes.isValidNetworkHome("/m"), platform::Failure);
+    EXPECT_FALSE(homes.makeDirectoryPath("/m"));
 }
 
 } // namespace

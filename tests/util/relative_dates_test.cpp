@@ -44,7 +44,7 @@ TEST(RelativeDates, NearDaysHaveNames)
          "Tomorrow"},
         {"years too", "America/New_York", utc(2027, 1, 1, 3, 0), utc(2026, 12, 31, 4, 0), "Yesterday at 23:00",
          "Gestern"},
-        {"across the start of summer time", "Europe/Berlin", utc(2026, 3, 29, 22, 30), utc(2026, 3, 28, 23, 30),
+        {"across the start of summer time", "Europe/Berlin", utc(2026, 3, 29, 21, 30), utc(2026, 3, 28, 23, 30),
          "Heute um 00:30", "Heute"},
         {"across its end", "Europe/Berlin", utc(2026, 10, 25, 22, 30), utc(2026, 10, 24, 22, 30), "Heute um 00:30",
          "Heute"},
@@ -91,10 +91,10 @@ TEST(RelativeDates, FormatsOfRealLocales)
         const char* hourMinutes;
         const char* named;
     } const cases[] = {
-        {"C", "5/3/26", "May 3, 2026", "14:05", "Sunday Sun May PM"},
+        {"C", "05/03/26", "May 3, 2026", "14:05", "Sunday Sun May PM"},
         {"en_US.UTF-8", "5/3/26", "May 3, 2026", "2:05\u202fPM", "Sunday Sun May PM"},
         {"en_GB.UTF-8", "03/05/2026", "3 May 2026", "14:05", "Sunday Sun May pm"},
-        {"de_DE.UTF-8@euro", "03.05.26", "3. Mai 2026", "14:05", "Sonntag So Mai PM"},
+        {"de_DE.UTF-8@euro", "03.05.26", "3. Mai 2026", "14:05", "Sonntag So. Mai PM"},
         {"fr_FR.UTF-8", "03/05/2026", "3 mai 2026", "14:05", "dimanche dim. mai PM"},
         {"ja_JP.UTF-8", "2026/05/03", "2026年5月3日", "14:05", "日曜日 日 5月 午後"},
         {"th_TH.UTF-8", "3/5/26", "3 พฤษภาคม 2026", "14:05", "วันอาทิตย์ อา. พฤษภาคม หลังเที่ยง"},
