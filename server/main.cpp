@@ -7,6 +7,7 @@
 // The only place that builds the real platform services.
 
 #include <memory>
+#include <string_view>
 
 #include "agent_flows.h"
 #include "platform/linux/application.h"
@@ -17,6 +18,10 @@
 #include "platform/linux/effective_user.h"
 #include "platform/linux/end_signals.h"
 #include "platform/linux/event_trace.h"
+#include "platform/linux/far_link.h"
+#include "platform/linux/far_protocol.h"
+#include "platform/linux/far_services.h"
+#include "platform/linux/far_worker.h"
 #include "platform/linux/file_manager.h"
 #include "platform/linux/file_system.h"
 #include "platform/linux/hardware_registry.h"
@@ -103,8 +108,11 @@ private:
     std::unique_ptr<platform::DistributedNotifications> mNotifications = platform::makeDistributedNotifications();
     std::unique_ptr<platform::EffectiveUser> mEffectiveUser = platform::makeEffectiveUser();
     std::unique_ptr<platform::EventTrace> mEventTrace = platform::makeEventTrace();
-    std::unique_ptr<platform::FileManager> mFileManager = platform::makeFileManager();
-    std::unique_ptr<platform::FileSystem> mFileSystem = platform::makeFileSystem();
+    platform::FarLink mFarLink{*mCodec};
+    std::unique_ptr<platform::FileManager> mNearFileManager = platform::makeFileManager();
+    std::unique_ptr<platform::FileManager> mFileManager = platform::makeFarFileManager(*mNearFileManager, mFarLink);
+    std::unique_ptr<platform::FileSystem> mNearFileSystem = platform::makeFileSystem();
+    std::unique_ptr<platform::FileSystem> mFileSystem = platform::makeFarFileSystem(*mNearFileSystem, mFarLink);
     std::unique_ptr<platform::HardwareRegistry> mHardware = platform::makeHardwareRegistry();
     std::unique_ptr<platform::IdentityService> mIdentity = platform::makeIdentityService();
     std::unique_ptr<platform::ProcessLauncher> mLauncher = platform::makeProcessLauncher();
@@ -116,7 +124,9 @@ private:
         platform::makeObjectMessaging(endWithTheBus, mRunLoop.get());
     std::unique_ptr<platform::PowerService> mPower = platform::makePowerService();
     std::unique_ptr<platform::Predicates> mPredicates = platform::makePredicates();
-    std::unique_ptr<platform::PreferenceStore> mPreferenceStore = platform::makePreferenceStore(*mCodec);
+    std::unique_ptr<platform::PreferenceStore> mNearPreferenceStore = platform::makePreferenceStore(*mCodec);
+    std::unique_ptr<platform::PreferenceStore> mPreferenceStore =
+        platform::makeFarPreferenceStore(*mNearPreferenceStore, mFarLink);
     std::unique_ptr<platform::ProcessTable> mProcessTable = platform::makeProcessTable();
     std::unique_ptr<platform::StandardInput> mStandardInput = platform::makeStandardInput(*mRunLoop);
     std::unique_ptr<platform::SyncManager> mSyncManager = platform::makeSyncManager(*mRunLoop);
@@ -163,6 +173,7 @@ private:
 
 int main(int argc, char** argv)
 {
+    if (argc == 2 && std::string_view(argv[1]) == platform::far::kWorkerArgument) return platform::runFarWorker();
     const auto trace = platform::makeEventTrace();
     std::unique_ptr<Logs> logs;
     std::unique_ptr<LinuxServices> linuxServices;
