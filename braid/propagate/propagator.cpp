@@ -120,8 +120,8 @@ void Propagator::announceFolders()
         Entry ahead;
         ahead.kind = Kind::Folder;
         const Stat& model = action.stats[source];
-        ahead.stamps[source] = {model.inode, model.ctime, model.mtime, model.mode,
-                                action.entry.stamps[source].attributes};
+        // Nobody has read its attributes yet: without a change time they are looked at.
+        ahead.stamps[source] = {model.inode, 0, model.mtime, model.mode, 0};
         ahead.unfinished[action.target] = true;
         mBench.recordLater(action.path, ahead);
     });
