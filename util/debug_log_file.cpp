@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
 #include <limits>
 #include <memory>
 #include <string_view>
+#include <sys/stat.h>
 
 #include "format_text.h"
 #include "platform/system_root.h"
@@ -186,11 +188,13 @@ std::FILE* FileLogTarget::openLogFile()
     }
     if (!makeLogDirectory(platform::systemPath(kLogDirectory))) return nullptr;
     const std::string path = platform::systemPath(kLogFile);
-    const bool isRolled = rollIfLarge(path);
-    // Closed in child processes: they have no business in the log.
-    std::FILE* stream = std::fopen(path.c_str(), isRolled ? "we" : "ae");
+    rollIfLarge(path);
+    // Everybody may write to the folder, so a link in it may lead anywhere. Child processes have no business in the
+    // log.
+    const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    std::FILE* stream = file >= 0 ? fdopen(file, "a") : nullptr;
     if (stream == nullptr) return nullptr;
-    setMode(path, kLogFileMode);
+    fchmod(file, static_cast<mode_t>(kLogFileMode)); // as far as the file is ours
     mHost.changeOwner(path, kLogOwner, kLogGroup);
     std::setvbuf(stream, nullptr, _IOLBF, BUFSIZ);
     writeBanner(stream);
@@ -199,11 +203,11 @@ std::FILE* FileLogTarget::openLogFile()
 
 /// Moves a large file away into the first free archive. Archives are never overwritten: when all ten are there, the
 /// file goes on growing.
-bool FileLogTarget::rollIfLarge(const std::string& path)
+void FileLogTarget::rollIfLarge(const std::string& path)
 {
     std::error_code error;
     const auto size = fs::file_size(path, error);
-    if (error || size <= kRollThresholdBytes) return false;
+    if (error || size <= kRollThresholdBytes) return;
     for (int slot = 0; slot < kRollSlots; ++slot) {
         const std::string archive = formatText("%s.%d", path.c_str(), slot);
         const std::string compressed = archive + ".gz";
@@ -212,10 +216,9 @@ bool FileLogTarget::rollIfLarge(const std::string& path)
         if (error) break;
         mHost.runInShell("gzip -fq " + shellWord(archive));
         setMode(compressed, kArchiveMode);
-        return true;
+        return;
     }
     mSystemLog.error("Couldn't roll logfile; continuing to append to existing VEXDebug logfile.\n");
-    return false;
 }
 
 void FileLogTarget::writeBanner(std::FILE* stream)

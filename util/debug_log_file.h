@@ -64,7 +64,7 @@ public:
 private:
     std::optional<std::vector<std::byte>> readLevelFile();
     std::FILE* openLogFile();
-    bool rollIfLarge(const std::string& path);
+    void rollIfLarge(const std::string& path);
     void writeBanner(std::FILE* stream);
 
     Program mProgram;

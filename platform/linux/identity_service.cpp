@@ -58,7 +58,7 @@ public:
         const auto found = findUser(known->second);
         if (!found.entry) return failure(found.error != 0 ? found.error : ENOENT);
         const auto groups = groupsOf(*found.entry);
-        return std::find(groups.begin(), groups.end(), gid) != groups.end();
+        return std::find(groups.begin(), groups.end(), systemGroup(gid)) != groups.end();
     }
 
     Uuid randomUuid() override

@@ -7,6 +7,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "user_database.h"
+
 namespace platform
 {
 
@@ -62,7 +64,8 @@ public:
 
     void changeOwner(const std::string& path, unsigned uid, unsigned gid) override
     {
-        static_cast<void>(chown(path.c_str(), uid, gid) == 0);
+        // Of a link itself: where the log lies, others may write.
+        static_cast<void>(lchown(path.c_str(), uid, systemGroup(gid)) == 0);
     }
 
     void runInShell(const std::string& command) override { static_cast<void>(std::system(command.c_str()) == 0); }

@@ -97,4 +97,12 @@ std::vector<std::uint32_t> groupsOf(const UserEntry& user)
     }
 }
 
+std::uint32_t systemGroup(std::uint32_t gid)
+{
+    constexpr std::uint32_t kProductAdministrators = 80;
+    if (gid != kProductAdministrators) return gid;
+    const auto administrators = findGroup("sudo");
+    return administrators.entry ? administrators.entry->gid : gid;
+}
+
 } // namespace platform

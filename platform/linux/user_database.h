@@ -36,4 +36,8 @@ DatabaseAnswer<GroupEntry> findGroup(const std::string& name);
 /// The user's own group and all groups that list the user.
 std::vector<std::uint32_t> groupsOf(const UserEntry& user);
 
+/// The group of that gid on this system: the product's administrators, gid 80, are the members of "sudo" where there is
+/// such a group; every other gid is itself.
+std::uint32_t systemGroup(std::uint32_t gid);
+
 } // namespace platform
