@@ -9,6 +9,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/system_root.h"
+
 namespace lobby
 {
 
@@ -19,9 +21,10 @@ constexpr const char* kKeyType = "user";
 // The owner may do what the possessor may: a service has a session keyring of its own, which does not lead here.
 constexpr unsigned kPermissions = 0x3f3f0000;
 
+/// One for each system root too, so that a test's are nobody else's.
 std::string description(uid_t user)
 {
-    return "com.kestrel.lobby:" + std::to_string(user);
+    return "com.kestrel.lobby:" + std::to_string(user) + ":" + platform::systemPath("/Volumes");
 }
 
 long findKey(uid_t user)
