@@ -37,6 +37,9 @@ CREATE TABLE IF NOT EXISTS conflict (
     network_kind INTEGER, network_size INTEGER, network_mtime INTEGER,
     found INTEGER NOT NULL, PRIMARY KEY (pair, path)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS place (pair INTEGER PRIMARY KEY, network_home BLOB NOT NULL);
+CREATE TABLE IF NOT EXISTS block (
+    pair INTEGER NOT NULL, folder BLOB NOT NULL, name BLOB NOT NULL, whole BLOB NOT NULL, blocks BLOB NOT NULL,
+    PRIMARY KEY (pair, folder, name)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS trouble (
     pair INTEGER NOT NULL, path BLOB NOT NULL, message BLOB NOT NULL,
     PRIMARY KEY (pair, path)) WITHOUT ROWID;
@@ -95,6 +98,26 @@ std::int64_t secondsNow()
     return disk::system().now() / kNanosecondsPerSecond;
 }
 
+constexpr const char* kSelectEntries = "SELECT name, kind, size, digest, unfinished,"
+                                       " local_inode, local_ctime, local_mtime, local_mode, local_attributes,"
+                                       " network_inode, network_ctime, network_mtime, network_mode, network_attributes"
+                                       " FROM item WHERE pair = ?1 AND folder = ?2";
+
+/// From a row of that.
+Entry entryFrom(const Statement& row)
+{
+    Entry entry;
+    entry.kind = static_cast<Kind>(row.number(1));
+    entry.size = row.number(2);
+    entry.digest = digestFrom(row.blob(3));
+    const std::int64_t unfinished = row.number(4);
+    entry.unfinished.local = (unfinished & 1) != 0;
+    entry.unfinished.network = (unfinished & 2) != 0;
+    entry.stamps.local = stampFrom(row, 5);
+    entry.stamps.network = stampFrom(row, 10);
+    return entry;
+}
+
 void setAside(const std::string& markerFolder)
 {
     const auto folder = disk::openTop(markerFolder);
@@ -113,11 +136,11 @@ std::int64_t layoutOf(Database& database)
     return statement.step() ? statement.number(0) : -1;
 }
 
-/// The table came after the first archives of this layout were written.
-bool lacksPlaces(Database& database)
+/// Some tables came after the first archives of this layout were written; this is the last that did.
+bool lacksTables(Database& database)
 {
     if (layoutOf(database) != kLayout) return false;
-    Statement find = database.prepare("SELECT 1 FROM sqlite_master WHERE name = 'place'");
+    Statement find = database.prepare("SELECT 1 FROM sqlite_master WHERE name = 'block'");
     return !find.step();
 }
 
@@ -136,7 +159,7 @@ Outcome<std::unique_ptr<Database>> openForWriting(const std::string& file)
     (*database)->execute("PRAGMA journal_mode=WAL");
     // Every agreement must be on the disk before the pass relies on it.
     (*database)->execute("PRAGMA synchronous=FULL");
-    if (layoutOf(**database) == 0 || lacksPlaces(**database)) {
+    if (layoutOf(**database) == 0 || lacksTables(**database)) {
         (*database)->execute("BEGIN IMMEDIATE");
         (*database)->execute(kSchema);
         (*database)->execute("PRAGMA user_version=1");
@@ -222,15 +245,13 @@ Outcome<std::unique_ptr<Archive>> Archive::prepared(Outcome<std::unique_ptr<Data
 
 void Archive::prepareStatements()
 {
-    mChildren = mDatabase->prepare("SELECT name, kind, size, digest, unfinished,"
-                                   " local_inode, local_ctime, local_mtime, local_mode, local_attributes,"
-                                   " network_inode, network_ctime, network_mtime, network_mode, network_attributes"
-                                   " FROM item WHERE pair = ?1 AND folder = ?2 ORDER BY name");
+    mChildren = mDatabase->prepare((std::string{kSelectEntries} + " ORDER BY name").c_str());
     mRecord = mDatabase->prepare("INSERT OR REPLACE INTO item (pair, folder, name, kind, size, digest, unfinished,"
                                  " local_inode, local_ctime, local_mtime, local_mode, local_attributes,"
                                  " network_inode, network_ctime, network_mtime, network_mode, network_attributes)"
                                  " VALUES (?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13,?14,?15,?16,?17)");
     mForget = mDatabase->prepare("DELETE FROM item WHERE pair = ?1 AND folder = ?2 AND name = ?3");
+    mForgetBlocks = mDatabase->prepare("DELETE FROM block WHERE pair = ?1 AND folder = ?2 AND name = ?3");
 }
 
 std::unique_ptr<Archive> Archive::openForQuestions(const std::filesystem::path& localHome)
@@ -299,26 +320,49 @@ void Archive::clearEntries()
 {
     Statement clear = mDatabase->prepare("DELETE FROM item WHERE pair = ?1");
     clear.bind(0, mPair).run();
+    Statement clearBlocks = mDatabase->prepare("DELETE FROM block WHERE pair = ?1");
+    clearBlocks.bind(0, mPair).run();
 }
 
 std::vector<NamedEntry> Archive::children(std::string_view folder)
 {
     std::vector<NamedEntry> entries;
     mChildren.bind(0, mPair).bindBlob(1, folder);
-    while (mChildren.step()) {
-        NamedEntry& row = entries.emplace_back();
-        row.name = mChildren.blob(0);
-        row.entry.kind = static_cast<Kind>(mChildren.number(1));
-        row.entry.size = mChildren.number(2);
-        row.entry.digest = digestFrom(mChildren.blob(3));
-        const std::int64_t unfinished = mChildren.number(4);
-        row.entry.unfinished.local = (unfinished & 1) != 0;
-        row.entry.unfinished.network = (unfinished & 2) != 0;
-        row.entry.stamps.local = stampFrom(mChildren, 5);
-        row.entry.stamps.network = stampFrom(mChildren, 10);
-    }
+    while (mChildren.step())
+        entries.push_back({std::string{mChildren.blob(0)}, entryFrom(mChildren)});
     mChildren.reset();
     return entries;
+}
+
+std::optional<Entry> Archive::find(std::string_view path)
+{
+    Statement find = mDatabase->prepare((std::string{kSelectEntries} + " AND name = ?3").c_str());
+    find.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path));
+    if (!find.step()) return std::nullopt;
+    return entryFrom(find);
+}
+
+std::vector<Digest> Archive::blocks(std::string_view path, const Digest& whole)
+{
+    Statement find =
+        mDatabase->prepare("SELECT blocks FROM block WHERE pair = ?1 AND folder = ?2 AND name = ?3 AND whole = ?4");
+    const DigestBytes key = bytesOf(whole);
+    find.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path)).bindBlob(3, {key.data(), key.size()});
+    std::vector<Digest> blocks;
+    if (!find.step()) return blocks;
+    const std::string_view bytes = find.blob(0);
+    blocks.resize(bytes.size() / sizeof(Digest));
+    if (!blocks.empty()) std::memcpy(blocks.data(), bytes.data(), blocks.size() * sizeof(Digest));
+    return blocks;
+}
+
+void Archive::recordBlocks(std::string_view path, const Digest& whole, std::span<const Digest> blocks)
+{
+    Statement record = mDatabase->prepare("INSERT OR REPLACE INTO block (pair, folder, name, whole, blocks)"
+                                          " VALUES (?1, ?2, ?3, ?4, ?5)");
+    const DigestBytes key = bytesOf(whole);
+    record.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path)).bindBlob(3, {key.data(), key.size()});
+    record.bindBlob(4, {reinterpret_cast<const char*>(blocks.data()), blocks.size_bytes()}).run();
 }
 
 std::uint64_t Archive::countEntries()
@@ -366,7 +410,8 @@ void Archive::record(std::string_view path, const Entry& entry)
 
 void Archive::forget(std::string_view path)
 {
-    mForget.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path)).run();
+    for (Statement* forget : {&mForget, &mForgetBlocks})
+        forget->bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path)).run();
 }
 
 void Archive::markUnfinished(std::string_view path, Peer peer)

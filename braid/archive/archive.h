@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -83,6 +84,9 @@ public:
     void clearEntries();
 
     std::vector<NamedEntry> children(std::string_view folder);
+    std::optional<Entry> find(std::string_view path);
+    /// The digests of the blocks of a large file whose content comes down to `whole`; empty where they are not known.
+    std::vector<Digest> blocks(std::string_view path, const Digest& whole);
     std::uint64_t countEntries();
 
     /// Between the two the archive is only read; that spares a lock for every folder.
@@ -94,6 +98,7 @@ public:
     void commit();
 
     void record(std::string_view path, const Entry& entry);
+    void recordBlocks(std::string_view path, const Digest& whole, std::span<const Digest> blocks);
     void forget(std::string_view path);
     /// Notes in the entry, if there is one, that this side is about to be brought to another state.
     void markUnfinished(std::string_view path, Peer peer);
@@ -121,6 +126,7 @@ private:
     Statement mChildren;
     Statement mRecord;
     Statement mForget;
+    Statement mForgetBlocks;
 };
 
 } // namespace braid

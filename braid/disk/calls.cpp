@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <limits>
+#include <span>
 
 #include "seam.h"
 #include "system.h"
@@ -420,14 +421,30 @@ int syncFile(int descriptor)
     return code == EINVAL ? 0 : code; // a file system that cannot flush folders says so this way
 }
 
+namespace
+{
+
+bool isOneOf(std::span<const std::uint64_t> magics, int descriptor)
+{
+    struct statfs facts {
+    };
+    if (system().fstatfs(descriptor, &facts) < 0) return false;
+    return std::ranges::find(magics, static_cast<std::uint64_t>(facts.f_type)) != magics.end();
+}
+
+} // namespace
+
 bool syncsAsAWhole(int descriptor)
 {
     constexpr auto kMagics = std::to_array<std::uint64_t>(
         {EXT4_SUPER_MAGIC, BTRFS_SUPER_MAGIC, XFS_SUPER_MAGIC, TMPFS_MAGIC, F2FS_SUPER_MAGIC, OVERLAYFS_SUPER_MAGIC});
-    struct statfs facts {
-    };
-    if (system().fstatfs(descriptor, &facts) < 0) return false;
-    return std::ranges::find(kMagics, static_cast<std::uint64_t>(facts.f_type)) != kMagics.end();
+    return isOneOf(kMagics, descriptor);
+}
+
+bool copiesOnServer(int descriptor)
+{
+    constexpr auto kMagics = std::to_array<std::uint64_t>({NFS_SUPER_MAGIC, CIFS_SUPER_MAGIC, SMB2_SUPER_MAGIC});
+    return isOneOf(kMagics, descriptor);
 }
 
 } // namespace braid::disk

@@ -78,6 +78,9 @@ int lockFile(int file);
 /// Nothing: some other open file holds the lock, or it cannot be told. Changes nothing.
 bool isLockFree(int file);
 
+/// The file server can copy a file by itself, without the bytes coming here and going back.
+bool copiesOnServer(int descriptor);
+
 /// Of the whole file system, in bytes; 0 where it does not tell.
 std::uint64_t capacityOf(int descriptor);
 

@@ -1,7 +1,9 @@
 #include "system.h"
 
 #include <dirent.h>
+#include <linux/fs.h>
 #include <linux/openat2.h>
+#include <sys/ioctl.h>
 #include <sys/random.h>
 #include <sys/syscall.h>
 #include <sys/xattr.h>
@@ -18,6 +20,12 @@ namespace braid::disk
 {
 
 std::atomic<System*> gSystem{nullptr};
+
+int System::clone(int, int)
+{
+    errno = EOPNOTSUPP;
+    return -1;
+}
 
 namespace
 {
@@ -78,6 +86,7 @@ public:
     {
         return ::copy_file_range(source, from, target, to, length, 0);
     }
+    int clone(int target, int source) override { return ::ioctl(target, FICLONE, source); }
     int ftruncate(int file, off_t size) override { return ::ftruncate(file, size); }
 
     int mkdirat(int folder, const char* name, mode_t mode) override { return ::mkdirat(folder, name, mode); }

@@ -44,6 +44,8 @@ public:
     virtual ssize_t write(int file, const void* bytes, std::size_t length) = 0;
     virtual off_t lseek(int file, off_t offset, int whence) = 0;
     virtual ssize_t copy_file_range(int source, off_t* from, int target, off_t* to, std::size_t length) = 0;
+    /// ioctl(2) FICLONE: `target` shares all blocks of `source`. A system need not be able to.
+    virtual int clone(int target, int source);
     virtual int ftruncate(int file, off_t size) = 0;
 
     virtual int mkdirat(int folder, const char* name, mode_t mode) = 0;

@@ -140,6 +140,9 @@ int Placer::move(const Action& action)
         stampFor(*mBench.homes[source], action.stats[source], action.entry.stamps[source].attributes);
     mBench.forgetLater(action.from);
     mBench.recordLater(action.path, entry);
+    if (entry.digest && entry.size >= kLargeFile) {
+        mBench.recordBlocksLater(action.path, {*entry.digest, mBench.archive.blocks(action.from, *entry.digest)});
+    }
     return 0;
 }
 
@@ -269,6 +272,28 @@ int Placer::restamp(const Action& action)
     }
     mBench.recordLater(action.path, entry);
     return 0;
+}
+
+int Placer::restampTouched(const Staged& staged)
+{
+    Action action = *staged.action;
+    action.verb = Action::Verb::Restamp;
+    (action.target == Peer::Local ? action.toLocal : action.toNetwork) = kAllAttributes;
+    action.entry.digest = staged.entry.digest;
+    return restamp(action);
+}
+
+std::shared_ptr<const ContentDigest> Placer::knownContent(const Action& action)
+{
+    const Stat& target = action.stats[action.target];
+    if (target.kind != Kind::File || target.size < kLargeFile) return nullptr;
+    if (action.stats[otherPeer(action.target)].kind != Kind::File) return nullptr;
+    const auto agreed = mBench.archive.find(action.path);
+    if (!agreed || !agreed->digest || !stillLooksLike(target, *agreed, action.target)) return nullptr;
+    auto known = std::make_shared<ContentDigest>();
+    known->whole = *agreed->digest;
+    known->blocks = mBench.archive.blocks(action.path, known->whole);
+    return known;
 }
 
 int Placer::finishFolder(FolderFinish& finish)

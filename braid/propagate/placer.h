@@ -18,6 +18,11 @@ public:
     int makeFolder(const Action& action);
     int remove(const Action& action);
     int restamp(const Action& action);
+    /// The content was found to be on both sides already; what is left are the attributes.
+    int restampTouched(const Staged& staged);
+
+    /// What the target of a Copy is known to hold, if that makes copying it cheaper; null else.
+    std::shared_ptr<const ContentDigest> knownContent(const Action& action);
 
     /// Sets a folder's final mode and time. `finish.entry` is complete afterwards.
     int finishFolder(FolderFinish& finish);

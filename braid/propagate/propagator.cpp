@@ -158,10 +158,11 @@ std::optional<Problem> Propagator::placeBatch()
     for (Staged& staged : mBatch) {
         const Action& action = *staged.action;
         const bool isNew = !action.stats[action.target].exists();
-        const int code = mPlacer.place(staged);
+        const int code = staged.isContentThere ? mPlacer.restampTouched(staged) : mPlacer.place(staged);
         if (code != 0) mCrew.discard(staged);
         if (code == 0) {
-            mBench.recordLater(action.path, staged.entry);
+            if (!staged.isContentThere) mBench.recordLater(action.path, staged.entry);
+            mBench.recordBlocksLater(action.path, std::move(staged.content));
             mBench.counts.bytes += staged.bytes;
         }
         done(action, code, isNew ? mBench.counts.created : mBench.counts.updated);
@@ -195,6 +196,7 @@ std::vector<Action> Propagator::nextBatch(ActionList::Index& at)
             continue;
         }
         bytes += static_cast<std::uint64_t>(action.stats[otherPeer(action.target)].size);
+        action.known = mPlacer.knownContent(action);
         batch.push_back(std::move(action));
     }
     return batch;

@@ -57,6 +57,13 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
     Home& home = *mBench.homes[action.target];
     Staged staged;
     staged.action = &action;
+    std::optional<ContentDigest> seen;
+    if (action.known) {
+        auto digest = digestOpen(*file, source, mBench.stop);
+        if (!digest) return digest.problem();
+        seen = std::move(*digest);
+        if (seen->whole == action.known->whole) return unchangedContent(std::move(staged), *file, source);
+    }
     staged.name = newName();
     const auto copy = disk::createFile(home.staging(), staged.name.c_str());
     if (!copy) return copy.problem();
@@ -64,26 +71,14 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
         discard(staged);
         return problem;
     };
-
-    const auto digest = copyContent(*file, source, *copy, mBench.stop, [&](std::uint64_t bytes) {
-        staged.bytes += bytes;
-        mCount(bytes);
-    });
-    if (!digest) return fail(digest.problem());
-    auto content = *digest;
-    // The next pass cannot trust the figures of a young file. Without a digest it would take both sides for changed,
-    // and the person's next edit for a conflict.
-    if (!content &&
-        std::ranges::any_of(kPeers, [&](Peer peer) { return stampFor(*mBench.homes[peer], source, 0).ctime == 0; })) {
-        const auto read = digestFile(sourceFolder, sourceName.c_str(), source, mBench.stop);
-        if (!read) return fail(read.problem());
-        content = *read;
-    }
+    auto content = bringContent(action, *file, source, *copy, seen ? &*seen : nullptr, staged);
+    if (!content) return fail(content.problem());
     const auto after = disk::statOf(file->number());
     if (!after) return fail(after.problem());
     if (!isUnchanged(*after, source)) return fail({EAGAIN, "copy it", action.path});
 
-    staged.entry.digest = content;
+    staged.entry.digest = content->whole;
+    staged.content = std::move(*content);
     const auto attributes = extended::copyOpen(file->number(), copy->number());
     if (!attributes) return fail(attributes.problem());
     if (int code = stampFile(copy->number(), source)) return fail({code, "write a copy of it", action.path});
@@ -94,6 +89,52 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
         if (int code = disk::syncFile(copy->number())) return fail({code, "write a copy of it", action.path});
     }
     return staged;
+}
+
+/// Somebody only touched it: there is nothing to copy but its attributes.
+Outcome<Staged> Stager::unchangedContent(Staged staged, const Descriptor& file, const Stat& source)
+{
+    const auto after = disk::statOf(file.number());
+    if (!after) return after.problem();
+    if (!isUnchanged(*after, source)) return Problem{EAGAIN, "copy it", staged.action->path};
+    staged.isContentThere = true;
+    staged.entry.digest = staged.action->known->whole;
+    staged.content = *staged.action->known;
+    return staged;
+}
+
+/// `seen` is what the source was found to hold, where it was read before.
+Outcome<ContentDigest> Stager::bringContent(const Action& action, const Descriptor& source, const Stat& stat,
+                                            const Descriptor& copy, const ContentDigest* seen, Staged& staged)
+{
+    const ByteCounter count = [&](std::uint64_t bytes) {
+        staged.bytes += bytes;
+        mCount(bytes);
+    };
+    if (!seen || !beginWithOldVersion(action, copy)) return copyContent(source, stat, copy, mBench.stop, count);
+    const auto changed = changedBlocks(*seen, action.known->blocks);
+    if (int code = copyBlocks(source, stat, copy, *seen, changed, mBench.stop, count)) {
+        return Problem{code, code == EAGAIN ? "copy it" : "write a copy of it", action.path};
+    }
+    return *seen;
+}
+
+/// False where all must be copied; the copy is empty then.
+bool Stager::beginWithOldVersion(const Action& action, const Descriptor& copy)
+{
+    if (action.known->blocks.empty()) return false;
+    const auto folder = mFolders[action.target].in(*mBench.homes[action.target], folderOf(action.path));
+    if (!folder) return false;
+    const auto old = disk::openFile(*folder, std::string{nameOf(action.path)}.c_str());
+    const Stat& seen = action.stats[action.target];
+    const auto isAsSeen = [&] {
+        const auto now = disk::statOf(old->number());
+        return now && isUnchanged(*now, seen);
+    };
+    if (!old || !isAsSeen()) return false;
+    if (copyWithoutMoving(*old, seen.size, copy, mBench.stop) && isAsSeen()) return true;
+    disk::rewrite(copy.number(), "");
+    return false;
 }
 
 Outcome<Staged> Stager::stageLink(const Action& action, int sourceFolder, const Stat& source)
@@ -166,6 +207,7 @@ int Stager::finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source
 
 void Stager::discard(const Staged& staged) const
 {
+    if (staged.name.empty()) return;
     disk::unlink(mBench.homes[staged.action->target]->staging(), staged.name.c_str());
 }
 

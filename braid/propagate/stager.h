@@ -15,6 +15,8 @@ struct Staged {
     std::string name; ///< In the staging folder.
     Stat stat;        ///< Of the copy.
     Entry entry;      ///< What is to be agreed on, but for the target's stamp.
+    ContentDigest content;
+    bool isContentThere = false; ///< There is no copy: the target's content is the same already.
     std::uint64_t bytes = 0;
 };
 
@@ -39,6 +41,10 @@ public:
 private:
     Outcome<Staged> stageFile(const Action& action, int sourceFolder, const Stat& source);
     Outcome<Staged> stageLink(const Action& action, int sourceFolder, const Stat& source);
+    static Outcome<Staged> unchangedContent(Staged staged, const Descriptor& file, const Stat& source);
+    Outcome<ContentDigest> bringContent(const Action& action, const Descriptor& source, const Stat& stat,
+                                        const Descriptor& copy, const ContentDigest* seen, Staged& staged);
+    bool beginWithOldVersion(const Action& action, const Descriptor& copy);
     static int stampFile(int copy, const Stat& source);
     static int stampLink(int folder, const char* name, const Stat& source);
     int finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source, const extended::Copied& attributes);

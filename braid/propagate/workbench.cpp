@@ -74,6 +74,12 @@ void Workbench::recordLater(const std::string& path, const Entry& entry)
     mRecords.emplace_back(path, entry);
 }
 
+void Workbench::recordBlocksLater(const std::string& path, ContentDigest content)
+{
+    if (static_cast<std::int64_t>(content.blocks.size()) * kBlockBytes < kLargeFile) return;
+    mBlocks.emplace_back(path, std::move(content));
+}
+
 void Workbench::forgetLater(const std::string& path)
 {
     mForgets.push_back(path);
@@ -98,8 +104,11 @@ std::optional<Problem> Workbench::settle()
         archive.forget(path);
     for (const auto& [path, entry] : mRecords)
         archive.record(path, entry);
+    for (const auto& [path, content] : mBlocks)
+        archive.recordBlocks(path, content.whole, content.blocks);
     archive.commit();
     mRecords.clear();
+    mBlocks.clear();
     mForgets.clear();
     return archive.failure();
 }

@@ -51,6 +51,8 @@ public:
 
     /// What the archive is to learn once the disk holds it.
     void recordLater(const std::string& path, const Entry& entry);
+    /// Besides, where the file is large enough for it to be worth while.
+    void recordBlocksLater(const std::string& path, ContentDigest content);
     void forgetLater(const std::string& path);
 
     /// Makes everything on the disks durable that was written so far, then tells the archive what it may know. After
@@ -65,6 +67,7 @@ private:
     PerPeer<OpenFolder> mCached;
     PerPeer<std::set<std::string>> mUnsynced;
     std::vector<std::pair<std::string, Entry>> mRecords;
+    std::vector<std::pair<std::string, ContentDigest>> mBlocks;
     std::vector<std::string> mForgets;
 };
 

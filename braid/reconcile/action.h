@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "braid/archive/archive.h"
+#include "braid/disk/content.h"
 #include "decide.h"
 
 namespace braid
@@ -32,6 +34,8 @@ struct Action {
     AttributeSet toNetwork = 0;
     bool isRecorded = true; ///< False: something about the item was kept out, so nothing is agreed yet.
     Entry entry;            ///< What is to be agreed on; for Delete what was.
+    /// Copy of a large file: what the target is known to hold. Not kept by an ActionList.
+    std::shared_ptr<const ContentDigest> known;
 };
 
 } // namespace braid

@@ -24,14 +24,6 @@ constexpr Digest unreadContent(Peer peer)
 
 enum class Doubt { Same, Changed, Unsure };
 
-bool stillLooksLike(const Stat& stat, const Entry& entry, const Stamp& stamp)
-{
-    if (stamp.ctime == 0 || stat.kind != entry.kind) return false;
-    if (stat.kind == Kind::File && stat.size != entry.size) return false;
-    return stat.inode == stamp.inode && stat.ctime == stamp.ctime && stat.mtime == stamp.mtime &&
-           stat.mode == stamp.mode;
-}
-
 /// The working values of one judgement.
 class Judge
 {
@@ -49,6 +41,7 @@ private:
     bool judgeAttributes(Peer peer);
     bool judgeContent();
     bool judgeFiles();
+    bool isReadWhenCopied(Peer peer) const;
     bool read(Peer peer);
     bool fail(Peer peer, const Problem& problem);
 
@@ -98,7 +91,7 @@ bool Judge::judgeAttributes(Peer peer)
         return true;
     }
     const bool known = mEntry && mEntry->kind == stat.kind;
-    if (known && stillLooksLike(stat, *mEntry, mEntry->stamps[peer])) {
+    if (known && stillLooksLike(stat, *mEntry, peer)) {
         facts = mResult.before;
         mAttributes[peer] = mEntry->stamps[peer].attributes;
         mDoubt[peer] = Doubt::Same;
@@ -142,24 +135,28 @@ bool Judge::read(Peer peer)
     return true;
 }
 
+/// Somebody was at this large file, and at no other version of it: it will be copied. That takes reading it, which then
+/// shows whether it was only touched.
+bool Judge::isReadWhenCopied(Peer peer) const
+{
+    const Peer other = otherPeer(peer);
+    const Stamp& stamp = mEntry->stamps[peer];
+    return mStats[peer].size >= kLargeFile && stamp.ctime != 0 && stamp.mtime != mStats[peer].mtime &&
+           mStats[other].kind == Kind::File && mDoubt[other] == Doubt::Same;
+}
+
 /// Reads files only where the decision hangs on it.
 bool Judge::judgeFiles()
 {
     const bool known = mEntry && mEntry->kind == Kind::File;
-    if (known && !mEntry->digest) {
-        // A large file that the kernel copied: nobody read it. The unchanged side can still tell what was agreed.
-        for (const Peer peer : kPeers) {
-            if (mDoubt[peer] != Doubt::Unsure) continue;
-            const Peer other = otherPeer(peer);
-            if (mStats[other].kind != Kind::File || mDoubt[other] != Doubt::Same) continue;
-            if (!read(peer) || !read(other)) return false;
-            if (mDigest[peer] == mDigest[other]) mDoubt[peer] = Doubt::Same;
-        }
-    }
+    PerPeer<bool> isReadLater;
+    for (const Peer peer : kPeers)
+        isReadLater[peer] = known && isReadWhenCopied(peer);
     for (const Peer peer : kPeers) {
         if (mDoubt[peer] != Doubt::Unsure || mStats[peer].kind != Kind::File) continue;
         mDoubt[peer] = Doubt::Changed;
         if (!known || !mEntry->digest) continue;
+        if (isReadLater[peer]) continue;
         if (!read(peer)) return false;
         if (mDigest[peer] == mEntry->digest) mDoubt[peer] = Doubt::Same;
     }
@@ -254,6 +251,15 @@ Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes)
     const bool isOld = stat.mtime < home.openedAt() - kYoung || stat.mtime > home.openedAt() + kDay;
     stamp.ctime = isOld || stat.kind == Kind::Folder ? stat.ctime : 0;
     return stamp;
+}
+
+bool stillLooksLike(const Stat& stat, const Entry& entry, Peer peer)
+{
+    const Stamp& stamp = entry.stamps[peer];
+    if (stamp.ctime == 0 || stat.kind != entry.kind) return false;
+    if (stat.kind == Kind::File && stat.size != entry.size) return false;
+    return stat.inode == stamp.inode && stat.ctime == stamp.ctime && stat.mtime == stamp.mtime &&
+           stat.mode == stamp.mode;
 }
 
 Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const Entry* entry,

@@ -39,6 +39,9 @@ struct Judgement {
 /// once more without looking different, so its stamp is not trusted.
 Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes);
 
+/// The item is, by its figures, the one that was agreed on, and these figures can be trusted.
+bool stillLooksLike(const Stat& stat, const Entry& entry, Peer peer);
+
 /// Compares what both sides hold with what was agreed, reading content only where the figures leave a doubt. `entry`
 /// is null where nothing was agreed.
 Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const Entry* entry,
