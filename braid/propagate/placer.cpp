@@ -164,7 +164,9 @@ int Placer::makeFolder(const Action& action)
     const auto mode = static_cast<std::uint16_t>(model.mode | 0700); // what goes inside must get in
     if (int code = disk::makeFolder(*folder, name.c_str(), mode)) return code == EEXIST ? EAGAIN : code;
     const auto modelFolder = mBench.folder(source, above);
-    if (modelFolder) extended::copy(*modelFolder, name.c_str(), *folder, name.c_str());
+    if (!modelFolder) return modelFolder.problem().code;
+    const auto copied = extended::copy(*modelFolder, name.c_str(), *folder, name.c_str());
+    if (!copied) return copied.problem().code; // announced as unfinished, so the next pass sees to it
     if (::geteuid() == 0) disk::setOwner(*folder, name.c_str(), model.owner, model.group);
     return tolerant(disk::setMode(*folder, name.c_str(), mode)); // the process's mask must not narrow it
 }
