@@ -216,6 +216,7 @@ int runFarWorker(UniqueFd socket)
 
 int runFarWorker()
 {
+    prctl(PR_SET_NAME, "roamer-far");   // what lists of processes show
     static_cast<void>(chdir("/") == 0); // no folder stays busy because of a worker
     return runFarWorker(UniqueFd(STDIN_FILENO));
 }
