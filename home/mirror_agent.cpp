@@ -61,7 +61,11 @@ int MirrorAgent::launchMirrorAgentAsUser(const std::string& userName, std::uint3
     if (pid == 0) report("Pavo.launchMirrorAgentAsUser failed to launch file sync agent");
     mPid = pid;
     mUsers = pid > 0 ? 1 : 0;
-    if (pid <= 0) mStartHold.reset();
+    if (pid > 0) {
+        mManager.expectSyncAgent(pid);
+    } else {
+        mStartHold.reset();
+    }
     return pid;
 }
 
@@ -86,7 +90,9 @@ void MirrorAgent::killMirrorAgent(int pid)
     DebugLog(2, "Pavo.killMirrorAgent: kill status = %d", status);
     waitForEnd(pid);
     // A login that came in a slice of the wait may have an engine of its own by now.
-    if (mUsers == 0) mStartHold.reset();
+    if (mUsers > 0) return;
+    mManager.expectSyncAgent(0);
+    mStartHold.reset();
 }
 
 bool MirrorAgent::isSharedByOthers(int pid)

@@ -134,6 +134,10 @@ public:
     /// While what it returns lives, reading or creating the set waits for an engine but starts none: for whoever starts
     /// and stops the engine himself. It may outlive the manager.
     virtual std::shared_ptr<void> holdStarts() = 0;
+
+    /// From now on the engine is this process, which may still be on its way: any other that serves, as one that makes
+    /// room for it, counts as none. 0: whichever serves.
+    virtual void expectSyncAgent(int pid) = 0;
 };
 
 } // namespace platform

@@ -13,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "end_signals.h"
 #include "unique_fd.h"
 
 namespace platform
@@ -128,7 +129,9 @@ public:
         listen(); // what it wrote just before its end
         mFromChild = {};
         auto problem = reap();
-        return {std::move(mOutput), mTooMuch ? "the program wrote too much" : std::move(problem)};
+        if (mTooMuch) problem = "the program wrote too much";
+        if (mMustEnd) problem = "this process is to end";
+        return {std::move(mOutput), std::move(problem)};
     }
 
 private:
@@ -138,12 +141,19 @@ private:
     void exchange()
     {
         if (mInput.empty()) mToChild = {};
-        std::array<pollfd, 3> waits{
-            {{mToChild.get(), POLLOUT, 0}, {mFromChild.get(), POLLIN, 0}, {mEnd.get(), POLLIN, 0}}};
+        const int signals = mMustEnd ? -1 : EndSignals::pendingDescriptor();
+        std::array<pollfd, 4> waits{{{mToChild.get(), POLLOUT, 0},
+                                     {mFromChild.get(), POLLIN, 0},
+                                     {mEnd.get(), POLLIN, 0},
+                                     {signals, POLLIN, 0}}};
         if (::poll(waits.data(), waits.size(), -1) < 0) return; // interrupted: the caller looks again
         if (waits[0].revents != 0) feed();
         if (waits[1].revents != 0) listen();
         mHasEnded = waits[2].revents != 0;
+        if (waits[3].revents != 0) {
+            mMustEnd = true;
+            stopChild();
+        }
     }
 
     void feed()
@@ -176,6 +186,11 @@ private:
     void stopTalker()
     {
         mTooMuch = true;
+        stopChild();
+    }
+
+    void stopChild()
+    {
         mFromChild = {};
         ::kill(mPid, SIGKILL); // not reaped yet, so the id is still its own
     }
@@ -202,6 +217,7 @@ private:
     const std::size_t mLimit;
     std::vector<std::byte> mOutput;
     bool mTooMuch = false;
+    bool mMustEnd = false;
     bool mHasEnded = false;
 };
 

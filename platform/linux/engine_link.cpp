@@ -1,7 +1,11 @@
 #include "engine_link.h"
 
+#include <cerrno>
+#include <csignal>
 #include <system_error>
 #include <utility>
+
+#include <QDBusConnectionInterface>
 
 #include <unistd.h>
 
@@ -55,7 +59,10 @@ BusConnection& EngineLink::bus()
 
 bool EngineLink::isRunning()
 {
-    return bus().hasOwner(latin(protocol::kBusName));
+    if (!bus().hasOwner(latin(protocol::kBusName))) return false;
+    if (mExpectedPid == 0) return true;
+    const QDBusReply<uint> pid = bus().connection().interface()->servicePid(latin(protocol::kBusName));
+    return pid.isValid() && pid.value() == static_cast<uint>(mExpectedPid);
 }
 
 bool EngineLink::startProcess()
@@ -84,6 +91,7 @@ bool EngineLink::ensureRunning()
         mHasReported = false;
         return true;
     }
+    if (mRunLoop.waitsShallEnd()) return false;
     // The slices of the wait deliver commands, which may read the set again while the engine is on its way.
     const bool startsAreHeld = mStartHolds.use_count() > 1;
     if (mIsStarting || startsAreHeld) return waitForName(nullptr);
@@ -107,7 +115,8 @@ bool EngineLink::waitForName(const DetachedProcess* process)
     while (!isRunning()) {
         // An engine that ended early may have lost a race against another one, whose name is there by then.
         if (process != nullptr && process->hasEnded()) return isRunning();
-        if (mRunLoop.now() >= deadline) return false;
+        if (mExpectedPid != 0 && ::kill(mExpectedPid, 0) != 0 && errno == ESRCH) return false;
+        if (mRunLoop.now() >= deadline || mRunLoop.waitsShallEnd()) return false;
         mRunLoop.runFor(seconds(kSliceSeconds));
     }
     return true;

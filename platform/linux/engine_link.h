@@ -30,6 +30,9 @@ public:
     /// when no engine came.
     bool ensureRunning();
 
+    /// Only this process is the engine; 0: whichever has its name.
+    void expectProcess(int pid) { mExpectedPid = pid; }
+
     /// Nothing is started as long as any of the answers lives.
     std::shared_ptr<void> holdStarts() { return mStartHolds; }
 
@@ -61,6 +64,7 @@ private:
     EngineStarter mStarter;
     std::unique_ptr<BusConnection> mBus;
     std::optional<DetachedProcess> mProcess; ///< The engine that was started and has not appeared.
+    int mExpectedPid = 0;
     bool mIsStarting = false;
     bool mHasReported = false;
     std::shared_ptr<void> mStartHolds = std::make_shared<int>(0); ///< Counts by its references.

@@ -206,6 +206,7 @@ public:
 
     bool syncAgentIsRunning() override { return mLink->isRunning(); }
     std::shared_ptr<void> holdStarts() override { return mLink->holdStarts(); }
+    void expectSyncAgent(int pid) override { mLink->expectProcess(pid); }
 
 private:
     static constexpr int kAttempts = 2;

@@ -181,6 +181,8 @@ public:
     }
     bool syncAgentIsRunning() override { return agentRunning; }
     std::shared_ptr<void> holdStarts() override { return std::shared_ptr<void>(mStartsAreHeld, mStartsAreHeld.get()); }
+    void expectSyncAgent(int pid) override { expectedPid = pid; }
+    int expectedPid = 0;
     bool startsAreHeld() const { return mStartsAreHeld.use_count() > 1; }
 
 private:

@@ -73,6 +73,7 @@ TEST(MirrorAgent, IsWaitedForWhileTheRunLoopServes)
 
     rig.loop.at(3.0, [&] {
         EXPECT_TRUE(rig.engine.startsAreHeld());
+        EXPECT_EQ(rig.engine.expectedPid, pid);
         rig.launcher.onTerminate = {};
         const int next = rig.agent.launchMirrorAgentAsUser("jo", rig.user.real, 20);
         EXPECT_NE(next, pid) << "not one that is on its way out";
@@ -81,6 +82,7 @@ TEST(MirrorAgent, IsWaitedForWhileTheRunLoopServes)
     rig.agent.killMirrorAgent(pid);
     EXPECT_NEAR(rig.loop.elapsedSeconds(), 7.0, 0.11);
     EXPECT_FALSE(rig.engine.startsAreHeld());
+    EXPECT_EQ(rig.engine.expectedPid, 0);
 
     rig.endAfter(1000.0);
     const int stuck = rig.agent.launchMirrorAgentAsUser("jo", rig.user.real, 20);
