@@ -169,6 +169,11 @@ const PreferenceKey* findPreferenceKey(std::string_view name)
     return found != kKeys.end() ? found : nullptr;
 }
 
+bool worksWhenForcedOnly(const PreferenceKey& key)
+{
+    return key.name.ends_with("-managed") || key.name.starts_with("replaceUser");
+}
+
 std::string_view preferenceTypeName(PreferenceType type)
 {
     switch (type) {

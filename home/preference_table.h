@@ -42,6 +42,9 @@ std::span<const PreferenceKey> preferenceKeys();
 /// Null for a key that nobody reads.
 const PreferenceKey* findPreferenceKey(std::string_view name);
 
+/// Keys that mean nothing in the person's file.
+bool worksWhenForcedOnly(const PreferenceKey& key);
+
 std::string_view preferenceTypeName(PreferenceType type);
 std::string_view preferenceSetterName(PreferenceSetter setter);
 

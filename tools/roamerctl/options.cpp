@@ -67,7 +67,14 @@ void declarePreferences(CLI::App& app, Request& request)
     declareSetter("unset", "Remove a preference, so that its default holds", false);
 
     auto [keys, keysOptions] = declare<KeysOptions>(app, request, "keys", "Every preference there is");
-    keys->add_flag("--markdown", keysOptions->markdown, "As tables for a document");
+    const auto addForm = [keys = keys, keysOptions = keysOptions](const char* flag, KeysOptions::Form form,
+                                                                  const char* help) {
+        keys->add_flag_callback(
+            flag, [keysOptions, form] { keysOptions->form = form; }, help);
+    };
+    addForm("--names", KeysOptions::Form::Names, "Their names only");
+    addForm("--markdown", KeysOptions::Form::Markdown, "As tables for a document");
+    addForm("--man", KeysOptions::Form::Man, "As a manual page");
 }
 
 void declareViews(CLI::App& app, Request& request)

@@ -44,7 +44,8 @@ struct SetOptions {
 };
 
 struct KeysOptions {
-    bool markdown = false;
+    enum class Form { Plain, Names, Markdown, Man };
+    Form form = Form::Plain;
 };
 
 struct ExplainOptions {

@@ -31,12 +31,6 @@ std::string defaultWord(const PreferenceKey& key)
     return word;
 }
 
-/// Keys that mean nothing in the person's file.
-bool worksWhenForcedOnly(const PreferenceKey& key)
-{
-    return key.name.ends_with("-managed") || key.name.starts_with("replaceUser");
-}
-
 /// Why a rule of the list cannot be evaluated; "" when all can.
 std::string faultInRules(Account& account, const PropertyList& value)
 {
@@ -123,41 +117,6 @@ ExitStatus run(const SetOptions& options)
     if (!options.managed && account.preferences.roamerValueIsForced(options.key))
         std::fprintf(stderr, "roamerctl: written, but the administrator's file decides %s.\n", options.key.c_str());
     std::printf("Written. \"roamerctl refresh\" makes a running session take it over.\n");
-    return kDone;
-}
-
-ExitStatus run(const KeysOptions& options)
-{
-    struct Heading {
-        PreferenceSection section;
-        const char* text;
-    };
-    static constexpr Heading kHeadings[] = {
-        {PreferenceSection::When, "When to sync"},
-        {PreferenceSection::Session, "Login and logout"},
-        {PreferenceSection::Conflicts, "Conflicts"},
-        {PreferenceSection::Errors, "Errors"},
-        {PreferenceSection::Folders, "What to sync"},
-        {PreferenceSection::Exclusions, "What to leave out"},
-        {PreferenceSection::Remembered, "What Roamer itself remembers"},
-    };
-    for (const auto& heading : kHeadings) {
-        if (options.markdown) {
-            std::printf("## %s\n\n%s\n", heading.text, preferenceTableMarkdown(heading.section).c_str());
-            continue;
-        }
-        std::printf("%s\n", heading.text);
-        for (const auto& key : preferenceKeys()) {
-            if (key.section != heading.section) continue;
-            const std::string type(preferenceTypeName(key.type));
-            std::printf("  %-*s %-15s %.*s\n", static_cast<int>(kNameWidth), std::string(key.name).c_str(),
-                        type.c_str(), static_cast<int>(key.meaning.size()), key.meaning.data());
-            for (const auto& word : key.words)
-                std::printf("  %*s %.*s\n", static_cast<int>(kNameWidth), "", static_cast<int>(word.size()),
-                            word.data());
-        }
-        std::printf("\n");
-    }
     return kDone;
 }
 
