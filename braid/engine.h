@@ -124,8 +124,8 @@ struct PassSettings {
     std::filesystem::path networkHome;
     std::vector<Job> jobs;
     bool dryRun = false; ///< Decide and report, write nothing anywhere.
-    /// More than half of a home's items deleted in one pass looks like an accident: they stay, as a conflict of kind
-    /// "mass-deletion" at path ".", unless a person said that this is meant.
+    /// More than half of a home's items deleted in one pass looks like an accident: the pass then changes nothing and
+    /// has a conflict of kind "mass-deletion" at path ".", unless a person said that this is meant.
     bool allowMassDeletion = false;
     /// Called on the pass's thread, at each change of state and otherwise at most ten times a second. May be empty.
     std::function<void(const Progress&)> onProgress;

@@ -220,6 +220,11 @@ Archive::Archive(std::unique_ptr<Database> database) : mDatabase(std::move(datab
 
 Outcome<std::unique_ptr<Archive>> Archive::open(const std::string& markerFolder, bool mayWrite)
 {
+    // A link would have the engine read, and write, a file elsewhere.
+    if (const auto folder = disk::openTop(markerFolder)) {
+        const auto file = disk::statAt(folder->number(), kFile);
+        if (file && file->exists() && file->kind != Kind::File) return openAfresh(markerFolder, mayWrite);
+    }
     auto database = mayWrite ? openForWriting(markerFolder + "/" + kFile) : openForReading(markerFolder);
     if (database && isUnusable(**database)) {
         *database = nullptr;

@@ -125,9 +125,16 @@ std::optional<Problem> Home::prepare(const std::string& foreignId)
     if (mMarker && mMarker->id != foreignId) return std::nullopt;
 
     const Marker marker{newId(), 0};
-    if (auto problem = writeMarker(marker)) return problem;
-    mMarker = marker;
-    return std::nullopt;
+    auto problem = writeMarker(marker, mMarker ? disk::renameOver : disk::renameNew);
+    if (problem && problem->code == EEXIST) {
+        // Another computer met this home at the same moment and was first: then it is the one that it says.
+        const auto present = readMarker(root());
+        if (!present) return present.problem();
+        mMarker = *present;
+        return mMarker && mMarker->id != foreignId ? std::nullopt : problem;
+    }
+    if (!problem) mMarker = marker;
+    return problem;
 }
 
 std::optional<Problem> Home::openStaging(const std::string& stagingName)
@@ -146,7 +153,7 @@ std::optional<Problem> Home::openStaging(const std::string& stagingName)
     return std::nullopt;
 }
 
-std::optional<Problem> Home::writeMarker(const Marker& marker) const
+std::optional<Problem> Home::writeMarker(const Marker& marker, Rename rename) const
 {
     const int folder = mMarkerFolder.number();
     const std::string text = "id " + marker.id + "\ngeneration " + std::to_string(marker.generation) + "\n";
@@ -157,7 +164,8 @@ std::optional<Problem> Home::writeMarker(const Marker& marker) const
     if (!file) return file.problem();
     if (int code = disk::rewrite(file->number(), text)) return Problem{code, "write the marker", ".Braid/replica"};
     if (int code = disk::syncFile(file->number())) return Problem{code, "write the marker", ".Braid/replica"};
-    if (int code = disk::renameOver(folder, newFile.c_str(), folder, kReplicaFile)) {
+    if (int code = rename(folder, newFile.c_str(), folder, kReplicaFile)) {
+        disk::unlink(folder, newFile.c_str());
         return Problem{code, "write the marker", ".Braid/replica"};
     }
     return problemIf(disk::syncFile(folder), "write the marker", ".Braid/replica");
@@ -176,7 +184,7 @@ std::optional<Problem> Home::countUpGeneration()
     if (!isOurs(*present)) return Problem{ESTALE, "recognise the home", mPath};
     Marker next = present->value_or(Marker{});
     ++next.generation;
-    if (auto problem = writeMarker(next)) return problem;
+    if (auto problem = writeMarker(next, disk::renameOver)) return problem;
     mMarker = next;
     return std::nullopt;
 }

@@ -65,7 +65,8 @@ public:
 private:
     Home() = default;
     bool isOurs(const std::optional<Marker>& marker) const;
-    std::optional<Problem> writeMarker(const Marker& marker) const;
+    using Rename = int (*)(int fromFolder, const char* from, int toFolder, const char* to);
+    std::optional<Problem> writeMarker(const Marker& marker, Rename rename) const;
 
     Peer mPeer = Peer::Local;
     std::string mPath;

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <ctime>
+#include <sstream>
 #include <vector>
 
 #include "braid/disk/calls.h"
@@ -43,6 +43,54 @@ std::string passName()
 std::uint64_t boundFor(int descriptor)
 {
     return std::clamp(disk::capacityOf(descriptor) / 10, kLeastBound, kMostBound);
+}
+
+} // namespace
+
+namespace
+{
+
+/// What is known of the time that went by, in seconds. A clock that was set forward must not make everything too old.
+struct TrashClock {
+    std::time_t last = 0;   ///< When a pass looked; 0: never.
+    std::time_t credit = 0; ///< By how much the clock jumped ahead of what passes saw go by.
+    std::string newest;     ///< The last pass folder when the trash was last found to be within its bound.
+};
+
+constexpr const char* kClockFile = "trash-clock";
+constexpr std::time_t kDay = std::time_t{24} * 60 * 60;
+constexpr std::time_t kBelievedAtOnce = 3 * kDay; // longer without a pass may be a holiday or a wrong clock
+
+TrashClock readClock(int markerFolder)
+{
+    TrashClock clock;
+    const auto file = disk::openFile(markerFolder, kClockFile);
+    const auto text = file ? disk::readSmall(file->number(), 512) : Outcome<std::string>{file.problem()};
+    if (!text) return clock;
+    std::istringstream{*text} >> clock.last >> clock.credit >> clock.newest;
+    clock.credit = std::max<std::time_t>(clock.credit, 0);
+    return clock;
+}
+
+/// False where nothing is worth writing down.
+bool advance(TrashClock& clock, std::time_t now)
+{
+    const std::time_t passed = clock.last == 0 ? 0 : now - clock.last;
+    if (clock.last != 0 && passed >= 0 && passed < kDay) return false;
+    // Set back again: what was once taken for a jump need not be made up for any longer.
+    clock.credit += passed < 0 ? passed : std::max<std::time_t>(0, passed - kBelievedAtOnce);
+    clock.credit = std::max<std::time_t>(clock.credit, 0);
+    clock.last = now;
+    return true;
+}
+
+void writeClock(int markerFolder, const TrashClock& clock)
+{
+    const auto file = disk::openToWrite(markerFolder, kClockFile, true);
+    if (!file) return; // then nothing is believed to have gone by next time
+    std::ostringstream text;
+    text << clock.last << ' ' << clock.credit << ' ' << clock.newest << '\n';
+    disk::rewrite(file->number(), text.str());
 }
 
 } // namespace
@@ -123,7 +171,18 @@ void Trash::expire()
     const Listing listing = listFolder(trash->number(), mHome.device(), "");
     if (listing.problem) return;
 
+    std::string newest;
+    for (const Listing::Item& item : listing.items) {
+        if (item.stat.kind == Kind::Folder && timeOfTrashedPass(item.name)) newest = item.name;
+    }
+    TrashClock clock = readClock(mHome.markerFolder());
     const std::time_t now = disk::system().now() / kNanosecondsPerSecond;
+    const bool isAsMeasured = clock.newest == newest && clock.last != 0;
+    const bool hasMoved = advance(clock, now);
+    if (hasMoved || !isAsMeasured) {
+        clock.newest = newest;
+        writeClock(mHome.markerFolder(), clock);
+    }
     const std::uint64_t bound = boundFor(trash->number());
     std::uint64_t total = 0;
     // From the newest back: what no longer fits, and all before it, goes.
@@ -131,8 +190,9 @@ void Trash::expire()
         if (item->name == mPassName || item->stat.kind != Kind::Folder) continue;
         const auto time = timeOfTrashedPass(item->name);
         if (!time) continue;
-        const bool tooOld = now - *time > kKeepForSeconds;
-        if (!tooOld && total <= bound) total += disk::bytesBelow(trash->number(), item->name);
+        const bool tooOld = now - clock.credit - *time > kKeepForSeconds;
+        // Nothing came since all of it was measured, which on a file server takes a while.
+        if (!tooOld && total <= bound && !isAsMeasured) total += disk::bytesBelow(trash->number(), item->name);
         if (tooOld || total > bound) disk::removeTree(trash->number(), item->name.c_str());
     }
 }

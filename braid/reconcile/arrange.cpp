@@ -96,7 +96,7 @@ void joinMoves(const WalkContext& context, Plan& plan)
     });
 }
 
-void withholdMassDeletion(const WalkContext& context, Plan& plan)
+void stopMassDeletion(const WalkContext& context, Plan& plan)
 {
     PerPeer<std::uint64_t> counts;
     for (const ActionList* list : {&plan.makeRoom, &plan.deletions}) {
@@ -104,18 +104,19 @@ void withholdMassDeletion(const WalkContext& context, Plan& plan)
     }
     if (std::max(counts.local, counts.network) <= kAlwaysAllowedDeletions) return;
     const std::uint64_t known = context.archive.countEntries();
-    for (const Peer peer : kPeers) {
-        if (counts[peer] <= kAlwaysAllowedDeletions || counts[peer] * 2 <= known) continue;
-        for (ActionList* list : {&plan.makeRoom, &plan.deletions, &plan.items}) {
-            list->each([&](ActionList::Index index, const Action& action) {
-                const bool isDeletion = action.verb == Action::Verb::Delete;
-                const bool needsRoom =
-                    action.verb == Action::Verb::Copy && action.stats[action.target].kind == Kind::Folder;
-                if (action.target == peer && (isDeletion || needsRoom)) list->drop(index);
-            });
-        }
-        plan.conflicts.push_back({{".", std::string{conflicts::kMassDeletion}}, {}});
+    const auto looksLikeAnAccident = [&](Peer peer) {
+        return counts[peer] > kAlwaysAllowedDeletions && counts[peer] * 2 > known;
+    };
+    if (!std::ranges::any_of(kPeers, looksLikeAnAccident)) return;
+    // Whatever happened to that home may have happened to what is left of it as well: nothing goes out until a person
+    // has looked.
+    for (ActionList* list :
+         {&plan.makeRoom, &plan.folders, &plan.items, &plan.restamps, &plan.deletions, &plan.records}) {
+        *list = {};
     }
+    plan.forgets.clear();
+    plan.finishes.clear();
+    plan.conflicts.push_back({{".", std::string{conflicts::kMassDeletion}}, {}});
 }
 
 /// Parents before what they hold.
@@ -134,7 +135,7 @@ void arrange(const WalkContext& context, Plan& plan, bool allowsMassDeletion)
 {
     dropEndedJobs(plan);
     joinMoves(context, plan);
-    if (!allowsMassDeletion) withholdMassDeletion(context, plan);
+    if (!allowsMassDeletion) stopMassDeletion(context, plan);
     const auto backwards = [](std::string_view one, std::string_view other) { return pathLess(other, one); };
     std::ranges::sort(plan.finishes, backwards, &FolderFinish::path);
 }

@@ -4,11 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 
 #include "braid/disk/seam.h"
+#include "braid/home/home.h"
 #include "home_pair.h"
 
 namespace braid
@@ -125,12 +128,12 @@ TEST(Safety, AMassDeletionIsAQuestionUntilAPersonAllowsIt)
     fill(pair.local());
     pair.sync();
     fs::remove_all(pair.local() / "files");
-    write(pair.local() / "other", "goes on");
+    write(pair.local() / "other", "waits as well");
     const PassReport report = pair.sync();
     ASSERT_EQ(report.conflicts.size(), 1U);
     EXPECT_EQ(report.conflicts[0].kind, "mass-deletion");
     EXPECT_TRUE(fs::exists(pair.network() / "files/1"));
-    EXPECT_EQ(read(pair.network() / "other"), "goes on");
+    EXPECT_EQ(writesOf(report), 0U);
 
     JobOptions favor;
     favor.resolveConflictsInFavorOf = Peer::Local;
@@ -396,6 +399,46 @@ TEST(Safety, TheTrashIsKeptForThirtyDaysAndDisturbsNobody)
     write(trash / "put here by a person", "kept, too");
     pair.sync();
     EXPECT_EQ(trashContents(pair.local()), (std::vector<std::string>{"kept", "kept, too"}));
+
+    // The clock said so a year ago, or was set forward since: nobody knows that more than a month went by.
+    const std::time_t aYearAgo = std::time(nullptr) - std::time_t{365} * 24 * 3600;
+    std::array<char, 64> name{};
+    std::strftime(name.data(), name.size(), "%Y%m%dT%H%M%SZ-1-1", std::gmtime(&aYearAgo));
+    write(trash / name.data() / "folder/old", "kept as well");
+    write(pair.local() / ".Braid/trash-clock", std::to_string(aYearAgo) + " 0 x");
+    for (int pass = 0; pass < 2; ++pass)
+        pair.sync();
+    EXPECT_TRUE(fs::exists(trash / name.data() / "folder/old"));
+}
+
+TEST(Safety, AnArchiveThatIsALinkIsNotFollowed)
+{
+    HomePair pair;
+    fill(pair.local());
+    pair.sync();
+    const fs::path archive = pair.local() / ".Braid/archive.sqlite";
+    fs::rename(archive, pair.top() / "elsewhere");
+    makeLink(archive, "../../elsewhere");
+    const auto before = read(pair.top() / "elsewhere");
+    write(pair.local() / "new", "n");
+    EXPECT_EQ(pair.sync().result, kPassSucceeded);
+    EXPECT_EQ(read(pair.top() / "elsewhere"), before);
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(archive)));
+    EXPECT_EQ(treeOf(pair.local()), treeOf(pair.network()));
+}
+
+TEST(Safety, ComputersThatMeetAFreshNetworkHomeAtOnceAgreeOnWhoItIs)
+{
+    HomePair pair;
+    const auto one = Home::open(Peer::Network, pair.network());
+    const auto other = Home::open(Peer::Network, pair.network());
+    ASSERT_TRUE(one && other);
+    EXPECT_FALSE((*one)->prepare("1"));
+    EXPECT_FALSE((*other)->prepare("2"));
+    EXPECT_EQ((*one)->marker()->id, (*other)->marker()->id);
+    EXPECT_FALSE((*one)->countUpGeneration());
+    EXPECT_FALSE((*other)->countUpGeneration());
+    EXPECT_EQ((*other)->marker()->generation, 2U);
 }
 
 TEST(Safety, EveryVersionOfAFileIsKeptBesideTheOthers)
