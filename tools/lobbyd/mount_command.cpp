@@ -21,10 +21,12 @@ constexpr const char* kNfsOptions = "nosuid,nodev,softerr,timeo=150,retrans=2,re
 // Symbolic links as files that every client of this kind reads as links.
 constexpr const char* kCifsOptions = "nosuid,nodev,soft,mfsymlinks,file_mode=0600,dir_mode=0700,forceuid,forcegid";
 // A lost connection is taken up again, so that the mount stays and gives errors meanwhile: a mount point that turned
-// into an empty folder would look like a home without files. Only a server whose key is known gets a password.
-constexpr const char* kSshfsOptions =
-    "nosuid,nodev,reconnect,idmap=user,StrictHostKeyChecking=yes,ConnectTimeout=10,ServerAliveInterval=15,"
-    "ServerAliveCountMax=3,NumberOfPasswordPrompts=1";
+// into an empty folder would look like a home without files. A file keeps its number over a rename but not over a link,
+// and the engine tells by the number whether it has moved the file that it saw. Only a server whose key is known gets a
+// password.
+constexpr const char* kSshfsOptions = "nosuid,nodev,reconnect,idmap=user,disable_hardlink,StrictHostKeyChecking=yes,"
+                                      "ConnectTimeout=10,ServerAliveInterval=15,"
+                                      "ServerAliveCountMax=3,NumberOfPasswordPrompts=1";
 constexpr const char* kSystemSshConfiguration = "/etc/ssh/ssh_config";
 
 using Build = void (*)(const ServerShare&, const Account&, const Credentials&, const MountPlaces&, ChildJob&);
