@@ -51,6 +51,18 @@ while True:
 sys.stdout.buffer.write(plistlib.dumps({"version": 1, "responseFlags": int(lines[0])}))
 """
 
+# Shows no window either, but knows which keys are held down.
+WINDOW_DOUBLE = """#!/usr/bin/python3
+import json, sys
+print(json.dumps({"hello": 1, "screens": [[0, 0, 800, 600]]}), flush=True)
+for line in sys.stdin:
+    message = json.loads(line)
+    if "keys" in message:
+        print(json.dumps({"keys": True, "option": True, "shift": True}), flush=True)
+    if "load" in message:
+        print(json.dumps({"report": True, "loaded": False}), flush=True)
+"""
+
 
 def environment_of(pid):
     """What a process was started with; nothing once it has ended."""
@@ -118,11 +130,19 @@ class World:
             if entry.name != "ZilOS":
                 (hearth / "Custodia.app/Contents" / entry.name).symlink_to(entry)
         for entry in (staged / "Custodia.app/Contents/ZilOS").iterdir():
-            if entry.name != "roamer-alert":
-                (programs / entry.name).symlink_to(entry)
-        (programs / "roamer-alert").write_text(ALERT_DOUBLE)
-        (programs / "roamer-alert").chmod(0o755)
+            (programs / entry.name).symlink_to(entry)
+        self.replace_program("roamer-alert", ALERT_DOUBLE)
         self.answer()
+
+    def replace_program(self, name, text):
+        path = self.root / "System/Library/Hearth/Custodia.app/Contents/ZilOS" / name
+        path.unlink(missing_ok=True)
+        path.write_text(text)
+        path.chmod(0o755)
+
+    def hold_option_and_shift(self):
+        self.replace_program("roamer-window", WINDOW_DOUBLE)
+        self.environment["QT_QPA_PLATFORM"] = "offscreen"
 
     def answer(self, *answers):
         """What the next alerts get: 0 the default button, 1 the alternate, 2 the other one, or "wait"."""

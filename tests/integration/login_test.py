@@ -185,6 +185,17 @@ class OneComputer(Logins):
         self.expect(self.world, "logout", "--first-time")
         self.assertIn("kLogoutFirstTimeSync", self.world.log())
 
+    def test_option_and_shift_forget_what_the_homes_agreed_on(self):
+        self.sync_once()
+        self.world.hold_option_and_shift()
+        write(self.world.network / "Documents/from elsewhere.txt", "hello\n")
+        self.world.answer(NETWORK_HOME)
+        self.expect(self.world, "login")
+        self.assertIn("userWantsForgetMirrorPair=1", self.world.log())
+        self.assertIn("prefSyncType=kLoginFirstTimePrefSync", self.world.log())
+        self.assertEqual(len(self.world.alerts()), 1, "a pair that starts anew counts as changed")
+        self.assert_synced(self.world)
+
     def test_nothing_to_sync_asks_nobody_and_mounts_nothing(self):
         kinds = ("syncPreferencesAtLogin", "syncBackgroundSetAtLogin")
         self.world.prefer({**{kind: "dontSync" for kind in kinds}, "periodicSyncOn": False})

@@ -67,8 +67,8 @@ Stop waitForTurn(Work& work)
     auto folder = RunFolder::open();
     if (auto* problem = std::get_if<std::string>(&folder)) return std::move(*problem);
     work.folder.emplace(std::move(std::get<RunFolder>(folder)));
+    work.line.tell(Phase::Queueing);
     while (!(work.lock = work.folder->tryLock(work.user))) {
-        work.line.tell(Phase::Queueing);
         if (!work.line.isWatched()) return "nobody waits any more";
         std::this_thread::sleep_for(kQueueLook);
     }
@@ -130,8 +130,7 @@ Stop startAgent(Work& work)
     auto agent = UserProcess::start(work.user, {.path = platform::systemPath(kAgent),
                                                 .arguments = {},
                                                 .environment = environmentFor(work.user, work.busAddress),
-                                                .standardInput = input.get(),
-                                                .passedOn = {}});
+                                                .standardInput = input.get()});
     if (auto* problem = std::get_if<std::string>(&agent)) return std::move(*problem);
     work.agent.emplace(std::move(std::get<UserProcess>(agent)));
     return std::nullopt;

@@ -105,6 +105,8 @@ int noteChange(const session::Arguments& arguments, const platform::UserEntry& u
 
 int main(int argc, char** argv)
 {
+    // A caller that ignores the end of its children must not keep this process from seeing the end of its own.
+    session::resetSignals();
     const std::span<const char* const> all(argv, static_cast<std::size_t>(argc));
     if (argc == 2 && std::string(argv[1]) == "--help") return std::fputs(session::kUsage, stdout), kMayGoOn;
     const auto parsed = session::parseArguments(all.subspan(argc > 0 ? 1 : 0));

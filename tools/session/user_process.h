@@ -29,7 +29,7 @@ public:
         std::vector<std::string> arguments;
         Environment environment;
         int standardInput = -1;      ///< Below 0: /dev/null. The other streams always are.
-        std::vector<int> passedOn;   ///< Become the descriptors from 3 on, in this order.
+        std::vector<int> passedOn{}; ///< Become the descriptors from 3 on, in this order.
         bool endsWithParent = false; ///< It gets SIGTERM when this process is gone.
     };
     /// The process, already executing the program, or in words why there is none.
