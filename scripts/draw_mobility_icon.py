@@ -6,7 +6,8 @@ import zlib
 
 SIZE = 64
 SAMPLES = 4  # per pixel and direction: soft edges
-BLUE, GREEN, GREY = (52, 108, 186), (76, 154, 92), (96, 96, 100)
+SCALES = (1, 2)
+BLUE, GREEN, GREY = (58, 118, 200), (80, 162, 98), (128, 128, 134)  # to be seen on light and on dark
 
 
 def house(x, y, left, top, width):
@@ -36,37 +37,54 @@ def colour(x, y):
     return None
 
 
-def pixel(column, row):
+def pixel(column, row, scale):
     offsets = [(i + 0.5) / SAMPLES for i in range(SAMPLES)]
-    found = [c for dy in offsets for dx in offsets if (c := colour(column + dx, row + dy))]
+    found = [c for dy in offsets for dx in offsets if (c := colour((column + dx) / scale, (row + dy) / scale))]
     if not found:
         return bytes(4)
     mixed = [round(sum(c[i] for c in found) / len(found)) for i in range(3)]
     return bytes(mixed + [round(255 * len(found) / SAMPLES**2)])
 
 
-def tiff(pixels):
-    strip = zlib.compress(pixels, 9)
+def page(scale, start):
+    """One picture of the file, its pixels at the offset `start`, then its directory, with that directory's offset."""
+    size = SIZE * scale
+    strip = zlib.compress(b"".join(pixel(x, y, scale) for y in range(size) for x in range(size)), 9)
+    strip += b"\0" * (len(strip) % 2)
     short, long = 3, 4
-    head = 8 + len(strip) + len(strip) % 2
+    head = start + len(strip)
     bits_at = head + 2 + 12 * 11 + 4
     entries = [
-        (256, short, 1, SIZE), (257, short, 1, SIZE), (258, short, 4, bits_at),
+        (256, short, 1, size), (257, short, 1, size), (258, short, 4, bits_at),
         (259, short, 1, 8),  # deflate
         (262, short, 1, 2),  # red, green, blue
-        (273, long, 1, 8), (277, short, 1, 4), (278, short, 1, SIZE), (279, long, 1, len(strip)),
+        (273, long, 1, start), (277, short, 1, 4), (278, short, 1, size), (279, long, 1, len(strip)),
         (284, short, 1, 1), (338, short, 1, 2),  # the fourth sample is plain alpha
     ]
     directory = struct.pack("<H", len(entries))
     for tag, kind, count, value in entries:
         directory += struct.pack("<HHII", tag, kind, count, value)
-    return (struct.pack("<2sHI", b"II", 42, head) + strip + b"\0" * (len(strip) % 2) + directory
-            + struct.pack("<I", 0) + struct.pack("<4H", 8, 8, 8, 8))
+    return strip + directory + struct.pack("<I", 0) + struct.pack("<4H", 8, 8, 8, 8), head
+
+
+def tiff():
+    """The picture for ordinary displays, and one of twice the size for dense ones."""
+    pages, heads = [], []
+    start = 8
+    for scale in SCALES:
+        made, head = page(scale, start)
+        pages.append(made)
+        heads.append(head)
+        start += len(made)
+    # Each directory ends with the offset of the next one.
+    for index, following in enumerate(heads[1:]):
+        at = len(pages[index]) - 8 - 4
+        pages[index] = pages[index][:at] + struct.pack("<I", following) + pages[index][at + 4:]
+    return struct.pack("<2sHI", b"II", 42, heads[0]) + b"".join(pages)
 
 
 if __name__ == "__main__":
     if len(sys.argv) != 2:
         sys.exit(__doc__)
-    drawn = b"".join(pixel(column, row) for row in range(SIZE) for column in range(SIZE))
     with open(sys.argv[1], "wb") as file:
-        file.write(tiff(drawn))
+        file.write(tiff())

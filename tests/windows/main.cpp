@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/linux/user_notification.h"
 #include "presser.h"
+#include "tools/alert/alert_main.h"
 #include "tools/progress/window_main.h"
 #include "tools/progress/window_server.h"
 
@@ -14,6 +16,11 @@ int main(int argc, char** argv)
     }
     std::unique_ptr<tests::Presser> person;
     const auto script = qEnvironmentVariable("ROAMER_TEST_PRESS");
+    if (std::string(argv[1]) == platform::kAlertProgramPath) {
+        return windows::alertMain(1, argv, [&](QWidget& alert) {
+            person = std::make_unique<tests::Presser>(script, [&alert] { return &alert; });
+        });
+    }
     return windows::windowMain(1, argv, [&](windows::WindowServer& server) {
         person = std::make_unique<tests::Presser>(script, [&server] {
             return server.window() != nullptr ? server.window()->widgets().window.get() : nullptr;

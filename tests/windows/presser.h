@@ -51,7 +51,9 @@ private:
         if (step.startsWith(u"dump:")) return dump(window, step.mid(5));
         if (auto* button = window.findChild<QAbstractButton*>(step)) {
             if (!button->isVisible() || !button->isEnabled()) return false;
-            QTest::mouseClick(handle, Qt::LeftButton, keys, button->mapTo(&window, button->rect().center()));
+            // Near its beginning: a checkbox takes clicks only where it shows something.
+            const QPoint place = button->mapTo(&window, QPoint(10, button->height() / 2));
+            QTest::mouseClick(handle, Qt::LeftButton, keys, place);
             return true;
         }
         const auto* button = window.findChild<QPushButton*>(QStringLiteral("cancelButton"));

@@ -79,7 +79,7 @@ TEST_F(ProgressWindow, OpensAndStaysWhereThePersonPutsIt)
     create(true);
     EXPECT_EQ(windows->screenFrames(), (std::vector<WindowFrame>{{0, 0, 1200, 800}, {1200, -100, 1000, 800}}));
     const auto laidOut = progress->destroyProgress();
-    ASSERT_EQ(laidOut.width, 520);
+    ASSERT_EQ(laidOut.width, 560);
     const float height = laidOut.height;
 
     const struct {
@@ -88,11 +88,11 @@ TEST_F(ProgressWindow, OpensAndStaysWhereThePersonPutsIt)
         bool used;
     } cases[] = {
         {"inside", {100, 200, 600, height}, true},
-        {"on two screens", {1000, 100, 520, height}, true},
-        {"on the second one, below the first", {1300, -90, 520, height}, true},
-        {"below the first one", {100, -10, 520, height}, false},
-        {"too narrow", {100, 200, 441, height}, false},
-        {"another height", {100, 200, 520, height + 1}, false},
+        {"on two screens", {1000, 100, 560, height}, true},
+        {"on the second one, below the first", {1300, -90, 560, height}, true},
+        {"below the first one", {100, -10, 560, height}, false},
+        {"too narrow", {100, 200, 475, height}, false},
+        {"another height", {100, 200, 560, height + 1}, false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -109,7 +109,7 @@ TEST_F(ProgressWindow, OpensAndStaysWhereThePersonPutsIt)
     act("move:30,40");
     create(true);
     EXPECT_TRUE(waitFor([&] { return progress->window()->frame().x == 30; }));
-    EXPECT_EQ(progress->destroyProgress(), (WindowFrame{30, 760 - height, 520, height}));
+    EXPECT_EQ(progress->destroyProgress(), (WindowFrame{30, 760 - height, 560, height}));
 }
 
 TEST_F(ProgressWindow, NarrowsByItsButtonAndWidensAgain)

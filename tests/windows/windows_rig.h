@@ -8,6 +8,7 @@
 #include "platform/linux/bundle.h"
 #include "platform/linux/property_list_codec.h"
 #include "platform/linux/run_loop.h"
+#include "platform/linux/user_notification.h"
 #include "platform/linux/window_system.h"
 #include "tests/fakes/recording_log.h"
 #include "tests/fakes/temp_environment.h"
@@ -28,7 +29,7 @@ protected:
         std::filesystem::create_directory_symlink(ROAMER_SOURCE_DIR "/resources/Custodia.app/Contents/Resources",
                                                   resources);
         const auto self = std::filesystem::read_symlink("/proc/self/exe").string();
-        for (const char* place : {platform::kWindowProgramPath}) {
+        for (const char* place : {platform::kWindowProgramPath, platform::kAlertProgramPath}) {
             fakes::TempRoot::writeFile(root.real(place), "#!/bin/sh\necho $$ >'" + root.real("/pid").string() +
                                                              "'\nexec '" + self + "' " + place + "\n");
             std::filesystem::permissions(root.real(place), std::filesystem::perms::owner_all);
@@ -67,6 +68,7 @@ protected:
                     &system);
         return user + system;
     }
+    /// Of the window or alert that was started last.
     int windowPid() const { return std::stoi(fakes::TempRoot::readFile(root.real("/pid"))); }
 
     fakes::TempRoot root;

@@ -24,6 +24,7 @@ constexpr int kBadgeSize = 28; ///< The level's sign on a picture's corner.
 constexpr int kMargin = 24;
 constexpr int kTextLetters = 58; ///< A line of text, in average letters: easy to read, and no wide window.
 constexpr int kLeastButtonWidth = 88;
+constexpr int kButtonPadding = 16; ///< More than the style's: long texts need air.
 
 QString text(const std::string& utf8)
 {
@@ -141,7 +142,7 @@ void AlertWindow::addButtons(const AlertRequest& request, QBoxLayout& row)
         auto* button = new QPushButton(withLetter(text(asked.title), taken));
         button->setObjectName(QLatin1String(asked.name));
         button->setAccessibleName(text(asked.title));
-        button->setMinimumWidth(kLeastButtonWidth);
+        button->setMinimumWidth(std::max(kLeastButtonWidth, button->sizeHint().width() + kButtonPadding));
         button->setAutoDefault(true);
         button->setDefault(asked.choice == AlertChoice::Default);
         connect(button, &QPushButton::clicked, this, [this, choice = asked.choice] {

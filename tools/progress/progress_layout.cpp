@@ -70,6 +70,12 @@ void fixButtonWidth(QPushButton& button)
     button.setFixedWidth(roundedUp(std::max(button.minimumWidth(), forText)));
 }
 
+/// The lines stay where they are when the button goes.
+void keepRowHeight(SmoothBar& bar, const QPushButton& button)
+{
+    bar.setMinimumHeight(button.sizeHint().height());
+}
+
 /// The size of the file is for ordinary fonts; large ones need more.
 void sizeAndPlace(QWidget& window)
 {
@@ -113,6 +119,7 @@ ProgressWidgets loadProgressLayout(const QString& name)
 
     widgets.window->setWindowFlags(flagsFor(*widgets.window));
     fixButtonWidth(*widgets.cancelButton);
+    keepRowHeight(*widgets.statusBar, *widgets.cancelButton);
     sizeAndPlace(*widgets.window);
     return widgets;
 }

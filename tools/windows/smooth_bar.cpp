@@ -100,7 +100,7 @@ std::pair<double, double> SmoothBar::filledPart() const
 {
     if (!mIsIndeterminate) return {0, mShown};
     const auto end = eased(mWanderedMilliseconds / kWanderMilliseconds) * (1 + kPiece);
-    return {std::max(end - kPiece, 0.0), std::min(end, 1.0)};
+    return {end - kPiece, end};
 }
 
 void SmoothBar::paintEvent(QPaintEvent*)
@@ -121,7 +121,7 @@ void SmoothBar::paintEvent(QPaintEvent*)
         std::tie(begin, end) = std::pair(1 - end, 1 - begin);
     }
     if (end - begin <= 0) return;
-    // A sliver at the rounded end would look like dirt: what is filled is clipped to the track's shape.
+    // The track's shape cuts off what is not in it: a sliver at its round end, a piece that comes or goes.
     QPainterPath shape;
     shape.addRoundedRect(track, radius, radius);
     painter.setClipPath(shape);

@@ -38,7 +38,8 @@ private:
     void moveOn();
     void runOrRest();
     bool isMoving() const;
-    /// Where the coloured part begins and ends, as fractions of the bar from where the language begins.
+    /// Where the coloured part begins and ends, as fractions of the bar from where the language begins. May reach beyond
+    /// the bar.
     std::pair<double, double> filledPart() const;
 
     QTimer mFrames;
