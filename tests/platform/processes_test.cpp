@@ -14,10 +14,13 @@
 
 #include "platform/failure.h"
 #include "platform/linux/application.h"
+#include "platform/linux/child_conversation.h"
+#include "platform/linux/end_signals.h"
 #include "platform/linux/process_launcher.h"
 #include "platform/linux/process_start.h"
 #include "platform/linux/process_table.h"
 #include "platform/linux/run_loop.h"
+#include "platform/linux/standard_input.h"
 #include "tests/fakes/recording_log.h"
 #include "tests/fakes/temp_root.h"
 
@@ -100,6 +103,54 @@ TEST(ProcessLauncher, RunsChildrenAsTheUserAndLeavesNoZombie)
     endOf(launcher->launchAsUser("/etc/passwd", {}, {"nobody", 65534, 65534}));
     EXPECT_EQ(log.countContaining("trying to execute scheduled command (/etc/passwd)."), 1);
     ::signal(SIGHUP, SIG_DFL);
+}
+
+TEST(StandardInput, GivesThePasswordOnceAndKeepsNothing)
+{
+    const auto application = platform::makeApplication();
+    const auto loop = platform::makeRunLoop();
+    const int before = ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+    const auto read = [&](const std::string& text, bool ends = true) {
+        int pipe[2];
+        EXPECT_EQ(::pipe(pipe), 0);
+        ::dup2(pipe[0], STDIN_FILENO);
+        ::close(pipe[0]);
+        // In two pieces, the second one while it waits.
+        EXPECT_EQ(::write(pipe[1], text.data(), text.size() / 2), static_cast<ssize_t>(text.size() / 2));
+        const auto rest = loop->after(std::chrono::milliseconds(30), [&] {
+            const auto second = text.substr(text.size() / 2);
+            EXPECT_EQ(::write(pipe[1], second.data(), second.size()), static_cast<ssize_t>(second.size()));
+            if (ends) ::close(pipe[1]);
+            if (!ends) loop->endWaits();
+        });
+        return platform::makeStandardInput(*loop)->readPassword().text();
+    };
+    EXPECT_EQ(read("sec\xc3\xbcret \n"), "sec\xc3\xbcret \n") << "as it came";
+    EXPECT_EQ(platform::makeStandardInput(*loop)->readPassword().text(), "") << "there is nothing any more";
+    EXPECT_EQ(::prctl(PR_GET_DUMPABLE), 0);
+    EXPECT_EQ(read("\xff\xfe"), std::nullopt);
+    EXPECT_EQ(read(std::string(20'000, 'x')), std::nullopt);
+    EXPECT_EQ(read("half", false), std::nullopt) << "its end did not come";
+    ::prctl(PR_SET_DUMPABLE, 1);
+    ::dup2(before, STDIN_FILENO);
+}
+
+TEST(EndSignals, AskForAnEndThroughTheEventLoop)
+{
+    const auto application = platform::makeApplication();
+    const auto loop = platform::makeRunLoop();
+    int asked = 0;
+    {
+        const platform::EndSignals signals([&] { ++asked; });
+        for (const int signal : {SIGTERM, SIGINT, SIGHUP})
+            ::raise(signal);
+        const auto without = platform::converseWithChild("/usr/bin/yes", {}, std::size_t{1} << 40);
+        EXPECT_EQ(without.problem, "this process is to end") << "a child that is waited for elsewhere";
+        EXPECT_EQ(asked, 0);
+        loop->runFor(std::chrono::milliseconds(20));
+    }
+    EXPECT_EQ(asked, 1);
+    EXPECT_GT(::alarm(0), 20U) << "an end that does not come is brought about";
 }
 
 } // namespace
