@@ -7,6 +7,7 @@
 // The only place that builds the real platform services.
 
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "agent_flows.h"
@@ -100,7 +101,6 @@ public:
 
 private:
     std::unique_ptr<platform::Application> mApplication = platform::makeApplication();
-    platform::EndSignals mEndSignals{roamer::Pavo_StopPavo};
     std::unique_ptr<platform::RunLoop> mRunLoop = platform::makeRunLoop();
     std::unique_ptr<platform::PropertyListCodec> mCodec = platform::makePropertyListCodec();
     std::unique_ptr<platform::Bundles> mBundles = platform::makeBundles(*mCodec);
@@ -177,6 +177,7 @@ int main(int argc, char** argv)
     const auto trace = platform::makeEventTrace();
     std::unique_ptr<Logs> logs;
     std::unique_ptr<LinuxServices> linuxServices;
+    std::optional<platform::EndSignals> signals; // only for a process that serves: others have nothing to clean up
     return roamer::roamerMain(
         argc, argv,
         {.trace = *trace,
@@ -188,5 +189,8 @@ int main(int argc, char** argv)
                  return roamer::ServerServices{all.application, all.bundles, all.messaging, all.runLoop};
              },
          .makeFlows =
-             [&](roamer::SharedState& state) { return roamer::makeAgentFlows(linuxServices->services(), state); }});
+             [&](roamer::SharedState& state) {
+                 signals.emplace(roamer::Pavo_StopPavo);
+                 return roamer::makeAgentFlows(linuxServices->services(), state);
+             }});
 }
