@@ -98,7 +98,8 @@ TEST_F(LobbyRig, AFailureIsToldApartAndLeavesNothingBehind)
         {"smb://srv/Homes", "mount error: could not resolve address for srv: Unknown error", EHOSTUNREACH,
          "unknown host"},
         {"smb://srv/Homes", "mount error(2): No such file or directory", ENOENT, "no such share"},
-        {"smb://srv/Homes", "mount error: cifs filesystem not supported by the system", EOPNOTSUPP, "no client"},
+        {"smb://srv/Homes", "mount error: cifs filesystem not supported by the system", EOPNOTSUPP,
+         "no working client"},
         {"smb://srv/Homes", "what geheim did you say", EIO, "(not shown)"},
         {"nfs://srv/Homes", "mount.nfs: access denied by server while mounting srv:/Homes", EACCES, "refuses access"},
         {"nfs://srv/Homes", "mount.nfs: Failed to resolve server srv: Name or service not known", EHOSTUNREACH,
@@ -108,6 +109,7 @@ TEST_F(LobbyRig, AFailureIsToldApartAndLeavesNothingBehind)
         {"sftp://srv/Homes", "ssh: Could not resolve hostname srv: Name or service not known", EHOSTUNREACH,
          "unknown host"},
         {"sftp://srv/Homes", "jo@srv: Permission denied (publickey,password).", EACCES, "wrong name or password"},
+        {"sftp://srv/Homes", "fuse: failed to open /dev/fuse: Permission denied", EOPNOTSUPP, "no working client"},
         {"sftp://srv/Homes", "Host key verification failed.", EKEYREJECTED, "host key"},
     };
     for (const auto& c : cases) {

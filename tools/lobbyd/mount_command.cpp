@@ -62,8 +62,8 @@ void buildSshfs(const ServerShare& share, const Account& /*account*/, const Cred
     // The person's own configuration could send the password elsewhere.
     const bool isConfigured = ::access(kSystemSshConfiguration, R_OK) == 0;
     std::string options = std::string(kSshfsOptions) + ",ssh_command=ssh -F " +
-                          (isConfigured ? kSystemSshConfiguration : "none") + " -E " + places.logFile +
-                          portOption(share, "port");
+                          (isConfigured ? kSystemSshConfiguration : "none") +
+                          (places.logFile.empty() ? "" : " -E " + places.logFile) + portOption(share, "port");
     if (!places.knownHosts.empty()) {
         options += ",GlobalKnownHostsFile=/etc/ssh/ssh_known_hosts " + places.knownHosts;
     }
@@ -110,13 +110,15 @@ constexpr const char* kNoShare = "the server has no such share";
 constexpr const char* kNoAnswer = "the server does not answer";
 constexpr const char* kNoWay = "there is no way to the server";
 constexpr const char* kNotServed = "the server does not serve this kind of share";
-constexpr const char* kNoClient = "this computer has no client for this kind of share";
+constexpr const char* kNoClient = "this computer has no working client for this kind of share";
 
 // The first that is found counts.
 constexpr std::array kFailures = std::to_array<FailureFacts>({
     {"Could not resolve hostname", EHOSTUNREACH, kUnknownHost},
     {"could not resolve address", EHOSTUNREACH, kUnknownHost},
     {"Failed to resolve server", EHOSTUNREACH, kUnknownHost},
+    {"failed to open /dev/fuse", EOPNOTSUPP, kNoClient},
+    {"fusermount3:", EOPNOTSUPP, kNoClient},
     {"Host key verification failed", EKEYREJECTED, kUnknownKey},
     {"Permission denied", EACCES, kWrongPassword},
     {"access denied by server", EACCES, kWrongPassword},

@@ -31,7 +31,7 @@ using ClientFolder = std::string;
 /// Files that a mount leads to.
 struct MountPlaces {
     std::string mountPoint; ///< Real path.
-    std::string logFile;    ///< Where the client's own helper may write what went wrong.
+    std::string logFile;    ///< Where the client's helper may write what goes wrong, also later; "" for nowhere.
     std::string knownHosts; ///< Server keys that the administrator vouches for, beside the system's; "" for none.
 };
 

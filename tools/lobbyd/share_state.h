@@ -54,8 +54,6 @@ struct Shares::Share {
     Work work = Work::None;
     std::unique_ptr<ChildTask> child;
     platform::Timer childLimit;
-    std::string logFile; ///< Of the client that runs.
-    platform::UniqueFd log;
     std::list<Waiting> waiting;
     std::map<pid_t, Hold> holds;
 };

@@ -1,9 +1,7 @@
 // What Shares does for one share: mounts it, sees whether it still answers, unmounts it. One child at a time.
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <utility>
 
 #include <sys/mount.h>
@@ -130,17 +128,15 @@ void Shares::startMount(Share& share)
     share.name = std::get<std::string>(made);
     remember(share);
 
-    if (runsAsUser(place)) {
-        share.logFile = "/tmp/lobbyd-XXXXXX";
-        share.log = platform::UniqueFd(::mkostemp(share.logFile.data(), O_CLOEXEC));
-        if (share.log.isOpen() && ::geteuid() == 0) ::fchown(share.log.get(), share.user, first.account.identity.gid);
-    }
     const Credentials credentials{.user = first.userName,
                                   .password = way.password ? way.password->view() : std::string_view(),
                                   .hasPassword = way.password.has_value(),
                                   .ticketCache = way.ticketCache};
+    const auto& identity = first.account.identity;
     const MountPlaces places{
-        .mountPoint = mWorld.volumes.realPath(share.name), .logFile = share.logFile, .knownHosts = knownHosts()};
+        .mountPoint = mWorld.volumes.realPath(share.name),
+        .logFile = runsAsUser(place) ? mWorld.volumes.makeLog(share.name, identity.uid, identity.gid) : "",
+        .knownHosts = knownHosts()};
     run(share, Work::Mounting, mountCommand(place, first.account, credentials, places, mWorld.clients),
         [this, &share](const ChildEnd& end) { clientEnded(share, end); });
 }
@@ -148,14 +144,7 @@ void Shares::startMount(Share& share)
 void Shares::clientEnded(Share& share, const ChildEnd& end)
 {
     ChildEnd whole = end;
-    if (share.log.isOpen()) {
-        std::array<char, 4096> text{};
-        const auto length = ::pread(share.log.get(), text.data(), text.size(), 0);
-        if (length > 0) whole.output.append(text.data(), static_cast<std::size_t>(length));
-        ::unlink(share.logFile.c_str());
-        share.log = {};
-        share.logFile.clear();
-    }
+    whole.output += mWorld.volumes.readLog(share.name);
     auto& first = share.waiting.front();
     share.entry = mWorld.volumes.mounted(share.name);
     if (end.status == 0 && share.entry && first.dropped == 0) {
@@ -212,6 +201,9 @@ void Shares::probeEnded(Share& share, int status)
     const bool answers = status == 0 || status == EACCES || status == EPERM;
     if (share.isFolder) return answerAll(share, status);
     if (answers) return answerAll(share, 0);
+    // A server that is away may come back to those who work there; a mount without its server's end never does.
+    const bool isOver = status == ENOTCONN || status == ESTALE;
+    if (!isOver && !share.holds.empty()) return answerAll(share, status);
     roamer::DebugLog(1, "lobbyd: %s at \"%s\" is dead (error %d); mounting it anew", share.url.c_str(),
                      share.mountAt.c_str(), status);
     startUnmount(share, true);

@@ -1,6 +1,8 @@
 #include "volumes.h"
 
 #include <algorithm>
+#include <array>
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -50,6 +52,22 @@ std::string safeName(const std::string& wish)
     }
     if (name.starts_with('.')) name.front() = '_';
     return name.empty() ? "share" : name;
+}
+
+/// A name that needs no quoting anywhere.
+std::string logName(const std::string& name)
+{
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string plain;
+    for (const char c : name) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 128 && std::isalnum(byte) != 0) {
+            plain += c;
+        } else {
+            plain += {'=', kDigits[byte >> 4U], kDigits[byte & 15U]};
+        }
+    }
+    return plain + ".log";
 }
 
 /// The folder, when it is one, of this process's user, and nobody else may write there.
@@ -134,8 +152,8 @@ std::string Volumes::open()
     if (!mFolder.isOpen()) return mRealPath + ": " + errorText(errno);
     if (const auto why = whyUnsafe(mFolder.get()); !why.empty()) return mRealPath + ": " + why;
 
-    if (::mkdirat(mFolder.get(), kRecords, 0700) != 0 && errno != EEXIST) return mRealPath + ": " + errorText(errno);
-    const UniqueFd records(::openat(mFolder.get(), kRecords, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (::mkdirat(mFolder.get(), kRecords, 0711) != 0 && errno != EEXIST) return mRealPath + ": " + errorText(errno);
+    const auto records = openRecords();
     if (!records.isOpen()) return mRealPath + "/" + kRecords + ": " + errorText(errno);
     if (const auto why = whyUnsafe(records.get()); !why.empty()) return mRealPath + "/" + kRecords + ": " + why;
     return {};
@@ -193,8 +211,35 @@ bool Volumes::remember(const VolumeRecord& record)
 
 void Volumes::forget(const std::string& name)
 {
-    const UniqueFd records(::openat(mFolder.get(), kRecords, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (records.isOpen()) ::unlinkat(records.get(), (name + ".plist").c_str(), 0);
+    const auto records = openRecords();
+    if (!records.isOpen()) return;
+    ::unlinkat(records.get(), (name + ".plist").c_str(), 0);
+    ::unlinkat(records.get(), logName(name).c_str(), 0);
+}
+
+UniqueFd Volumes::openRecords() const
+{
+    return UniqueFd(::openat(mFolder.get(), kRecords, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+std::string Volumes::makeLog(const std::string& name, uid_t owner, gid_t group)
+{
+    const auto path = mRealPath + "/" + kRecords + "/" + logName(name);
+    if (path.find_first_of(" ,\\") != std::string::npos) return {};
+    const auto records = openRecords();
+    ::unlinkat(records.get(), logName(name).c_str(), 0);
+    const UniqueFd log(::openat(records.get(), logName(name).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!log.isOpen() || (owner != ::geteuid() && ::fchown(log.get(), owner, group) != 0)) return {};
+    return path;
+}
+
+std::string Volumes::readLog(const std::string& name) const
+{
+    const auto records = openRecords();
+    const UniqueFd log(::openat(records.get(), logName(name).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    std::array<char, 4096> text{};
+    const auto length = log.isOpen() ? ::read(log.get(), text.data(), text.size()) : -1;
+    return length > 0 ? std::string(text.data(), static_cast<std::size_t>(length)) : std::string();
 }
 
 std::vector<VolumeRecord> Volumes::remembered() const

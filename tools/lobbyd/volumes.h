@@ -63,10 +63,20 @@ public:
     std::optional<MountEntry> mounted(const std::string& name) const { return mountAt(realPath(name)); }
 
     bool remember(const VolumeRecord& record);
+    /// Forgets the record and the log.
     void forget(const std::string& name);
+
+    /// An empty file for what a client's helper has to say while the share is mounted; real path. "" when none can be
+    /// had, or its path could not be written among a client's options.
+    std::string makeLog(const std::string& name, uid_t owner, gid_t group);
+    /// What it said, the first few kilobytes of it.
+    std::string readLog(const std::string& name) const;
+
     std::vector<VolumeRecord> remembered() const;
 
 private:
+    platform::UniqueFd openRecords() const;
+
     platform::PreferenceStore& mStore;
     platform::PropertyListCodec& mCodec;
     std::string mRealPath;
