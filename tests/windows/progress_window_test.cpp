@@ -2,6 +2,8 @@
 
 #include <csignal>
 #include <ctime>
+#include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "windows_rig.h"
@@ -175,6 +177,70 @@ TEST_F(ProgressWindow, ALostDisplayIsAWindowThatNobodyTouches)
     EXPECT_TRUE(waitFor([] { return true; }) && progress->runModal());
     EXPECT_FALSE(hasStopped || progress->wasCancelled() || progress->userRequestsClose());
     EXPECT_EQ(progress->destroyProgress().height, frame.height);
+}
+
+/// An X server of the test's own, "" when it does not start. Ends with this.
+class XServer
+{
+public:
+    XServer()
+    {
+        int ready[2];
+        if (::pipe(ready) != 0) return;
+        mServer = ::fork();
+        if (mServer == 0) {
+            const auto number = std::to_string(ready[1]);
+            ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
+            ::execlp("Xvfb", "Xvfb", "-displayfd", number.c_str(), "-nolisten", "tcp", nullptr);
+            ::_exit(127);
+        }
+        ::close(ready[1]);
+        char number[16] = {};
+        if (::read(ready[0], number, sizeof number - 1) > 0) display = ":" + std::to_string(std::atoi(number));
+        ::close(ready[0]);
+    }
+    ~XServer() { kill(); }
+    XServer(const XServer&) = delete;
+    XServer& operator=(const XServer&) = delete;
+
+    void kill()
+    {
+        if (mServer <= 0) return;
+        ::kill(mServer, SIGKILL);
+        ::waitpid(mServer, nullptr, 0);
+        mServer = -1;
+    }
+
+    std::string display;
+
+private:
+    pid_t mServer = -1;
+};
+
+TEST_F(ProgressWindow, OutlivesItsXServer)
+{
+    XServer server;
+    ASSERT_NE(server.display, "");
+    const fakes::TempEnvironment onX{{"QT_QPA_PLATFORM", ""}, {"DISPLAY", server.display}};
+    act("");
+    create(true);
+    const WindowFrame place{100, 200, 560, progress->destroyProgress().height};
+    act("cancelButton " + dump("seen"));
+    create(true, place);
+    EXPECT_TRUE(waitFor([&] { return progress->wasCancelled(); }));
+    EXPECT_THAT(seen("seen"), testing::HasSubstr("|Starting|"));
+    progress->refreshProgress();
+    EXPECT_TRUE(progress->runModal());
+
+    server.kill();
+    EXPECT_TRUE(waitFor([&] { return !progress->window()->isVisible(); }));
+    EXPECT_TRUE(progress->runModal());
+    EXPECT_FALSE(progress->wasCancelled() || progress->userRequestsClose());
+    progress->updateProgress(1.0, &title, &path, nullptr, nullptr, std::nullopt);
+    EXPECT_EQ(progress->destroyProgress(), place);
+    create(true);
+    EXPECT_EQ(progress->window(), nullptr);
+    EXPECT_TRUE(progress->runModal());
 }
 
 TEST_F(ProgressWindow, WithoutADisplayEverythingGoesOn)
