@@ -2,13 +2,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <cstdlib>
-#include <fstream>
-#include <iostream>
-#include <random>
 
 #include "braid/disk/seam.h"
 #include "home_pair.h"
@@ -21,13 +16,12 @@ namespace
 namespace fs = std::filesystem;
 
 std::atomic<long> gLeft{0};
-std::atomic<int> gExchangeError{0};
 
 /// The process dies before its n-th operation that would change a disk.
 int killAtCountdown(seam::Operation operation, const char*)
 {
     if (seam::changesDisk(operation) && gLeft.fetch_sub(1) == 1) ::raise(SIGKILL);
-    return operation == seam::Operation::Exchange ? gExchangeError.load() : 0;
+    return 0;
 }
 
 /// True if the pass came to its end before the n-th operation.
@@ -177,164 +171,6 @@ TEST(Crash, KilledBeforeEveryChangeOfADisk)
 {
     for (const auto& scenario : kScenarios)
         killEverywhere(scenario);
-}
-
-TEST(Crash, TheSameOnAFileSystemThatCannotExchange)
-{
-    gExchangeError = EINVAL;
-    for (const auto& scenario : kScenarios)
-        killEverywhere(scenario);
-    gExchangeError = 0;
-}
-
-std::uint64_t testSeed()
-{
-    const char* fixed = std::getenv("BRAID_SEED");
-    return fixed ? std::strtoull(fixed, nullptr, 10) : std::random_device{}();
-}
-
-/// People at work on both homes. Every content is unique, so that none can stand in for another.
-class People
-{
-public:
-    explicit People(std::uint64_t seed) : mRandom(seed) {}
-
-    std::size_t below(std::size_t bound) { return mRandom() % bound; }
-
-    void work(const HomePair& pair)
-    {
-        const std::size_t count = 1 + below(8);
-        for (std::size_t i = 0; i < count; ++i)
-            edit(below(2) == 0 ? pair.local() : pair.network());
-    }
-
-private:
-    /// A few names, so that both sides meet at the same ones, sometimes as a file and sometimes as a folder.
-    std::string name()
-    {
-        constexpr const char* kNames[] = {"a", "b", "c\xff", "a-b"};
-        return kNames[below(std::size(kNames))];
-    }
-    std::string path()
-    {
-        std::string path = name();
-        for (std::size_t depth = below(3); depth > 0; --depth)
-            path += "/" + name();
-        return path;
-    }
-    std::string content()
-    {
-        // Often of equal size, so that only reading tells them apart.
-        return "content " + std::to_string(1'000'000 + ++mSerial) + (below(4) == 0 ? std::string(below(50), 'x') : "");
-    }
-
-    void edit(const fs::path& home)
-    {
-        const fs::path item = home / path();
-        std::error_code error;
-        const auto status = fs::symlink_status(item, error);
-        switch (below(9)) {
-        case 0:
-            fs::remove_all(item, error);
-            return;
-        case 1:
-            if (fs::exists(status)) fs::rename(item, home / path(), error);
-            return;
-        case 2:
-            fs::create_directories(item, error);
-            return;
-        case 3:
-            if (!fs::exists(status)) fs::create_symlink("target " + std::to_string(++mSerial), item, error);
-            return;
-        case 4:
-            if (fs::is_regular_file(status)) ::chmod(item.c_str(), below(2) == 0 ? 0600 : 0644);
-            return;
-        case 5:
-            if (fs::is_regular_file(status))
-                setTime(item, 1'500'000'000'000'000'000 + static_cast<std::int64_t>(++mSerial));
-            return;
-        default:
-            if (fs::is_directory(status) || fs::is_symlink(status)) return;
-            fs::create_directories(item.parent_path(), error);
-            if (!error) write(item, content(), below(2) == 0);
-        }
-    }
-
-    std::mt19937_64 mRandom;
-    std::uint64_t mSerial = 0;
-};
-
-void nothingIsLostOrLeftToDo(HomePair& pair, const PassSettings& settings, const std::set<std::string>& written)
-{
-    const std::set<std::string> kept = everythingKept(pair);
-    for (const std::string& content : written)
-        ASSERT_TRUE(kept.contains(content)) << content;
-    ASSERT_EQ(writesOf(runPass(settings, {})), 0U);
-}
-
-TEST(Model, AnyEditsConvergeAndLoseNothing)
-{
-    const std::uint64_t seed = testSeed();
-    SCOPED_TRACE("replay with BRAID_SEED=" + std::to_string(seed));
-    std::cout << "BRAID_SEED=" << seed << "\n";
-    People people{seed};
-    for (int history = 0; history < 12; ++history) {
-        HomePair pair;
-        for (int round = 0; round < 8; ++round) {
-            SCOPED_TRACE("history " + std::to_string(history) + " round " + std::to_string(round));
-            people.work(pair);
-            const std::set<std::string> before = everythingKept(pair);
-            if (people.below(2) == 0) syncKilledAt(pair.settings(), static_cast<long>(1 + people.below(60)));
-            // Edits after the kill may delete on purpose; without them, what was there before it counts.
-            const bool worksAgain = people.below(3) == 0;
-            if (worksAgain) people.work(pair);
-
-            const std::set<std::string> written = worksAgain ? everythingKept(pair) : before;
-            PassSettings settings = pair.settings();
-            settings.allowMassDeletion = true;
-            settings.jobs[0].options.resolveConflictsInFavorOf = people.below(2) == 0 ? Peer::Local : Peer::Network;
-            const std::string apart = differences(treeOf(pair.local()), treeOf(pair.network()));
-            const PassReport report = runPass(settings, {});
-            SCOPED_TRACE("differed before the pass (local | network):\n" + apart);
-            ASSERT_EQ(report.result, kPassSucceeded) << report.reason;
-            ASSERT_TRUE(report.conflicts.empty()) << report.conflicts[0].path << ' ' << report.conflicts[0].kind;
-            ASSERT_TRUE(report.errors.empty()) << report.errors[0].path << ' ' << report.errors[0].message;
-            ASSERT_EQ(differences(treeOf(pair.local()), treeOf(pair.network())), "");
-            ASSERT_NO_FATAL_FAILURE(nothingIsLostOrLeftToDo(pair, settings, written));
-        }
-    }
-}
-
-TEST(Model, WithoutResolutionOnlyConflictsStayApart)
-{
-    const std::uint64_t seed = testSeed();
-    SCOPED_TRACE("replay with BRAID_SEED=" + std::to_string(seed));
-    std::cout << "BRAID_SEED=" << seed << "\n";
-    People people{seed};
-    for (int history = 0; history < 12; ++history) {
-        HomePair pair;
-        for (int round = 0; round < 6; ++round) {
-            SCOPED_TRACE("history " + std::to_string(history) + " round " + std::to_string(round));
-            people.work(pair);
-            const std::set<std::string> written = everythingKept(pair);
-            if (people.below(2) == 0) syncKilledAt(pair.settings(), static_cast<long>(1 + people.below(60)));
-            PassSettings settings = pair.settings();
-            settings.allowMassDeletion = true;
-            const PassReport report = runPass(settings, {});
-            ASSERT_TRUE(report.errors.empty()) << report.errors[0].path << ' ' << report.errors[0].message;
-            Tree local = treeOf(pair.local(), false);
-            Tree network = treeOf(pair.network(), false);
-            for (const Conflict& conflict : report.conflicts) {
-                const auto isPart = [&](const auto& item) {
-                    return item.first == conflict.path || item.first.starts_with(conflict.path + "/");
-                };
-                std::erase_if(local, isPart);
-                std::erase_if(network, isPart);
-            }
-            ASSERT_EQ(differences(local, network), "");
-            ASSERT_NO_FATAL_FAILURE(nothingIsLostOrLeftToDo(pair, settings, written));
-        }
-    }
 }
 
 } // namespace

@@ -1,0 +1,44 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "histories.h"
+
+namespace braid::sim
+{
+namespace
+{
+
+/// `name` from the environment, to replay one seed or to run for longer.
+std::uint64_t setting(const char* name, std::uint64_t otherwise)
+{
+    const char* text = std::getenv(name);
+    return text ? std::strtoull(text, nullptr, 10) : otherwise;
+}
+
+constexpr std::uint64_t kShards = 8; // run side by side
+
+class Histories : public testing::TestWithParam<std::uint64_t>
+{
+};
+
+void runShare(std::uint64_t shard, std::uint64_t count, bool isReal)
+{
+    const std::uint64_t each = setting("BRAID_HISTORIES", count) / kShards;
+    EXPECT_EQ(firstFailure(setting("BRAID_SEED", 1) + shard * each, each, isReal), "");
+}
+
+TEST_P(Histories, OnTheSimulatedDisk)
+{
+    runShare(GetParam(), 20'000, false);
+}
+
+TEST_P(Histories, OnTheRealDisk)
+{
+    runShare(GetParam(), 504, true);
+}
+
+INSTANTIATE_TEST_SUITE_P(Shards, Histories, testing::Range(std::uint64_t{0}, kShards));
+
+} // namespace
+} // namespace braid::sim

@@ -1,0 +1,218 @@
+#include "sim_disk.h"
+
+#include <sys/stat.h>
+#include <unicode/normalizer2.h>
+
+#include <algorithm>
+
+#include "braid/text/folding.h"
+
+namespace braid::sim
+{
+
+namespace
+{
+
+constexpr std::uint64_t kNodeBytes = 256;
+
+} // namespace
+
+Disk::Disk(DiskTraits traits, std::uint64_t device) : mTraits(traits), mDevice(device)
+{
+    Node& top = mNodes[kTop];
+    top.item.mode = S_IFDIR | 0755;
+    top.links = 1;
+}
+
+std::string Disk::keyOf(const std::string& name) const
+{
+    if (!mTraits.foldsNames || std::ranges::all_of(name, [](char c) { return c >= 'a' && c <= 'z'; })) return name;
+    std::string folded;
+    text::foldCase(name, folded);
+    UErrorCode code = U_ZERO_ERROR;
+    const auto* form = icu::Normalizer2::getNFCInstance(code);
+    std::string key;
+    form->normalize(icu::UnicodeString::fromUTF8(folded), code).toUTF8String(key);
+    return key;
+}
+
+const Entry* Disk::find(std::uint64_t folder, const std::string& name) const
+{
+    const auto& entries = mNodes.at(folder).entries;
+    const auto found = entries.find(keyOf(name));
+    return found == entries.end() ? nullptr : &found->second;
+}
+
+std::int64_t Disk::stamp(std::int64_t now) const
+{
+    const std::int64_t time = now + mTraits.clockSkew;
+    return time - (time % mTraits.timeStep);
+}
+
+std::uint64_t Disk::make(mode_t mode, std::int64_t now)
+{
+    Node& node = mNodes[++mLast];
+    node.item.mode = mode;
+    if (!mTraits.keepsModes && !S_ISLNK(mode)) node.item.mode = (mode & S_IFMT) | (S_ISDIR(mode) ? 0755U : 0644U);
+    node.item.mtime = node.item.ctime = stamp(now);
+    return mLast;
+}
+
+void Disk::link(std::uint64_t folder, const std::string& key, const std::optional<Entry>& entry)
+{
+    auto& entries = node(folder).entries;
+    if (const auto old = entries.find(key); old != entries.end()) --node(old->second.inode).links;
+    entries.erase(key);
+    if (!entry) return;
+    ++node(entry->inode).links;
+    entries.emplace(key, *entry);
+}
+
+void Disk::replaceEntry(std::uint64_t folder, const std::string& key, std::optional<Entry> entry, std::int64_t now)
+{
+    Node& parent = node(folder);
+    const auto old = parent.entries.find(key);
+    std::optional<Entry> before;
+    if (old != parent.entries.end()) before = old->second;
+    if (before) node(before->inode).item.ctime = stamp(now);
+    if (entry) node(entry->inode).item.ctime = stamp(now);
+    parent.item.mtime = parent.item.ctime = stamp(now);
+    link(folder, key, entry);
+    mUndo.emplace_back([this, folder, key, before] { link(folder, key, before); });
+}
+
+void Disk::setEntry(std::uint64_t folder, const std::string& name, std::uint64_t inode, std::int64_t now)
+{
+    replaceEntry(folder, keyOf(name), Entry{name, inode}, now);
+}
+
+void Disk::removeEntry(std::uint64_t folder, const std::string& name, std::int64_t now)
+{
+    replaceEntry(folder, keyOf(name), std::nullopt, now);
+}
+
+Item& Disk::change(std::uint64_t inode)
+{
+    Item& item = node(inode).item;
+    mUndo.emplace_back([this, inode, before = item] { node(inode).item = before; });
+    return item;
+}
+
+int Disk::together(const std::function<void()>& changes)
+{
+    const std::size_t first = mUndo.size();
+    changes();
+    const std::vector<std::function<void()>> undo{mUndo.begin() + static_cast<std::ptrdiff_t>(first), mUndo.end()};
+    mUndo.resize(first);
+    mUndo.emplace_back([undo] {
+        for (auto step = undo.rbegin(); step != undo.rend(); ++step)
+            (*step)();
+    });
+    return 0;
+}
+
+void Disk::closed(std::uint64_t inode)
+{
+    if (const auto node = mNodes.find(inode); node != mNodes.end()) --node->second.opens;
+}
+
+void Disk::closeAll()
+{
+    for (auto& [inode, node] : mNodes)
+        node.opens = 0;
+}
+
+void Disk::keepSynced(Node& node)
+{
+    if (!node.syncedData) node.syncedData = node.data;
+}
+
+void Disk::write(std::uint64_t inode, std::size_t offset, const std::string& bytes, std::int64_t now)
+{
+    Node& file = node(inode);
+    keepSynced(file);
+    if (file.data.size() < offset + bytes.size()) file.data.resize(offset + bytes.size());
+    file.data.replace(offset, bytes.size(), bytes);
+    file.item.mtime = file.item.ctime = stamp(now);
+}
+
+void Disk::truncate(std::uint64_t inode, std::size_t size, std::int64_t now)
+{
+    Node& file = node(inode);
+    keepSynced(file);
+    file.data.resize(size);
+    file.item.mtime = file.item.ctime = stamp(now);
+}
+
+bool Disk::hasRoomFor(std::uint64_t bytes) const
+{
+    constexpr std::uint64_t kPlenty = std::uint64_t{1} << 30;
+    if (mTraits.capacity >= kPlenty) return true;
+    std::uint64_t used = bytes;
+    for (const auto& [inode, node] : mNodes) {
+        if (node.links > 0 || node.opens > 0) used += node.data.size() + kNodeBytes;
+    }
+    return used <= mTraits.capacity;
+}
+
+void Disk::flush(std::uint64_t inode)
+{
+    node(inode).syncedData.reset();
+    mUndo.clear();
+}
+
+void Disk::flushAll()
+{
+    for (auto& [inode, node] : mNodes)
+        node.syncedData.reset();
+    mUndo.clear();
+    forgetUnused();
+}
+
+void Disk::forgetUnused()
+{
+    if (!mUndo.empty()) return; // a power failure may bring any of them back
+    std::vector<std::uint64_t> unused;
+    do {
+        unused.clear();
+        for (const auto& [inode, node] : mNodes) {
+            if (node.links <= 0 && node.opens <= 0) unused.push_back(inode);
+        }
+        for (const std::uint64_t inode : unused) {
+            for (const auto& [key, entry] : node(inode).entries)
+                --node(entry.inode).links;
+            mNodes.erase(inode);
+        }
+    } while (!unused.empty());
+}
+
+void Disk::cutPower(std::mt19937_64& random)
+{
+    const std::size_t kept = random() % (mUndo.size() + 1);
+    for (; mUndo.size() > kept; mUndo.pop_back())
+        mUndo.back()();
+    mUndo.clear();
+    for (auto& [inode, node] : mNodes) {
+        node.opens = 0;
+        if (!node.syncedData) continue;
+        std::string old = std::move(*node.syncedData);
+        node.syncedData.reset();
+        switch (random() % 3) {
+        case 0:
+            node.data = std::move(old);
+            break;
+        case 1: { // the first blocks made it
+            constexpr std::size_t kBlock = 512;
+            const std::size_t fresh = random() % (node.data.size() / kBlock + 1) * kBlock;
+            old.replace(0, std::min(fresh, old.size()), node.data, 0, fresh);
+            node.data = std::move(old);
+            break;
+        }
+        default:
+            break;
+        }
+    }
+    forgetUnused();
+}
+
+} // namespace braid::sim
