@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -37,16 +38,18 @@ std::string recordPath(const std::string& name)
     return "/Library/Directory/Local/Users/" + name + ".plist";
 }
 
-std::string xmlText(const std::string& text)
+/// As a record's home description takes URL and path, so that no character of theirs ends it early.
+std::string percentEscaped(const std::string& text)
 {
+    constexpr std::string_view kPlain = "/._~:-";
     std::string escaped;
-    for (const char c : text) {
-        if (c == '&') {
-            escaped += "&amp;";
-        } else if (c == '<') {
-            escaped += "&lt;";
+    for (const unsigned char c : text) {
+        if (std::isalnum(c) != 0 || kPlain.find(static_cast<char>(c)) != std::string_view::npos) {
+            escaped += static_cast<char>(c);
         } else {
-            escaped += c;
+            std::array<char, 4> code{};
+            std::snprintf(code.data(), code.size(), "%%%02X", c);
+            escaped += code.data();
         }
     }
     return escaped;
@@ -56,7 +59,7 @@ std::string xmlText(const std::string& text)
 Dictionary recordOf(const EnrollOptions& options, const std::string& home, const std::string& path)
 {
     const auto location =
-        "<home_dir><url>" + xmlText(options.url) + "</url><path>" + xmlText(path) + "</path></home_dir>";
+        "<home_dir><url>" + percentEscaped(options.url) + "</url><path>" + percentEscaped(path) + "</path></home_dir>";
     return {
         {kHomeAttribute, Array{home}},
         {kOriginalHomeLocAttribute, Array{location}},
@@ -82,6 +85,9 @@ std::optional<std::string> whyNot(const EnrollOptions& options, const platform::
         return options.url.starts_with(scheme) && options.url.size() > scheme.size();
     });
     if (!isKnown) return "the URL must begin with file://, nfs://, smb:// or sftp:// and name a share";
+    const fs::path path = options.path;
+    if (path.is_absolute() || std::ranges::find(path, fs::path("..")) != path.end())
+        return "the path must lead to a folder in the share";
     if (urlWithoutUserInfo(options.url) != options.url)
         return "the URL must not carry a user name or password: a login brings them";
     if (access(platform::systemPath(recordPath(user.name)).c_str(), F_OK) == 0)
