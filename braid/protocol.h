@@ -8,6 +8,8 @@ namespace braid::protocol
 {
 
 inline constexpr const char* kBusName = "com.kestrel.braid";
+/// Held by the session's engine while a login's engine has the home: kBusName is about to come back.
+inline constexpr const char* kWaitingBusName = "com.kestrel.braid.waiting";
 inline constexpr const char* kObjectPath = "/com/kestrel/braid";
 inline constexpr const char* kInterface = "com.kestrel.braid.Engine";
 

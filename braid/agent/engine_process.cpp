@@ -33,8 +33,6 @@ constexpr double kNameGoneSeconds = 0.15;
 // Killing it there loses nothing.
 constexpr double kLongestEndSeconds = 5;
 
-constexpr const char* kWaitingName = "com.kestrel.braid.waiting";
-
 QString latin(const char* text)
 {
     return QString::fromLatin1(text);
@@ -115,7 +113,7 @@ bool EngineProcess::mayWait()
         DebugLog(0, "%s is served by another process already", protocol::kBusName);
         return false;
     }
-    if (!mBus.connection().registerService(latin(kWaitingName))) {
+    if (!mBus.connection().registerService(latin(protocol::kWaitingBusName))) {
         DebugLog(0, "place: another engine of this session waits for it already");
         return false;
     }
@@ -129,7 +127,7 @@ void EngineProcess::serve()
         QMetaObject::invokeMethod(this, std::move(task), Qt::QueuedConnection);
     };
     mServing = std::make_unique<Serving>(*this, post);
-    if (mHadToWait) mBus.connection().unregisterService(latin(kWaitingName));
+    if (mHadToWait) mBus.connection().unregisterService(latin(protocol::kWaitingBusName));
     if (mServing->service->takeName()) return;
     DebugLog(0, "%s is served by another process already", protocol::kBusName);
     finish(End::Failed);

@@ -113,8 +113,10 @@ bool EngineLink::waitForName(const DetachedProcess* process)
 {
     const auto deadline = mRunLoop.now() + seconds(kNameWaitSeconds);
     while (!isRunning()) {
-        // An engine that ended early may have lost a race against another one, whose name is there by then.
-        if (process != nullptr && process->hasEnded()) return isRunning();
+        // An engine that ended early may have lost a race against another one, whose name is there by then, or comes
+        // as soon as a login's engine has left the home.
+        const bool hasEnded = process != nullptr && process->hasEnded();
+        if (hasEnded && !bus().hasOwner(latin(protocol::kWaitingBusName))) return isRunning();
         if (mExpectedPid != 0 && ::kill(mExpectedPid, 0) != 0 && errno == ESRCH) return false;
         if (mRunLoop.now() >= deadline || mRunLoop.waitsShallEnd()) return false;
         mRunLoop.runFor(seconds(kSliceSeconds));
