@@ -32,7 +32,8 @@ def wait_for(condition, seconds, what):
 
 
 # Shows no alert but answers it: by the first line of the file "answers", which it takes away. The answer "wait" keeps
-# the alert up until its reader goes or there is another answer. What it was asked goes to the file "alerts".
+# the alert up until its reader goes or there is another answer; without an answer it is a program without a display.
+# What it was asked goes to the file "alerts".
 ALERT_DOUBLE = """#!/usr/bin/python3
 import os, pathlib, plistlib, select, sys, time
 top = pathlib.Path(os.environ["ROAMER_ROOT"]).parent
@@ -43,10 +44,10 @@ reader = select.poll()
 reader.register(1, select.POLLERR)
 while True:
     lines = (top / "answers").read_text().split()
-    if lines and lines[0] != "wait":
-        break
-    if reader.poll(50):
+    if not lines or lines[0] == "wait" and reader.poll(50):
         sys.exit(1)
+    if lines[0] != "wait":
+        break
 (top / "answers").write_text("\\n".join(lines[1:]))
 sys.stdout.buffer.write(plistlib.dumps({"version": 1, "responseFlags": int(lines[0])}))
 """
@@ -259,7 +260,10 @@ class World:
         mark = f"ROAMER_ROOT={self.root}".encode()
         for process in Path("/proc").glob("[0-9]*"):
             with contextlib.suppress(OSError):
-                if (process / "comm").read_text().strip() in names and mark in environment_of(process.name):
+                # A program that executed itself anew has another command name, a script another first argument.
+                own_name = Path((process / "cmdline").read_bytes().split(b"\0")[0].decode(errors="replace")).name
+                is_wanted = own_name in names or (process / "comm").read_text().strip() in names
+                if is_wanted and mark in environment_of(process.name):
                     if (process / "stat").read_text().rsplit(")", 1)[1].split()[0] != "Z":
                         pids.append(int(process.name))
         return pids

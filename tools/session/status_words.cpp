@@ -24,7 +24,7 @@ constexpr std::array kStatuses = std::to_array<StatusFacts>({
     {-128, true, "the connection to the network home was stopped"},
     {-61, false, "the network home is missing, or cannot be opened"},
     {-10, false, "the sync engine could not be started"},
-    {-3, false, "the sync ended because it would have written to a home that must not be written"},
+    {-3, false, "nothing serves the mounts of this session, or a home that must not be written would have been"},
     {-2, false, "the sync engine ended before the sync was done"},
     {-1, false, "the sync could not be started"},
     {0, true, "done"},
