@@ -73,7 +73,7 @@ void LoginLogoutSync::takeHomeLock(Run& run)
 {
     int error = 0;
     run.lockFileRefNum = mParts.homeLock.pavoCheckAndOpenVEXLockFileInHomeDir(
-        mParts.homes.getNetworkHomePath(run.mountPoint), mParts.state.mUserRecord->uid(),
+        mParts.homes.getNetworkHomePath(run.mountPoint), userRecord().uid(),
         mParts.ethernetAddress.AmruEthernetAddress(), false, &error);
     if (run.lockFileRefNum != 0) return;
     DebugLog(1, "Pavo.doPavoLoginLogout: lockFileRefNum = %d  err = %d", run.lockFileRefNum, error);

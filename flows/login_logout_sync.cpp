@@ -106,6 +106,13 @@ std::int32_t LoginLogoutSync::doPavoLoginLogout(bool atLogin, bool firstTimeSync
     return run.status;
 }
 
+const AmruVEXRecord& LoginLogoutSync::userRecord() const
+{
+    const auto& record = mParts.state.mUserRecord;
+    if (!record) throw platform::Failure(platform::kInvalidArgument, "nobody's account is known");
+    return *record;
+}
+
 /// Steps that say Leave end here. Those that say SetUpPeriodicSync skip the sync; at login background syncs begin all
 /// the same.
 void LoginLogoutSync::runSteps(Run& run)
@@ -166,7 +173,7 @@ LoginLogoutSync::Step LoginLogoutSync::mountHome(Run& run)
     const auto shownURL = urlWithoutUserInfo(url);
     DebugLog(2, "Pavo.doPavoLoginLogout: url = %s", logText(shownURL));
 
-    const auto home = mParts.state.mUserRecord->originalHome();
+    const auto home = userRecord().originalHome();
     const bool isAbsolute = home && home->starts_with('/');
     if (run.firstTimeSync && isAbsolute && mParts.homes.makeDirectoryPath(*home)) {
         run.password.wipe();
@@ -176,7 +183,7 @@ LoginLogoutSync::Step LoginLogoutSync::mountHome(Run& run)
     const bool async = run.atLogin || (url && url->starts_with("nfs://"));
     run.status =
         mParts.homeMount.waitForMount(url, async, run.atLogin ? kLoginSync : kLogoutSync, false, run.allowCancel,
-                                      mParts.state.mUserRecord->recordName(), run.password.text(), run.mountPoint);
+                                      userRecord().recordName(), run.password.text(), run.mountPoint);
     run.password.wipe();
     DebugLog(2, "Pavo.doPavoLoginLogout: -waitForMount:%s = %ld mountPoint = %s", logText(shownURL),
              static_cast<long>(run.status), logText(run.mountPoint));
@@ -208,7 +215,7 @@ void LoginLogoutSync::recordSync(Run& run)
     if (run.lockFileRefNum != 0) return;
     // Both homes are in step now, whoever held the network home before.
     run.lockFileRefNum = mParts.homeLock.pavoCheckAndOpenVEXLockFileInHomeDir(
-        mParts.homes.getNetworkHomePath(run.mountPoint), mParts.state.mUserRecord->uid(), std::nullopt, true, nullptr);
+        mParts.homes.getNetworkHomePath(run.mountPoint), userRecord().uid(), std::nullopt, true, nullptr);
     DebugLog(2, "Pavo.doPavoLoginLogout: Overrode lock with new lockrefnum = %d", run.lockFileRefNum);
 }
 
@@ -216,7 +223,7 @@ LoginLogoutSync::Step LoginLogoutSync::launchEngine(Run& run)
 {
     // What a process starts that is about to end, it would only have to stop again.
     if (mParts.runLoop.waitsShallEnd()) return Step::Leave;
-    const auto& record = *mParts.state.mUserRecord;
+    const auto& record = userRecord();
     run.mirrorAgentPID =
         mParts.mirrorAgent.launchMirrorAgentAsUser(record.recordName().value_or(""), record.uid(), record.gid());
     if (run.mirrorAgentPID != 0) return Step::Continue;

@@ -89,6 +89,8 @@ private:
     enum class Step { Continue, SetUpPeriodicSync, Leave };
 
     void stopBackgroundSync();
+    /// For the steps after the account check.
+    const AmruVEXRecord& userRecord() const;
     void runSteps(Run& run);
 
     // Is there anything to do, and can it be done?

@@ -7,7 +7,8 @@ namespace roamer
 
 void SyncJobs::append(const SyncJob& job, Dictionary jobOptions)
 {
-    inclusionSets.push_back(job.inclusion.value());
+    if (!job.inclusion) return;
+    inclusionSets.push_back(*job.inclusion);
     exclusionSets.push_back(job.exclusion);
     options.push_back(std::move(jobOptions));
 }

@@ -27,7 +27,7 @@ struct SyncJobs {
 
     /// Where the next job goes.
     unsigned nextIndex() const { return static_cast<unsigned>(inclusionSets.size()); }
-    /// A job that is due, with its options.
+    /// A job with its options; one that is not due is left out.
     void append(const SyncJob& job, Dictionary jobOptions);
 };
 

@@ -45,8 +45,8 @@ public:
         text.reserve(kMostBytes + 1); // it never moves, so that no copy stays behind
         const char* problem = readInto(text);
         letGoOfInput();
+        if (problem == nullptr && !roamer::isUtf8(text)) problem = "it is no UTF-8";
         Secret password(std::move(text));
-        if (problem == nullptr && !roamer::isUtf8(*password.text())) problem = "it is no UTF-8";
         if (problem != nullptr) {
             roamer::DebugLog(1, "StandardInput: no password was taken: %s", problem);
             password.wipe();
