@@ -76,13 +76,14 @@ def environment_of(pid):
 class World:
     """One computer. Those that are given the share of another one have that one's network home."""
 
-    def __init__(self, share=None, address="02:00:00:00:00:0a"):
+    def __init__(self, share=None, address="02:00:00:00:00:0a", user=USER):
         self.top = Path(tempfile.mkdtemp(prefix="roamer-test-"))
         self.root = self.top / "root"
         self.local = self.top / "local home"
         self.share = share or self.top / "share"
         self.network = self.share / "jo ü%"
         self.address = address
+        self.user = user
         for folder in ("Library/Preferences", "Library/Directory/Local/Users", "Volumes", "sys/class/net/en0"):
             (self.root / folder).mkdir(parents=True)
         (self.root / "sys/class/net/en0/address").write_text(address + "\n")
@@ -91,6 +92,7 @@ class World:
         (self.local / "Library/Preferences").mkdir(parents=True)
         (self.network / "Library/Preferences").mkdir(parents=True, exist_ok=True)
         self.children = []
+        self.handed_over_a_password = False
         self.environment = {
             **{key: value for key, value in os.environ.items() if not key.startswith(("DBUS_", "ROAMER_", "XDG_"))},
             "ROAMER_ROOT": str(self.root),
@@ -105,6 +107,13 @@ class World:
         self.wait_for_name("com.kestrel.lobby.notify")
 
     def close(self):
+        if self.handed_over_a_password:
+            # lobbyd keeps it in the kernel, beyond its own end: request 1006 takes it out again.
+            body = plistlib.dumps({"UserID": os.getuid()})
+            arguments = ("int32:1006", "array:byte:" + ",".join(str(byte) for byte in body))
+            self.bus(
+                "--dest=com.kestrel.lobby.notify", "/com/kestrel/MessagePort", "com.kestrel.MessagePort.Message", *arguments
+            )
         for pid in self.pids("BraidAgent", "roamer", "roamer-session"):
             with contextlib.suppress(ProcessLookupError):
                 os.kill(pid, signal.SIGCONT)
@@ -145,6 +154,15 @@ class World:
         self.replace_program("roamer-window", WINDOW_DOUBLE)
         self.environment["QT_QPA_PLATFORM"] = "offscreen"
 
+    def give_to_the_user(self):
+        """Both homes and the place for answers and logs, when the account is not the one that runs the test."""
+        (self.root / "Library/Logs").mkdir()
+        for top in (self.local, self.share, self.root / "Library/Logs"):
+            for path in [top, *top.rglob("*")]:
+                if not path.is_symlink():
+                    shutil.chown(path, self.user)
+        shutil.chown(self.top, self.user)
+
     def answer(self, *answers):
         """What the next alerts get: 0 the default button, 1 the alternate, 2 the other one, or "wait"."""
         (self.top / "answers").write_text("\n".join(str(answer) for answer in answers))
@@ -171,7 +189,7 @@ class World:
             "axAttrTypeNative:preserved_attributes": ["axAttrTypeStandard:RealName"],
             **changes,
         }
-        self.write_plist(self.root / f"Library/Directory/Local/Users/{USER}.plist", record)
+        self.write_plist(self.root / f"Library/Directory/Local/Users/{self.user}.plist", record)
 
     def prefer(self, preferences):
         """Sets the user's sync preferences."""
@@ -179,7 +197,7 @@ class World:
 
     def manage(self, preferences):
         """Sets the administrator's sync preferences for the user."""
-        self.write_plist(self.root / f"Library/Managed Preferences/{USER}/com.kestrel.roamer.plist", preferences)
+        self.write_plist(self.root / f"Library/Managed Preferences/{self.user}/com.kestrel.roamer.plist", preferences)
 
     def preferences(self, home=None):
         path = (home or self.local) / "Library/Preferences/com.kestrel.roamer.plist"
@@ -234,6 +252,7 @@ class World:
             stderr=subprocess.STDOUT,
             text=True,
         )
+        self.handed_over_a_password = True
         child.stdin.write(password)
         child.stdin.close()
         child.stdin = None

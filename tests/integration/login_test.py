@@ -1,7 +1,7 @@
 """Logins and logouts with real processes: what becomes of both homes, the lock, the times and the flags."""
 
 import os
-import plistlib
+import pwd
 import signal
 import subprocess
 import sys
@@ -45,7 +45,8 @@ class Logins(unittest.TestCase):
 
     def assert_nothing_is_left(self, world):
         self.wait_for_the_end(world)
-        self.assertEqual([entry.name for entry in (world.root / "Library/Session").iterdir()], [f"{os.getuid()}.lock"])
+        uid = pwd.getpwnam(world.user).pw_uid
+        self.assertEqual([entry.name for entry in (world.root / "Library/Session").iterdir()], [f"{uid}.lock"])
 
     def assert_synced(self, world):
         self.assertEqual(tree(world.local), tree(world.network))
@@ -219,6 +220,27 @@ class OneComputer(Logins):
         self.expect(self.world, "login", status=1, words="(status -61)")
         self.assertEqual(len(self.world.alerts()), 1)
         self.assertEqual(tree(self.world.local), before)
+
+    @unittest.skipUnless(os.getuid() == 0, "only root logs somebody else in")
+    def test_links_in_the_home_lead_a_login_that_root_starts_nowhere(self):
+        world = self.computer(user="nobody")
+        roots = world.top / "roots"
+        write(roots / "file", "root's own")
+        write(world.network / "Documents/plan.txt", "theirs\n")
+        (world.network / "Library/Preferences").rmdir()
+        (world.network / "Library/Preferences").symlink_to(roots)
+        (world.network / ".vexlc").symlink_to(roots / "file")
+        (world.network / ".Braid").symlink_to(roots)
+        world.give_to_the_user()
+        world.answer(SYNC_NOW, NETWORK_HOME)
+        (world.top / "answers").chmod(0o666)
+        code, output = world.run_session("login", "--user", "nobody", "--first-time")
+        self.assertIn('login of "nobody"', output)
+        self.assert_nothing_is_left(world)
+        self.assertIn("Pavo.doPavoLoginLogout: done", world.log())
+        self.assertEqual([entry.name for entry in roots.iterdir()], ["file"])
+        self.assertEqual((roots / "file").read_text(), "root's own")
+        self.assertEqual({path.owner() for path in world.local.rglob("*")}, {"nobody"})
 
     def test_giving_up_the_wait_ends_nothing(self):
         self.sync_once()
