@@ -218,7 +218,7 @@ void ConflictsWindow::selectionChanged()
 
 void ConflictsWindow::decide(const char* keep)
 {
-    const auto items = selected();
+    const auto items = thoseThatTake(keep, selected());
     if (items.empty()) return;
     mModel.setBusy(items, true);
     ++mUnderWay;

@@ -15,6 +15,7 @@ namespace
 {
 
 constexpr int kMargin = 16;
+constexpr int kButtonRoom = 16;
 constexpr double kNameSize = 1.25;
 
 void scrollTogether(QPlainTextEdit& one, QPlainTextEdit& other)
@@ -91,12 +92,12 @@ void DetailPane::showOne(const Item& item)
     mName->setText(nameOf(item));
     mFolder->setText(folderOf(item));
     mFolder->setVisible(!mFolder->text().isEmpty());
-    mSentence->setText(item.isError ? item.message : sentenceOf(item));
+    mSentence->setText(item.isError ? sentenceOf(item) + QStringLiteral("\n\n") + item.message : sentenceOf(item));
     mCards->setVisible(isComparable(item));
     if (!isComparable(item)) return;
     const auto choices = choicesFor(mItems);
-    mLocal->show(headingOf(item.local, true), factsOf(item.local, isNew(item)), words(choices.at(0).label));
-    mNetwork->show(headingOf(item.network, false), factsOf(item.network, isNew(item)), words(choices.at(1).label));
+    mLocal->show(headingOf(item.local, true), factsOf(item, true), words(choices.at(0).label));
+    mNetwork->show(headingOf(item.network, false), factsOf(item, false), words(choices.at(1).label));
     readVersions();
 }
 
@@ -105,7 +106,9 @@ void DetailPane::showMany()
     mReader.drop();
     mName->setText(words(Text::SelectedMany, QString::number(mItems.size())));
     mFolder->hide();
-    mSentence->setText(words(choicesFor(mItems).empty() ? Text::SelectedMixed : Text::SelectedLead));
+    const auto errors = std::ranges::count_if(mItems, &Item::isError);
+    const bool isMixed = errors > 0 && errors < static_cast<std::ptrdiff_t>(mItems.size());
+    mSentence->setText(words(isMixed ? Text::SelectedMixed : Text::SelectedLead));
     mCards->hide();
 }
 
@@ -179,6 +182,7 @@ void DetailPane::addButton(const QString& text, const std::function<void()>& pre
 {
     auto* button = new QPushButton(text);
     button->setAutoDefault(false);
+    button->setMinimumWidth(button->sizeHint().width() + kButtonRoom);
     button->setEnabled(isEnabled);
     // Pressing it may lead to other buttons in its place.
     connect(button, &QPushButton::clicked, this, press, Qt::QueuedConnection);

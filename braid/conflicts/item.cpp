@@ -4,6 +4,7 @@
 #include <QLocale>
 
 #include <algorithm>
+#include <iterator>
 
 #include "braid/protocol.h"
 #include "braid/reconcile/decide.h"
@@ -64,6 +65,11 @@ bool isMassDeletion(const Item& item)
     return item.kind == braid::conflicts::kMassDeletion;
 }
 
+bool isNew(const Item& item)
+{
+    return item.kind == braid::conflicts::kCreateCreate;
+}
+
 QString kindWord(ItemVersion::Kind kind)
 {
     switch (kind) {
@@ -96,14 +102,15 @@ Matters readMatters(const Dictionary& answer)
 
 std::vector<Choice> choicesFor(const std::vector<Item>& items)
 {
-    const auto errors = std::ranges::count_if(items, &Item::isError);
-    if (errors == static_cast<std::ptrdiff_t>(items.size()) && errors > 0) return {{nullptr, Text::Retry}};
-    if (errors > 0 || items.empty()) return {};
-    if (items.size() > 1) {
-        if (std::ranges::any_of(items, isMassDeletion)) return {};
-        return {{protocol::kKeepLocal, Text::KeepLocal},
-                {protocol::kKeepNetwork, Text::KeepNetwork},
-                {protocol::kKeepBoth, Text::KeepBoth}};
+    std::vector<Choice> choices;
+    if (items.size() != 1 || items.front().isError) {
+        if (std::ranges::any_of(items, [](const Item& item) { return !item.isError && !isMassDeletion(item); })) {
+            choices = {{protocol::kKeepLocal, Text::KeepLocal},
+                       {protocol::kKeepNetwork, Text::KeepNetwork},
+                       {protocol::kKeepBoth, Text::KeepBoth}};
+        }
+        if (std::ranges::any_of(items, &Item::isError)) choices.push_back({nullptr, Text::Retry});
+        return choices;
     }
     const auto& item = items.front();
     if (isMassDeletion(item)) {
@@ -118,6 +125,15 @@ std::vector<Choice> choicesFor(const std::vector<Item>& items)
     return {{protocol::kKeepLocal, Text::KeepLocal},
             {protocol::kKeepNetwork, Text::KeepNetwork},
             {protocol::kKeepBoth, Text::KeepBoth}};
+}
+
+std::vector<Item> thoseThatTake(const char* keep, const std::vector<Item>& items)
+{
+    std::vector<Item> result;
+    std::ranges::copy_if(items, std::back_inserter(result), [&](const Item& item) {
+        return item.isError == (keep == nullptr) && (items.size() == 1 || !isMassDeletion(item));
+    });
+    return result;
 }
 
 QString nameOf(const Item& item)
@@ -148,21 +164,21 @@ QString sentenceOf(const Item& item)
     return words(isNew(item) ? Text::BothCreated : Text::BothChanged);
 }
 
-bool isNew(const Item& item)
+Facts factsOf(const Item& item, bool isLocal)
 {
-    return item.kind == braid::conflicts::kCreateCreate;
-}
-
-QString factsOf(const ItemVersion& version, bool isNew)
-{
-    if (version.kind == ItemVersion::Kind::Absent) return words(Text::Deleted);
-    const auto when = QDateTime::fromMSecsSinceEpoch(version.mtime / kNanosecondsPerMillisecond);
+    const auto& version = isLocal ? item.local : item.network;
+    const auto& other = isLocal ? item.network : item.local;
+    if (version.kind == ItemVersion::Kind::Absent) return {words(Text::Deleted), {}};
     const QLocale locale;
-    QString text = words(isNew ? Text::CreatedAt : Text::ChangedAt, locale.toString(when, QLocale::ShortFormat));
-    const bool isFile = version.kind == ItemVersion::Kind::File;
-    text += QStringLiteral(" · ");
-    return text +
-           (isFile ? locale.formattedDataSize(version.size, 1, QLocale::DataSizeSIFormat) : kindWord(version.kind));
+    const auto when = QDateTime::fromMSecsSinceEpoch(version.mtime / kNanosecondsPerMillisecond);
+    Facts facts;
+    facts.when = words(isNew(item) ? Text::CreatedAt : Text::ChangedAt, locale.toString(when, QLocale::ShortFormat));
+    const bool areAlike = version.kind == other.kind;
+    if (areAlike && version.mtime > other.mtime) facts.when += QStringLiteral(" · ") + words(Text::Newer);
+    facts.what = version.kind == ItemVersion::Kind::File
+                     ? locale.formattedDataSize(version.size, 1, QLocale::DataSizeSIFormat)
+                     : kindWord(version.kind);
+    return facts;
 }
 
 QString headingOf(const ItemVersion& version, bool isLocal)

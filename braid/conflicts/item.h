@@ -50,15 +50,20 @@ struct Choice {
     const char* keep;
     Text label;
 };
-/// None where the items are of different kinds. The first two of a single conflict are the sides, local first.
+/// The first two of a single conflict are the sides, local first. What of several items cannot be decided that way is
+/// left as it is.
 std::vector<Choice> choicesFor(const std::vector<Item>& items);
+std::vector<Item> thoseThatTake(const char* keep, const std::vector<Item>& items);
 
 QString nameOf(const Item& item);
 QString folderOf(const Item& item); ///< Empty at the top of the home.
 QString sentenceOf(const Item& item);
-/// "Changed 24.11.2026 21:03 · 14 KB".
-QString factsOf(const ItemVersion& version, bool isNew);
-bool isNew(const Item& item);
+/// When and how it came about, and what it is: "Changed 24.11.2026 21:03 · newer", "14 KB".
+struct Facts {
+    QString when;
+    QString what;
+};
+Facts factsOf(const Item& item, bool isLocal);
 QString headingOf(const ItemVersion& version, bool isLocal);
 
 } // namespace braid::window

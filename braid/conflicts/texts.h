@@ -49,6 +49,7 @@ enum class Text {
     SelectedMany, ///< %1: how many
     SelectedLead,
     SelectedMixed,
+    Newer,
     SelectAll,
     ShowSetAside, ///< %1: how many
     IsSetAside,

@@ -41,15 +41,16 @@ void PictureView::paintEvent(QPaintEvent* /*event*/)
 }
 
 VersionCard::VersionCard(QWidget* parent)
-    : QFrame(parent), mHeading(new windows::ElidedLabel), mFacts(new windows::ElidedLabel),
-      mPreview(new QStackedWidget), mNote(new QLabel), mText(new QPlainTextEdit), mPicture(new PictureView),
-      mButton(new QPushButton)
+    : QFrame(parent), mHeading(new windows::ElidedLabel), mWhen(new windows::ElidedLabel),
+      mWhat(new windows::ElidedLabel), mPreview(new QStackedWidget), mNote(new QLabel), mText(new QPlainTextEdit),
+      mPicture(new PictureView), mButton(new QPushButton)
 {
     setFrameShape(QFrame::StyledPanel);
     QFont bold = font();
     bold.setWeight(QFont::DemiBold);
     mHeading->setFont(bold);
-    mFacts->setProperty("secondary", true);
+    mWhen->setProperty("secondary", true);
+    mWhat->setProperty("secondary", true);
     mNote->setAlignment(Qt::AlignCenter);
     mNote->setWordWrap(true);
     mNote->setEnabled(false);
@@ -67,7 +68,8 @@ VersionCard::VersionCard(QWidget* parent)
     layout->setContentsMargins(kPadding, kPadding, kPadding, kPadding);
     layout->setSpacing(4);
     layout->addWidget(mHeading);
-    layout->addWidget(mFacts);
+    layout->addWidget(mWhen);
+    layout->addWidget(mWhat);
     layout->addSpacing(6);
     layout->addWidget(mPreview, 1);
     layout->addSpacing(8);
@@ -75,13 +77,14 @@ VersionCard::VersionCard(QWidget* parent)
     connect(mButton, &QPushButton::clicked, this, &VersionCard::chosen);
 }
 
-void VersionCard::show(const QString& heading, const QString& facts, const QString& button)
+void VersionCard::show(const QString& heading, const Facts& facts, const QString& button)
 {
     mHeading->setText(heading);
-    mFacts->setText(facts);
-    mBareFacts = facts;
+    mWhen->setText(facts.when);
+    mWhat->setText(facts.what);
+    mBareWhat = facts.what;
     mButton->setText(button);
-    mButton->setAccessibleDescription(heading + QStringLiteral(", ") + facts);
+    mButton->setAccessibleDescription(QStringList{heading, facts.when, facts.what}.join(QStringLiteral(", ")));
     mText->setAccessibleName(heading);
     mPicture->setAccessibleName(heading);
 }
@@ -124,7 +127,7 @@ bool VersionCard::showPicture(const std::string& bytes)
     const QImage image = reader.read();
     if (image.isNull()) return false;
     const auto pixels = words(Text::Pixels, QStringLiteral("%1 × %2").arg(image.width()).arg(image.height()));
-    mFacts->setText(mBareFacts + QStringLiteral(" · ") + pixels);
+    mWhat->setText(mBareWhat + QStringLiteral(" · ") + pixels);
     mPicture->show(QPixmap::fromImage(image));
     mPreview->setCurrentWidget(mPicture);
     return true;

@@ -40,7 +40,7 @@ class VersionCard final : public QFrame
 public:
     explicit VersionCard(QWidget* parent = nullptr);
 
-    void show(const QString& heading, const QString& facts, const QString& button);
+    void show(const QString& heading, const Facts& facts, const QString& button);
     void setButtonEnabled(bool isEnabled) { mButton->setEnabled(isEnabled); }
     void showNote(const QString& note);
     void showContent(const VersionContent& content);
@@ -56,12 +56,13 @@ private:
     bool showPicture(const std::string& bytes);
 
     windows::ElidedLabel* mHeading;
-    windows::ElidedLabel* mFacts;
+    windows::ElidedLabel* mWhen;
+    windows::ElidedLabel* mWhat;
     QStackedWidget* mPreview;
     QLabel* mNote;
     QPlainTextEdit* mText;
     PictureView* mPicture;
-    QString mBareFacts;
+    QString mBareWhat;
     QPushButton* mButton;
 };
 
