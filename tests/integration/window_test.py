@@ -1,0 +1,44 @@
+"""A display that dies while somebody logs out."""
+
+import os
+import signal
+import subprocess
+import sys
+import unittest
+
+from harness import wait_for, write
+from login_test import Logins
+
+
+class Windows(Logins):
+    def start_x_server(self):
+        ready, tell = os.pipe()
+        server = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(tell), "-nolisten", "tcp"], pass_fds=[tell], stderr=subprocess.DEVNULL
+        )
+        self.addCleanup(server.wait)
+        self.addCleanup(server.kill)
+        os.close(tell)
+        with os.fdopen(ready) as display:
+            self.world.environment["DISPLAY"] = ":" + display.readline().strip()
+        return server
+
+    def test_an_x_server_that_dies_in_a_logout(self):
+        self.sync_once()
+        for number in range(2000):
+            write(self.world.local / f"Documents/many/{number // 500}/{number}.txt", f"{number}\n" * 20)
+        server = self.start_x_server()
+        logout = self.world.session("logout")
+        self.world.wait_for_log('layout "PavoProgressNoClose" loaded=1')
+        self.world.wait_for_log("Pavo.doSync:kLogoutSync Going into runloop")
+        wait_for(lambda: self.world.log().split("Pavo.doSync:kLogoutSync Going")[1].count("Processing"), 20, "the pass")
+        server.send_signal(signal.SIGKILL)
+        output = logout.communicate(timeout=60)[0]
+        self.assertEqual(logout.returncode, 0, output + self.world.log()[-6000:])
+        self.assertFalse(self.world.pids("roamer-window"))
+        self.assert_nothing_is_left(self.world)
+        self.assert_synced(self.world)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv)
