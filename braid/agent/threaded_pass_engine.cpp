@@ -102,7 +102,7 @@ PassResult Work::run()
     if (auto refused = reach()) return {*std::move(refused), {}, {}};
     if (auto refused = lock()) return {*std::move(refused), {}, {}};
     mResult.report = mRequest.decisions.empty() ? sync() : decide();
-    if (!mStop.stop_requested()) mResult.computers = meetComputers(opened(), mLocalHome);
+    if (!mStop.stop_requested()) mResult.computers = meetComputers(opened(), mLocalHome, mResult.report);
     return std::move(mResult);
 }
 

@@ -2,7 +2,7 @@
 
 _roamerctl() {
     local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD-1]} command=${COMP_WORDS[1]:-}
-    local commands="status conflicts explain log account sync refresh quit get set unset keys enroll unenroll first-sync"
+    local commands="status conflicts explain log account sync refresh quit get set unset keys enroll unenroll first-sync fleet"
     if [ "$COMP_CWORD" -eq 1 ]; then
         mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$word")
         return

@@ -1,5 +1,5 @@
 # fish completion for roamerctl
-set -l commands status conflicts explain log account sync refresh quit get set unset keys enroll unenroll first-sync
+set -l commands status conflicts explain log account sync refresh quit get set unset keys enroll unenroll first-sync fleet
 complete -c roamerctl -f
 complete -c roamerctl -n "not __fish_seen_subcommand_from $commands" -a "$commands"
 complete -c roamerctl -n "__fish_seen_subcommand_from get set unset" -a "(roamerctl keys --names)"

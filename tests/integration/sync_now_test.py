@@ -1,12 +1,14 @@
 """Real processes, real homes: what a person's files look like after `roamer -s`, whatever happens meanwhile."""
 
+import json
 import os
 import signal
+import subprocess
 import sys
 import time
 import unittest
 
-from harness import World, tree, write
+from harness import BUILD, World, tree, write
 
 BACKGROUND_ONLY = {"syncPreferencesAtSyncNow": "dontSync", "syncPreferencesInBackground": "dontSync"}
 
@@ -104,6 +106,15 @@ class SyncNow(unittest.TestCase):
         self.assertEqual((self.world.local / "Documents/plan.txt").read_text(), "mine\n")
         self.assertEqual((self.world.network / "Documents/plan.txt").read_text(), "theirs, longer\n")
         self.assertTrue((self.world.network / "Documents/other.txt").exists())
+        # What the server's administrator sees of it names no file.
+        fleet = subprocess.run(
+            [BUILD / "bin/roamerctl", "fleet", self.world.share, "--json"], capture_output=True, text=True, check=False
+        )
+        self.assertEqual(fleet.returncode, 1)
+        row = json.loads(fleet.stdout)[0]
+        self.assertEqual((row["home"], row["conflicts"], row["errors"]), (self.world.network.name, 1, 0))
+        self.assertAlmostEqual(row["lastGoodPass"], time.time(), delta=60)
+        self.assertNotIn("plan", fleet.stdout)
 
     def test_a_conflict_goes_to_the_side_that_the_preferences_name(self):
         self.world.prefer({"backgroundConflictResolution": "networkHomeWins"})

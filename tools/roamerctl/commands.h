@@ -21,6 +21,7 @@ ExitStatus run(const AccountOptions& options);
 ExitStatus run(const FirstSyncOptions& options);
 ExitStatus run(const EnrollOptions& options);
 ExitStatus run(const UnenrollOptions& options);
+ExitStatus run(const FleetOptions& options);
 
 /// Says why on standard error; kRefused.
 ExitStatus refuse(const std::string& reason);

@@ -167,6 +167,19 @@ void declareEnrolment(CLI::App& app, Request& request)
     addUser(*first, firstOptions->user);
 }
 
+void declareFleet(CLI::App& app, Request& request)
+{
+    auto [fleet, options] =
+        declare<FleetOptions>(app, request, "fleet", "On the server: how it stands with all homes below a folder");
+    fleet->add_option("FOLDER", options->folder, "The folder that holds the network homes")->type_name("")->required();
+    fleet->add_flag_callback(
+        "--json", [options = options] { options->form = FleetOptions::Form::Json; }, "Print one JSON array");
+    fleet->add_flag_callback(
+        "--prometheus", [options = options] { options->form = FleetOptions::Form::Prometheus; },
+        "Print metrics as Prometheus reads them");
+    fleet->footer("Who needs help comes first. Exit status: 0 nothing waits, 1 something does, 3 no such folder.");
+}
+
 std::string helpHint(const CLI::App& app)
 {
     const auto commands = app.get_subcommands();
@@ -185,6 +198,7 @@ std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
     declareMessages(app, request);
     declarePreferences(app, request);
     declareEnrolment(app, request);
+    declareFleet(app, request);
     try {
         const auto isCalled = [&](const CLI::App* command) { return command->check_name(argv[1]); };
         if (argc > 1 && argv[1][0] != '-' && std::as_const(app).get_subcommands(isCalled).empty())

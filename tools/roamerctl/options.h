@@ -104,7 +104,7 @@ struct FleetOptions {
 
 using Request =
     std::variant<StatusOptions, MessageOptions, GetOptions, SetOptions, KeysOptions, ExplainOptions, LogOptions,
-                 ConflictsOptions, AccountOptions, FirstSyncOptions, EnrollOptions, UnenrollOptions>;
+                 ConflictsOptions, AccountOptions, FirstSyncOptions, EnrollOptions, UnenrollOptions, FleetOptions>;
 
 /// What the arguments ask for, or the status to exit with when they ask for help or make no sense (and that was said).
 std::variant<Request, ExitStatus> parse(int argc, const char* const* argv);

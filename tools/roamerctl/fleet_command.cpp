@@ -1,0 +1,148 @@
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <tuple>
+
+#include "braid/agent/computers.h"
+#include "commands.h"
+
+namespace roamer::ctl
+{
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+struct Row {
+    std::string home;
+    braid::agent::Computer computer;
+};
+
+/// People whose files wait come first, then those who were not heard of for longest.
+bool needsHelpBefore(const Row& a, const Row& b)
+{
+    const auto key = [](const Row& row) {
+        const auto& c = row.computer;
+        return std::tuple(-static_cast<std::int64_t>(c.heldDeletions),
+                          -static_cast<std::int64_t>(c.conflicts + c.errors), c.lastGoodPass);
+    };
+    return key(a) < key(b);
+}
+
+/// A name as a person wrote it, without what would steer a terminal or end a quoted text.
+std::string shown(const std::string& name)
+{
+    std::string text;
+    for (const unsigned char c : name)
+        text += c < ' ' || c == 0x7f || c == '"' || c == '\\' ? '?' : static_cast<char>(c);
+    return text;
+}
+
+std::string ageOf(std::int64_t time)
+{
+    if (time == 0) return "never";
+    const auto seconds = std::max<std::int64_t>(std::time(nullptr) - time, 0);
+    if (seconds < 7200) return std::to_string(seconds / 60) + " min";
+    if (seconds < 172800) return std::to_string(seconds / 3600) + " h";
+    return std::to_string(seconds / 86400) + " days";
+}
+
+std::vector<Row> rowsOf(const std::string& folder)
+{
+    std::vector<Row> rows;
+    std::error_code error;
+    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+        if (!fs::is_directory(fs::symlink_status(it->path(), error))) continue;
+        for (auto& computer : braid::agent::computersOf(it->path()))
+            rows.push_back({it->path().filename().string(), std::move(computer)});
+    }
+    std::ranges::stable_sort(rows, needsHelpBefore);
+    return rows;
+}
+
+void printTable(const std::vector<Row>& rows)
+{
+    std::printf("%-20s %-20s %-12s %9s %6s %6s  %s\n", "home", "computer", "last good", "conflicts", "held", "errors",
+                "version");
+    for (const auto& [home, c] : rows) {
+        std::printf("%-20s %-20s %-12s %9llu %6llu %6llu  %s\n", shown(home).c_str(), shown(c.name).c_str(),
+                    ageOf(c.lastGoodPass).c_str(), static_cast<unsigned long long>(c.conflicts),
+                    static_cast<unsigned long long>(c.heldDeletions), static_cast<unsigned long long>(c.errors),
+                    shown(c.version).c_str());
+    }
+}
+
+void printJson(const std::vector<Row>& rows)
+{
+    QJsonArray json;
+    for (const auto& [home, c] : rows) {
+        json.append(QJsonObject{{"home", QString::fromStdString(home)},
+                                {"computer", QString::fromStdString(c.name)},
+                                {"lastPass", static_cast<qint64>(c.lastPass)},
+                                {"lastGoodPass", static_cast<qint64>(c.lastGoodPass)},
+                                {"conflicts", static_cast<qint64>(c.conflicts)},
+                                {"heldDeletions", static_cast<qint64>(c.heldDeletions)},
+                                {"errors", static_cast<qint64>(c.errors)},
+                                {"version", QString::fromStdString(c.version)}});
+    }
+    std::printf("%s\n", QJsonDocument(json).toJson(QJsonDocument::Compact).constData());
+}
+
+/// The text format that Prometheus reads, for example from the node exporter's folder.
+void printPrometheus(const std::vector<Row>& rows)
+{
+    struct Metric {
+        const char* name;
+        const char* help;
+        std::int64_t (*value)(const braid::agent::Computer&);
+    };
+    using braid::agent::Computer;
+    static constexpr Metric kMetrics[] = {
+        {"roamer_last_good_pass_timestamp_seconds", "When the last sync ran to its end.",
+         [](const Computer& c) { return c.lastGoodPass; }},
+        {"roamer_conflicts", "Conflicts that wait for a person.",
+         [](const Computer& c) { return static_cast<std::int64_t>(c.conflicts); }},
+        {"roamer_held_deletions", "Deletions of most of a home that wait for a person.",
+         [](const Computer& c) { return static_cast<std::int64_t>(c.heldDeletions); }},
+        {"roamer_errors", "Items that could not be synced.",
+         [](const Computer& c) { return static_cast<std::int64_t>(c.errors); }},
+    };
+    for (const auto& metric : kMetrics) {
+        std::printf("# HELP %s %s\n# TYPE %s gauge\n", metric.name, metric.help, metric.name);
+        for (const auto& [home, c] : rows) {
+            std::printf("%s{home=\"%s\",computer=\"%s\"} %lld\n", metric.name, shown(home).c_str(),
+                        shown(c.name).c_str(), static_cast<long long>(metric.value(c)));
+        }
+    }
+}
+
+} // namespace
+
+ExitStatus run(const FleetOptions& options)
+{
+    std::error_code error;
+    if (!fs::is_directory(options.folder, error)) return refuse(options.folder + " is not a folder.");
+    const auto rows = rowsOf(options.folder);
+    switch (options.form) {
+    case FleetOptions::Form::Table:
+        printTable(rows);
+        break;
+    case FleetOptions::Form::Json:
+        printJson(rows);
+        break;
+    case FleetOptions::Form::Prometheus:
+        printPrometheus(rows);
+        break;
+    }
+    const bool isCalm = std::ranges::all_of(rows, [](const Row& row) {
+        return row.computer.conflicts + row.computer.heldDeletions + row.computer.errors == 0;
+    });
+    return isCalm ? kDone : kNeedsAttention;
+}
+
+} // namespace roamer::ctl
