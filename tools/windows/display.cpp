@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 #include <xcb/xcb.h>
 
 #include "platform/linux/unique_fd.h"
@@ -25,14 +26,20 @@ std::string variable(const char* name)
     return value != nullptr ? value : "";
 }
 
-/// Connects for a moment, with the cookie that the environment names.
+/// Kept until the toolkit has its own: an X server without any client starts anew and lets nobody in meanwhile.
+xcb_connection_t* triedConnection = nullptr;
+
+/// Connects with the cookie that the environment names.
 bool xServerAnswers()
 {
     if (variable("DISPLAY").empty()) return false;
     auto* connection = ::xcb_connect(nullptr, nullptr);
-    const bool answers = ::xcb_connection_has_error(connection) == 0;
+    if (::xcb_connection_has_error(connection) == 0) {
+        triedConnection = connection;
+        return true;
+    }
     ::xcb_disconnect(connection);
-    return answers;
+    return false;
 }
 
 bool waylandAnswers()
@@ -73,6 +80,7 @@ bool findDisplay()
 void displayIsUp()
 {
     ::alarm(0);
+    if (triedConnection != nullptr) ::xcb_disconnect(std::exchange(triedConnection, nullptr));
 }
 
 bool becomeEffectiveUser()
