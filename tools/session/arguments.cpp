@@ -91,11 +91,11 @@ std::variant<Arguments, std::string> parseArguments(std::span<const char* const>
     for (std::size_t i = 1; i < arguments.size(); ++i) {
         const std::string name = arguments[i];
         const Option* option = findOption(name, *command);
-        if (option == nullptr) return std::string(arguments[0]) + " has no option \"" + name + "\"";
+        if (option == nullptr) return std::string(arguments[0]).append(" has no option \"").append(name) + "\"";
         const bool valueIsMissing = option->hasValue && i + 1 == arguments.size();
         if (valueIsMissing) return name + " needs a value";
         const std::string value = option->hasValue ? arguments[++i] : "";
-        if (!store(result, *option, value)) return name + " cannot be \"" + value + "\"";
+        if (!store(result, *option, value)) return std::string(name).append(" cannot be \"").append(value) + "\"";
     }
     return result;
 }

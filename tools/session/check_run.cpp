@@ -31,17 +31,16 @@ constexpr auto kAgentStart = 30s;
 constexpr auto kAgentEnd = 35s;
 constexpr auto kQueueLook = 100ms;
 
-/// What the steps share. Members go in the order that matters: agent, bus, lock.
+/// What the steps share. It goes in the order that matters: the bus before the lock.
 struct Work {
     const Arguments& arguments;
     const platform::UserEntry& user;
     const WaitingLine& line;
+    const RunFolder& folder;
     Secret password{};
-    std::optional<RunFolder> folder{};
     std::optional<UniqueFd> lock{};
     std::optional<PrivateBus> bus{};
     std::string busAddress{}; ///< Of `bus`, or of the user's session.
-    std::optional<UserProcess> agent{};
 
     bool isLogin() const { return arguments.command == Command::Login; }
 };
@@ -64,11 +63,8 @@ Stop takePassword(Work& work)
 
 Stop waitForTurn(Work& work)
 {
-    auto folder = RunFolder::open();
-    if (auto* problem = std::get_if<std::string>(&folder)) return std::move(*problem);
-    work.folder.emplace(std::move(std::get<RunFolder>(folder)));
     work.line.tell(Phase::Queueing);
-    while (!(work.lock = work.folder->tryLock(work.user))) {
+    while (!(work.lock = work.folder.tryLock(work.user))) {
         if (!work.line.isWatched()) return "nobody waits any more";
         std::this_thread::sleep_for(kQueueLook);
     }
@@ -87,15 +83,16 @@ std::string sessionBus(const platform::UserEntry& user)
     return "unix:path=/run/user/" + std::to_string(user.uid) + "/bus";
 }
 
-CheckAnswer call(Work& work, std::chrono::milliseconds patience)
+/// `agent` is our own, or null.
+CheckAnswer call(Work& work, std::chrono::milliseconds patience, UserProcess* agent)
 {
     return callCheck(work.user,
                      {.command = work.arguments.command,
                       .firstTime = work.arguments.firstTime,
                       .busAddress = work.busAddress,
                       .patience = patience,
-                      .endsAgent = work.agent.has_value()},
-                     work.agent ? &*work.agent : nullptr);
+                      .endsAgent = agent != nullptr},
+                     agent);
 }
 
 /// A logout is the business of the agent that serves in the session. Without one, an agent of our own joins that bus,
@@ -103,7 +100,7 @@ CheckAnswer call(Work& work, std::chrono::milliseconds patience)
 std::optional<CheckAnswer> askAgentOfSession(Work& work)
 {
     work.busAddress = sessionBus(work.user);
-    auto answer = call(work, 0ms);
+    auto answer = call(work, 0ms, nullptr);
     if (answer.outcome == CheckAnswer::Outcome::NoBus) work.busAddress.clear();
     const bool isOwnBusiness =
         answer.outcome == CheckAnswer::Outcome::NoBus || answer.outcome == CheckAnswer::Outcome::NoAgent;
@@ -113,43 +110,39 @@ std::optional<CheckAnswer> askAgentOfSession(Work& work)
 
 Stop startBus(Work& work)
 {
-    const auto folder = work.folder->makeBusFolder(work.user);
+    const auto folder = work.folder.makeBusFolder(work.user);
     if (folder.empty()) return std::string("there is no place for the message bus: ") + std::strerror(errno);
     auto bus = PrivateBus::start(work.user, folder);
     if (auto* problem = std::get_if<std::string>(&bus)) return std::move(*problem);
-    work.bus.emplace(std::move(std::get<PrivateBus>(bus)));
-    work.busAddress = work.bus->address();
+    work.busAddress = work.bus.emplace(std::move(std::get<PrivateBus>(bus))).address();
     return std::nullopt;
 }
 
-Stop startAgent(Work& work)
+std::variant<UserProcess, std::string> startAgent(Work& work)
 {
     const UniqueFd input = work.isLogin() ? pipeWith(work.password) : UniqueFd();
     work.password.wipe();
     if (work.isLogin() && !input.isOpen()) return "the password could not be handed on";
-    auto agent = UserProcess::start(work.user, {.path = platform::systemPath(kAgent),
-                                                .arguments = {},
-                                                .environment = environmentFor(work.user, work.busAddress),
-                                                .standardInput = input.get()});
-    if (auto* problem = std::get_if<std::string>(&agent)) return std::move(*problem);
-    work.agent.emplace(std::move(std::get<UserProcess>(agent)));
-    return std::nullopt;
+    return UserProcess::start(work.user, {.path = platform::systemPath(kAgent),
+                                          .arguments = {},
+                                          .environment = environmentFor(work.user, work.busAddress),
+                                          .standardInput = input.get()});
 }
 
 /// The agent was told to quit. One that lost its way is left the time to undo what it began when its bus goes.
-void endAgent(Work& work, const CheckAnswer& answer)
+void endAgent(Work& work, UserProcess& agent, const CheckAnswer& answer)
 {
     const bool wasTold = answer.outcome == CheckAnswer::Outcome::Answered;
     const auto patience = std::chrono::duration_cast<std::chrono::milliseconds>(kAgentEnd);
-    if (wasTold && work.agent->endsWithin(patience)) return;
+    if (wasTold && agent.endsWithin(patience)) return;
     work.bus.reset();
-    if (!work.agent->endsWithin(patience)) work.agent->end(2s);
+    if (!agent.endsWithin(patience)) agent.end(2s);
 }
 
-CheckAnswer askOwnAgent(Work& work)
+CheckAnswer askOwnAgent(Work& work, UserProcess& agent)
 {
-    auto answer = call(work, kAgentStart);
-    endAgent(work, answer);
+    auto answer = call(work, kAgentStart, &agent);
+    endAgent(work, agent, answer);
     return answer;
 }
 
@@ -182,23 +175,25 @@ Outcome runSteps(Work& work)
         if (auto stop = startBus(work)) return stopped(*stop);
     }
     if (work.isLogin()) keepPasswordForSession(work.user, work.password);
-    if (auto stop = startAgent(work)) return stopped(*stop);
-    return outcomeOf(askOwnAgent(work));
+    auto agent = startAgent(work);
+    if (const auto* problem = std::get_if<std::string>(&agent)) return stopped(*problem);
+    return outcomeOf(askOwnAgent(work, std::get<UserProcess>(agent)));
 }
 
 void cleanUp(Work& work)
 {
-    work.agent.reset();
     work.bus.reset();
     if (work.lock && !work.isLogin()) dropPasswordOfSession(work.user);
-    if (work.lock) work.folder->removeBusFolder(work.user);
+    if (work.lock) work.folder.removeBusFolder(work.user);
 }
 
 } // namespace
 
 Outcome runCheck(const Arguments& arguments, const platform::UserEntry& user, const WaitingLine& line)
 {
-    Work work{.arguments = arguments, .user = user, .line = line};
+    const auto folder = RunFolder::open();
+    if (const auto* problem = std::get_if<std::string>(&folder)) return stopped(*problem);
+    Work work{.arguments = arguments, .user = user, .line = line, .folder = std::get<RunFolder>(folder)};
     auto outcome = runSteps(work);
     cleanUp(work);
     return outcome;

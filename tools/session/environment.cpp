@@ -92,7 +92,7 @@ Environment environmentFor(const platform::UserEntry& user, const std::string& b
 
     Environment result;
     for (const auto& [name, value] : variables)
-        result.push_back(name + "=" + value);
+        result.push_back(std::string(name).append("=").append(value));
     return result;
 }
 
