@@ -202,8 +202,8 @@ Dictionary describe(const SyncSet& set)
 std::variant<SyncSet, std::string> changed(SyncSet set, const Dictionary& changes)
 {
     for (const auto& [key, value] : changes) {
-        const auto property =
-            std::find_if(kProperties.begin(), kProperties.end(), [&](const Property& item) { return key == item.key; });
+        const auto property = std::find_if(kProperties.begin(), kProperties.end(),
+                                           [&key = key](const Property& item) { return key == item.key; });
         if (property == kProperties.end()) {
             return "a sync set has no \"" + key + "\"";
         }
