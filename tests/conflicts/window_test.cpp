@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QDBusAbstractAdaptor>
 #include <QListView>
 #include <QPlainTextEdit>
@@ -19,6 +18,7 @@
 #include "braid/protocol.h"
 #include "platform/linux/bus_connection.h"
 #include "platform/linux/bus_values.h"
+#include "tests/conflicts/offscreen.h"
 #include "tests/fakes/private_bus.h"
 #include "tests/fakes/temp_root.h"
 
@@ -112,11 +112,7 @@ class Window : public testing::Test
 protected:
     Window()
     {
-        static int count = 1;
-        static char name[] = "test_conflicts", *arguments[] = {name};
-        static const bool isSet = qputenv("QT_QPA_PLATFORM", "offscreen");
-        static QApplication application(count, arguments);
-        EXPECT_TRUE(isSet);
+        beOffscreen();
         speak(Language::English);
         mBus.connection().registerObject(QString::fromLatin1(protocol::kObjectPath), &mObject,
                                          QDBusConnection::ExportAdaptors);
