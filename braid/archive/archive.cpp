@@ -244,7 +244,7 @@ Outcome<std::unique_ptr<Archive>> Archive::prepared(Outcome<std::unique_ptr<Data
     if (!database) return database.problem();
     std::unique_ptr<Archive> archive{new Archive{std::move(*database)}};
     archive->prepareStatements();
-    if (auto failure = archive->failure()) return *failure;
+    if (auto failure = archive->failure(); failure && !archive->isDamaged()) return *failure;
     return archive;
 }
 

@@ -67,7 +67,8 @@ class Archive
 {
 public:
     /// Opens the archive, and makes it where `mayWrite`. Without a file and without that right: an empty archive that
-    /// forgets everything. A damaged file is set aside under another name.
+    /// forgets everything. A damaged file is set aside under another name, unless the damage shows only in its tables;
+    /// then isDamaged() tells.
     static Outcome<std::unique_ptr<Archive>> open(const std::string& markerFolder, bool mayWrite);
     /// The same after damage that showed only while reading: the file is set aside, where `mayWrite`, and a new one
     /// begun.

@@ -140,7 +140,9 @@ void Database::note(int result)
 {
     if (mFailure || !isFailure(result)) return;
     mFailure = Problem{errnoOf(result), "use the archive", sqlite3_errmsg(mHandle.get())};
-    mDamaged = (result & 0xff) == SQLITE_CORRUPT || (result & 0xff) == SQLITE_NOTADB;
+    // The statements are right, so one that makes no sense to SQLite speaks to tables that are not ours any more.
+    const int kind = result & 0xff;
+    mDamaged = kind == SQLITE_CORRUPT || kind == SQLITE_NOTADB || kind == SQLITE_ERROR;
 }
 
 } // namespace braid
