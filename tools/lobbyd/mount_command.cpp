@@ -18,8 +18,10 @@ using platform::ServerShare;
 // Nobody's set-uid programs and devices count on a share; a server that is gone gives errors in the end: a request that
 // waits for ever would hold a login up.
 constexpr const char* kNfsOptions = "nosuid,nodev,softerr,timeo=150,retrans=2,retry=0";
-// Symbolic links as files that every client of this kind reads as links.
-constexpr const char* kCifsOptions = "nosuid,nodev,soft,mfsymlinks,file_mode=0600,dir_mode=0700,forceuid,forcegid";
+// Symbolic links as files that every client of this kind reads as links. Names as we write them, whatever character set
+// the kernel was built with: another one leads to another folder.
+constexpr const char* kCifsOptions =
+    "nosuid,nodev,soft,mfsymlinks,iocharset=utf8,file_mode=0600,dir_mode=0700,forceuid,forcegid";
 // A lost connection is taken up again, so that the mount stays and gives errors meanwhile: a mount point that turned
 // into an empty folder would look like a home without files. A file keeps its number over a rename but not over a link,
 // and the engine tells by the number whether it has moved the file that it saw. Only a server whose key is known gets a
