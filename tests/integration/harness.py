@@ -310,6 +310,11 @@ class World:
     def wait_for_name(self, name):
         wait_for(lambda: self.name_is_taken(name), 10, f"the name {name}")
 
+    def engine_says(self, method, pattern):
+        """Whether the answer of the session's engine to the call matches the pattern."""
+        status, output = self.bus("--dest=com.kestrel.braid", "/com/kestrel/braid", f"com.kestrel.braid.Engine.{method}")
+        return status == 0 and re.search(pattern, output) is not None
+
     # Observation
 
     def log(self):
