@@ -94,6 +94,7 @@ WindowProcess::WindowProcess(const std::string& program) : mProcess(std::make_un
 WindowProcess::~WindowProcess()
 {
     mProcess->disconnect();
+    // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): without memory for this the agent is at its end anyway.
     if (mProcess->state() != QProcess::NotRunning) new Farewell(std::move(mProcess));
 }
 
@@ -115,7 +116,7 @@ bool WindowProcess::load(const std::string& layout)
 {
     send({{kLoad, QString::fromStdString(layout)}});
     const auto isAnswered = [this] { return mLoaded && (!*mLoaded || mReport.buttonWidth > 0); };
-    return waitUntil(isAnswered, kStartMilliseconds) && *mLoaded;
+    return waitUntil(isAnswered, kStartMilliseconds) && mLoaded.value_or(false);
 }
 
 std::optional<ModifierKeys> WindowProcess::modifierKeys()

@@ -110,12 +110,17 @@ private:
         while (const auto event = window.nextEvent()) {
             auto* owner = window.owner();
             if (owner == nullptr) return;
-            mEventKeys = event->keys;
-            if (event->name == kCancelEvent) owner->cancel();
-            if (event->name == kCancelAllEvent) owner->cancelAll();
-            if (event->name == kCloseEvent && owner->windowShouldClose()) window.close();
-            mEventKeys.reset();
+            deliver(event.value(), *owner, window);
         }
+    }
+
+    void deliver(const WindowProcess::Event& event, LayoutOwner& owner, RemoteWindow& window)
+    {
+        mEventKeys = event.keys;
+        if (event.name == kCancelEvent) owner.cancel();
+        if (event.name == kCancelAllEvent) owner.cancelAll();
+        if (event.name == kCloseEvent && owner.windowShouldClose()) window.close();
+        mEventKeys.reset();
     }
 
     /// The keys at the moment of the event that is being delivered, else those that are down now.

@@ -157,6 +157,7 @@ void AlertWindow::addButtons(const AlertRequest& request, QBoxLayout& row)
 std::vector<bool> AlertWindow::checked() const
 {
     std::vector<bool> states;
+    states.reserve(mCheckBoxes.size());
     for (const auto* box : mCheckBoxes)
         states.push_back(box->isChecked());
     return states;
