@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "braid/protocol.h"
+#include "known_state.h"
 #include "platform/linux/bus_values.h"
 #include "util/debug_log.h"
 
@@ -106,11 +107,9 @@ void BusService::displayConflictsAndErrors()
 QVariantMap BusService::matters()
 {
     auto matters = mAgent.matters();
-    const auto set = mAgent.describeSet();
-    const auto home = set.find(protocol::kRemoteHomePath);
-    const auto* network = home != set.end() ? home->second.as<std::string>() : nullptr;
     matters[protocol::kLocalHome] = bytesOf(mLocalHome);
-    matters[protocol::kNetworkHome] = bytesOf(network != nullptr ? *network : "");
+    // Present only while its share is mounted.
+    matters[protocol::kNetworkHome] = bytesOf(lastNetworkHome(mLocalHome));
     return toBusValues(matters);
 }
 

@@ -72,4 +72,11 @@ bool isAsAgreed(const std::filesystem::path& localHome, const std::set<std::stri
     return !archive->failure();
 }
 
+std::string lastNetworkHome(const std::filesystem::path& localHome)
+{
+    const auto archive = Archive::openForQuestions(localHome);
+    const auto pair = archive ? archive->useLastPair() : std::nullopt;
+    return pair ? pair->networkHome : std::string();
+}
+
 } // namespace braid::agent
