@@ -165,7 +165,9 @@ class World:
 
     def answer(self, *answers):
         """What the next alerts get: 0 the default button, 1 the alternate, 2 the other one, or "wait"."""
-        (self.top / "answers").write_text("\n".join(str(answer) for answer in answers))
+        # In one step: an alert that is up may be reading.
+        (self.top / "answers.new").write_text("\n".join(str(answer) for answer in answers))
+        (self.top / "answers.new").rename(self.top / "answers")
 
     def alerts(self):
         """The headers of the alerts that were up so far."""
