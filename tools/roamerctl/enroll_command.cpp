@@ -13,12 +13,15 @@
 #include "commands.h"
 #include "directory/record_attributes.h"
 #include "home/preference_keys.h"
+#include "network_home.h"
 #include "platform/linux/preference_store.h"
 #include "platform/linux/property_list_codec.h"
 #include "platform/linux/user_database.h"
 #include "platform/linux/xml_date.h"
 #include "platform/system_root.h"
 #include "preference_value.h"
+#include "session/login_password.h"
+#include "session/secret.h"
 #include "util/preference_domains.h"
 #include "util/url_text.h"
 
@@ -116,14 +119,16 @@ void explain(const EnrollOptions& options, const platform::UserEntry& user, cons
     }
 }
 
-/// Runs this program's first-sync for the account; its exit status.
-int runFirstSync(const std::string& name, const EnrollOptions& options, bool checkOnly)
+/// Runs this program's first-sync for the account with the password on its standard input; its exit status.
+int runFirstSync(const EnrollOptions& options, const session::Secret& password, bool checkOnly)
 {
     static constexpr std::array<const char*, 3> kTruthWords = {"both", "local", "network"};
+    const auto input = session::pipeWith(password);
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        std::vector<std::string> arguments = {"first-sync", "--user", name, "--truth",
+        dup2(input.get(), STDIN_FILENO);
+        std::vector<std::string> arguments = {"first-sync", "--user", options.user, "--truth",
                                               kTruthWords.at(static_cast<std::size_t>(options.truth))};
         if (checkOnly) arguments.emplace_back("--check-only");
         _exit(become("/proc/self/exe", arguments));
@@ -193,11 +198,18 @@ ExitStatus run(const EnrollOptions& options)
         unlink(platform::systemPath(record).c_str());
         return refuse(reason + " The account was not enrolled.");
     };
+    session::Secret password;
+    if (options.check) {
+        if (needsPassword(options.url)) password.readFrom(STDIN_FILENO, [] { return true; });
+        if (runFirstSync(options, password, true) != kDone) return takeBack("the network home cannot be used.");
+    }
     if (!makeHome(home, user)) return takeBack("the local home cannot be made.");
     if (const auto reason = writePreferences(options, user.name, isNew)) return takeBack(*reason + ".");
-    if (!options.check) return kDone;
-    const int status = runFirstSync(user.name, options, isNew);
-    if (status != kDone && status != kNeedsAttention) return takeBack("the network home cannot be used.");
+    int status = kDone;
+    if (options.check && !isNew) {
+        status = runFirstSync(options, password, false);
+        if (status != kDone && status != kNeedsAttention) return takeBack("the first sync did not come to its end.");
+    }
     std::printf("%s is enrolled.\n", user.name.c_str());
     return static_cast<ExitStatus>(status);
 }

@@ -1,5 +1,6 @@
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <grp.h>
 #include <unistd.h>
 
@@ -24,12 +25,6 @@ bool becomeUser(const AmruVEXRecord& record, const std::string& name)
 {
     if (getuid() == record.uid()) return true;
     return initgroups(name.c_str(), record.gid()) == 0 && setgid(record.gid()) == 0 && setuid(record.uid()) == 0;
-}
-
-/// Shares of these kinds are mounted without a password.
-bool needsPassword(const std::string& url)
-{
-    return !url.starts_with("file:") && !url.starts_with("nfs:");
 }
 
 std::optional<std::string> passwordFor(Account& account)
@@ -92,12 +87,15 @@ ExitStatus run(const FirstSyncOptions& options)
     if (const auto* reason = std::get_if<std::string>(&opened)) return refuse(*reason);
     auto& account = *std::get<std::unique_ptr<Account>>(opened);
     if (!becomeUser(account.record(), account.name())) return refuse("only root may do this for somebody else.");
-    auto reached = NetworkHome::reach(account, passwordFor(account));
+    auto password = passwordFor(account);
+    auto reached = NetworkHome::reach(account, password);
+    if (password) explicit_bzero(password->data(), password->size());
     if (const auto* reason = std::get_if<std::string>(&reached)) return refuse(*reason + ".");
     const auto& home = *std::get<std::unique_ptr<NetworkHome>>(reached);
     if (const auto reason = home.whyNotWritable(account)) return refuse(*reason + ".");
+    if (!options.checkOnly) return bringInStep(account, home, options.truth);
     std::printf("The network home %s can be reached and written.\n", home.path().c_str());
-    return options.checkOnly ? kDone : bringInStep(account, home, options.truth);
+    return kDone;
 }
 
 } // namespace roamer::ctl

@@ -13,6 +13,12 @@
 namespace roamer::ctl
 {
 
+/// Whether shares of this kind are opened with a password.
+inline bool needsPassword(const std::string& url)
+{
+    return !url.starts_with("file:") && !url.starts_with("nfs:");
+}
+
 /// An account's network home, reached the way a login reaches it. What was mounted for it is given up with this
 /// process.
 class NetworkHome
