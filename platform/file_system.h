@@ -29,6 +29,8 @@ public:
     /// False when the file system of the path has just kept a call waiting for too long. Until it is tried again all
     /// other answers about it mean "unknown", not "no".
     virtual bool answers(const std::string& /*path*/) { return true; }
+    /// Asks the file system itself, past every cache; as long as it is there, an error is an answer too.
+    virtual bool reach(const std::string& /*path*/) { return true; }
 };
 
 } // namespace platform

@@ -8,11 +8,15 @@
 #include "bus_service.h"
 #include "conflicts_process.h"
 #include "inotify_watcher.h"
+#include "platform/linux/far_link.h"
+#include "platform/linux/far_services.h"
+#include "platform/linux/file_system.h"
 #include "platform/linux/message_port.h"
 #include "platform/linux/run_loop.h"
 #include "sync_agent.h"
 #include "threaded_pass_engine.h"
 #include "util/debug_log.h"
+#include "watched_pass_engine.h"
 
 namespace braid::agent
 {
@@ -33,6 +37,11 @@ constexpr double kNameGoneSeconds = 0.15;
 // Killing it there loses nothing.
 constexpr double kLongestEndSeconds = 5;
 
+// For one question to a server while a pass waits for it too. It is asked as often as the pass is looked at.
+constexpr platform::FarLink::Limits kServerPatience{.answer = std::chrono::seconds(3),
+                                                    .answerAfterSilence = std::chrono::seconds(3),
+                                                    .silence = std::chrono::seconds(0)};
+
 QString latin(const char* text)
 {
     return QString::fromLatin1(text);
@@ -43,9 +52,14 @@ QString latin(const char* text)
 struct EngineProcess::Serving {
     Serving(EngineProcess& process, const PostToMain& post)
         : port(platform::makeMessagePort()), shares(*port, process.mCodec), store(process.mCodec, process.mHome),
-          setAside(process.mCodec, process.mHome), engine(process.mHome, shares, post), watcher(process.mHome, post),
-          conflictsApp(process.mBus), syncAgent({*process.mRunLoop, store, setAside, engine, watcher, conflictsApp},
-                                                process.mKind == AgentPlace::Kind::Session),
+          setAside(process.mCodec, process.mHome), farLink(process.mCodec, kServerPatience),
+          files(platform::makeFarFileSystem(*nearFiles, farLink)), passes(process.mHome, shares, post),
+          engine(
+              passes, *process.mRunLoop, [this] { return passes.networkHome(); },
+              [this](const std::string& home) { return files->reach(home); }),
+          watcher(process.mHome, post), conflictsApp(process.mBus),
+          syncAgent({*process.mRunLoop, store, setAside, engine, watcher, conflictsApp},
+                    process.mKind == AgentPlace::Kind::Session),
           service(new BusService(syncAgent, process.mHome, process.mBus, &process))
     {
     }
@@ -54,7 +68,11 @@ struct EngineProcess::Serving {
     Shares shares;
     SyncSetStore store;
     SetAside setAside;
-    ThreadedPassEngine engine;
+    platform::FarLink farLink;
+    std::unique_ptr<platform::FileSystem> nearFiles = platform::makeFileSystem();
+    std::unique_ptr<platform::FileSystem> files;
+    ThreadedPassEngine passes;
+    WatchedPassEngine engine;
     InotifyWatcher watcher;
     ConflictsProcess conflictsApp;
     SyncAgent syncAgent;
@@ -163,6 +181,12 @@ void EngineProcess::finish(End end)
     mEnd = end;
     mTimer.invalidate();
     if (mServing && mIsEnding) leaveBus();
+    if (mServing && mServing->engine.isStuck()) {
+        // Nothing waits for a server that may never come back.
+        DebugLog(1, "agent: ending without the pass that was given up");
+        if (end == End::Again) mStartAnew();
+        ::_exit(0);
+    }
     QCoreApplication::quit();
 }
 

@@ -70,9 +70,13 @@ void hideSystemRoot(Progress& progress, const std::string& opened, const std::st
 class Work
 {
 public:
+    /// Where the network home was found; called before anything in it is touched.
+    using OnFound = std::function<void(const std::string& path)>;
+
     Work(const std::filesystem::path& localHome, Shares& shares, const PassRequest& request,
-         const PassEngine::OnProgress& onProgress, const std::stop_token& stop)
-        : mLocalHome(localHome), mShares(shares), mRequest(request), mOnProgress(onProgress), mStop(stop)
+         const PassEngine::OnProgress& onProgress, const OnFound& onFound, const std::stop_token& stop)
+        : mLocalHome(localHome), mShares(shares), mRequest(request), mOnProgress(onProgress), mOnFound(onFound),
+          mStop(stop)
     {
     }
 
@@ -91,6 +95,7 @@ private:
     Shares& mShares;
     const PassRequest& mRequest;
     const PassEngine::OnProgress& mOnProgress;
+    const OnFound& mOnFound;
     const std::stop_token& mStop;
     ReachedHome mNetwork; ///< Held until the end.
     std::unique_ptr<EngineLock> mLock;
@@ -111,6 +116,7 @@ Work::Refused Work::reach()
     auto found = reachNetworkHome(mRequest.networkHome, mShares);
     if (const auto* refused = std::get_if<Refusal>(&found)) return failed(refused->code, refused->reason);
     mNetwork = std::get<ReachedHome>(std::move(found));
+    mOnFound(mNetwork.path);
     return std::nullopt;
 }
 
@@ -178,16 +184,30 @@ ThreadedPassEngine::~ThreadedPassEngine() = default;
 
 void ThreadedPassEngine::start(PassRequest request, OnProgress onProgress, OnEnd onEnd)
 {
+    setNetworkHome(request.networkHome.path.value_or(""));
     // Joins the thread of the pass before, which has nothing left to do once its end was told.
     mThread = std::jthread([this, request = std::move(request), onProgress = std::move(onProgress),
                             onEnd = std::move(onEnd)](const std::stop_token& stop) {
         const PassEngine::OnProgress tell = [&](const Progress& progress) {
             mPost([onProgress, progress] { onProgress(progress); });
         };
+        const Work::OnFound found = [this](const std::string& path) { setNetworkHome(path); };
         // Over before its end is told: by then the share is given back and the home unlocked.
-        auto result = Work(mLocalHome, mShares, request, tell, stop).run();
+        auto result = Work(mLocalHome, mShares, request, tell, found, stop).run();
         mPost([onEnd, result = std::move(result)] { onEnd(result); });
     });
+}
+
+std::string ThreadedPassEngine::networkHome() const
+{
+    const std::scoped_lock lock(mHomeMutex);
+    return mNetworkHome;
+}
+
+void ThreadedPassEngine::setNetworkHome(const std::string& path)
+{
+    const std::scoped_lock lock(mHomeMutex);
+    mNetworkHome = path;
 }
 
 void ThreadedPassEngine::stop()

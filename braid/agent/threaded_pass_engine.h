@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <string>
 #include <thread>
 
 #include "pass_engine.h"
@@ -28,11 +30,18 @@ public:
     bool isAsAgreed(const std::set<std::string>& paths) override;
     std::optional<std::string> forget() override;
 
+    /// Where the running or last pass finds the network home, without the system root in front; "" before it knows.
+    std::string networkHome() const;
+
 private:
+    void setNetworkHome(const std::string& path);
+
     std::filesystem::path mLocalHome;
     Shares& mShares;
     PostToMain mPost;
-    std::jthread mThread;
+    mutable std::mutex mHomeMutex;
+    std::string mNetworkHome;
+    std::jthread mThread; ///< Last: it uses the others until it has ended.
 };
 
 } // namespace braid::agent

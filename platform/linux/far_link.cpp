@@ -34,12 +34,14 @@ struct FarLink::Mount {
     std::optional<far::Clock::time_point> silentUntil; ///< Still set, and past, until it answers again.
 };
 
-FarLink::FarLink(PropertyListCodec& codec)
+FarLink::FarLink(PropertyListCodec& codec) : FarLink(codec, Limits()) {}
+
+FarLink::FarLink(PropertyListCodec& codec, Limits limits)
     : FarLink(codec,
               {.startWorker = startFarWorker,
                .mountOf = [](const std::string& path) { return MountTable::read().farMountOf(systemPath(path)); },
                .now = far::Clock::now},
-              {})
+              limits)
 {
 }
 

@@ -25,7 +25,7 @@ class FarLink
 {
 public:
     struct Limits {
-        std::chrono::milliseconds answer{10'000};            ///< For an answer.
+        std::chrono::milliseconds answer{8'000};             ///< For an answer.
         std::chrono::milliseconds answerAfterSilence{2'000}; ///< The same for the first one after a silence.
         std::chrono::milliseconds silence{60'000};           ///< How long a mount that did not answer is left alone.
     };
@@ -46,6 +46,7 @@ public:
 
     /// Workers are this program again, see runFarWorker. Borrows the codec.
     explicit FarLink(PropertyListCodec& codec);
+    FarLink(PropertyListCodec& codec, Limits limits);
     FarLink(PropertyListCodec& codec, Parts parts, Limits limits);
     ~FarLink();
     FarLink(const FarLink&) = delete;

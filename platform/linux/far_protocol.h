@@ -29,6 +29,7 @@ inline constexpr const char* kContentsOfDirectory = "contentsOfDirectory";
 inline constexpr const char* kDirectoryIsReadable = "directoryIsReadable";
 inline constexpr const char* kCreateDirectory = "createDirectory";
 inline constexpr const char* kIsPackage = "isPackage";
+inline constexpr const char* kReach = "reach";
 
 inline constexpr const char* kReadWholeFile = "readWholeFile";
 inline constexpr const char* kWriteWholeFile = "writeWholeFile";

@@ -65,6 +65,7 @@ public:
     {
         return flag(far::kCreateDirectory, &FileSystem::createDirectory, path);
     }
+    bool reach(const std::string& path) override { return flag(far::kReach, &FileSystem::reach, path); }
     bool isPackage(const std::string& path) override { return flag(far::kIsPackage, &FileSystem::isPackage, path); }
 
     std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path) override

@@ -118,6 +118,7 @@ private:
         {far::kDirectoryIsReadable, [this](D q) { return flag(mFiles->directoryIsReadable(path(q))); }},
         {far::kCreateDirectory, [this](D q) { return flag(mFiles->createDirectory(path(q))); }},
         {far::kIsPackage, [this](D q) { return flag(mFiles->isPackage(path(q))); }},
+        {far::kReach, [this](D q) { return flag(mFiles->reach(path(q))); }},
 
         {far::kReadWholeFile, [this](D q) { return bytes(mStore->readFile(path(q))); }},
         {far::kWriteWholeFile,

@@ -126,6 +126,14 @@ public:
         return !wouldFakeAShare(path) && mkdir(systemPath(path).c_str(), 0777) == 0;
     }
 
+    bool reach(const std::string& path) override
+    {
+        struct statx info {
+        };
+        static_cast<void>(statx(AT_FDCWD, systemPath(path).c_str(), AT_STATX_FORCE_SYNC, STATX_MTIME, &info));
+        return true;
+    }
+
     std::string displayName(const std::string& path) override
     {
         return roamer::lastPathComponent(path); // file managers here show names as they are

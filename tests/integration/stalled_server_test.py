@@ -94,6 +94,21 @@ class StalledServer(Logins):
         self.expect(self.world, "login")
         self.assert_synced(self.world)
 
+    def test_a_server_that_falls_silent_in_the_pass(self):
+        for number in range(3000):
+            write(self.world.local / f"Library/Preferences/many/{number}.txt", f"{number}\n")
+        login = self.world.session("login")
+        self.world.wait_for_log("syncState=SyncSetStateProcessing")
+        self.stall()
+        start = time.monotonic()
+        login.communicate(timeout=120)
+        self.assertLess(time.monotonic() - start, GOES_ON_WITHIN, self.world.log()[-4000:])
+        self.assertIn(f'"{self.world.network}" does not answer', self.world.log())
+        self.resume()
+        self.wait_for_the_end(self.world)
+        self.expect(self.world, "login")
+        self.assert_synced(self.world)
+
 
 if __name__ == "__main__":
     unittest.main(argv=[sys.argv[0], *sys.argv[1:]])

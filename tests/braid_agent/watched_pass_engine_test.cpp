@@ -1,0 +1,106 @@
+#include <cerrno>
+#include <gtest/gtest.h>
+
+#include "braid/agent/watched_pass_engine.h"
+#include "tests/fakes/fake_run_loop.h"
+#include "tests/fakes/recording_log.h"
+
+namespace
+{
+
+using namespace braid::agent;
+
+/// Begins passes, and ends them when the test says so.
+struct SlowEngine final : PassEngine {
+    void start(PassRequest, OnProgress onProgress, OnEnd onEnd) override
+    {
+        ++starts;
+        progress = std::move(onProgress);
+        end = std::move(onEnd);
+    }
+    void stop() override { ++stops; }
+    braid::OpenMatters openMatters() override { return {}; }
+    bool isAsAgreed(const std::set<std::string>&) override { return true; }
+    std::optional<std::string> forget() override { return std::nullopt; }
+
+    int starts = 0, stops = 0;
+    OnProgress progress;
+    OnEnd end;
+};
+
+struct WatchedPass : testing::Test {
+    void start()
+    {
+        engine.start(
+            {}, [](const braid::Progress&) {},
+            [this](const PassResult& result) { results.push_back(result.report.result); });
+    }
+
+    fakes::RecordingLog log;
+    fakes::FakeRunLoop loop;
+    SlowEngine inner;
+    std::string home = "/n";
+    bool serverAnswers = true;
+    int questions = 0;
+    WatchedPassEngine engine{inner, loop, [this] { return home; },
+                             [this](const std::string&) {
+                                 ++questions;
+                                 return serverAnswers;
+                             }};
+    std::vector<int> results;
+};
+
+TEST_F(WatchedPass, MayTakeItsTimeWhileItsServerAnswers)
+{
+    start();
+    for (int i = 0; i < 20; ++i) {
+        loop.runForSeconds(4);
+        braid::Progress further;
+        further.completedBytes = 100U + static_cast<unsigned>(i);
+        inner.progress(further);
+    }
+    EXPECT_EQ(questions, 0) << "nobody asks about a pass that goes on";
+    loop.runForSeconds(3600);
+    EXPECT_GT(questions, 100);
+    serverAnswers = false;
+    loop.runForSeconds(2);
+    serverAnswers = true; // once is no silence
+    loop.runForSeconds(60);
+    home.clear();
+    serverAnswers = false; // nor is a server that is not known yet
+    loop.runForSeconds(60);
+    inner.end({});
+    EXPECT_EQ(results, std::vector{0});
+    EXPECT_FALSE(engine.isStuck());
+}
+
+TEST_F(WatchedPass, IsGivenUpWithASilentServerAndComesBackWithIt)
+{
+    serverAnswers = false;
+    start();
+    auto standing = loop.every(platform::seconds(0.1), [this] { inner.progress({}); });
+    loop.runForSeconds(10);
+    standing.invalidate();
+    EXPECT_EQ(results, std::vector{ETIMEDOUT});
+    EXPECT_TRUE(engine.isStuck());
+    EXPECT_EQ(inner.stops, 1);
+    EXPECT_TRUE(engine.forget());
+    inner.progress({});
+    start();
+    EXPECT_EQ(results.size(), 1U) << "never inside the call";
+    loop.runForSeconds(1);
+    EXPECT_EQ(results, (std::vector{ETIMEDOUT, ETIMEDOUT}));
+    EXPECT_EQ(inner.starts, 1);
+
+    inner.end({}); // the server is back
+    EXPECT_FALSE(engine.isStuck());
+    EXPECT_EQ(results.size(), 2U);
+    EXPECT_FALSE(engine.forget());
+    start();
+    inner.end({});
+    EXPECT_EQ(results.back(), 0);
+    loop.runForSeconds(100);
+    EXPECT_EQ(results.size(), 3U);
+}
+
+} // namespace
