@@ -118,7 +118,7 @@ private:
     std::unique_ptr<platform::ProcessLauncher> mLauncher = platform::makeProcessLauncher();
     std::unique_ptr<platform::MessagePort> mMessagePort = platform::makeMessagePort();
     platform::ShareHolds mHolds;
-    std::unique_ptr<platform::MountService> mMounts = platform::makeMountService(*mRunLoop, mHolds);
+    std::unique_ptr<platform::MountService> mMounts = platform::makeMountService(*mRunLoop, mHolds, *mFileSystem);
     std::unique_ptr<platform::DiskService> mDisks = platform::makeDiskService(mHolds, *mMessagePort, *mCodec);
     std::unique_ptr<platform::ObjectMessaging> mMessaging =
         platform::makeObjectMessaging(endWithTheBus, mRunLoop.get());

@@ -4,6 +4,7 @@
 #include <map>
 #include <utility>
 
+#include "file_system.h"
 #include "lobby_mount.h"
 #include "share_url.h"
 
@@ -16,7 +17,14 @@ namespace
 class SchemeMountService final : public MountService
 {
 public:
-    SchemeMountService(RunLoop& runLoop, ShareHolds& holds) : mRunLoop(runLoop), mHolds(holds) {}
+    SchemeMountService(RunLoop& runLoop, ShareHolds& holds, FileSystem& files)
+        : mRunLoop(runLoop), mHolds(holds), mFiles(files)
+    {
+    }
+    SchemeMountService(RunLoop& runLoop, ShareHolds& holds, std::unique_ptr<FileSystem> files)
+        : mRunLoop(runLoop), mHolds(holds), mOwnFiles(std::move(files)), mFiles(*mOwnFiles)
+    {
+    }
 
     Started mountURLAsync(const std::string& url, const std::string& userName,
                           const std::optional<std::string>& password, std::uint32_t flags,
@@ -25,7 +33,8 @@ public:
         const RequestRef request = ++mLastRequest;
         Waiting waiting;
         if (schemeOf(url) == "file") {
-            waiting.timer = mRunLoop.after({}, [this, request, url] { fileShareOpened(request, openFileShare(url)); });
+            waiting.timer =
+                mRunLoop.after({}, [this, request, url] { fileShareOpened(request, openFileShare(url, mFiles)); });
         } else {
             const auto server = parseServerShare(url);
             if (const auto* error = std::get_if<std::int32_t>(&server)) return {*error, 0};
@@ -78,15 +87,22 @@ private:
 
     RunLoop& mRunLoop;
     ShareHolds& mHolds;
+    std::unique_ptr<FileSystem> mOwnFiles;
+    FileSystem& mFiles;
     std::map<RequestRef, Waiting> mRequests;
     RequestRef mLastRequest = 0;
 };
 
 } // namespace
 
+std::unique_ptr<MountService> makeMountService(RunLoop& runLoop, ShareHolds& holds, FileSystem& files)
+{
+    return std::make_unique<SchemeMountService>(runLoop, holds, files);
+}
+
 std::unique_ptr<MountService> makeMountService(RunLoop& runLoop, ShareHolds& holds)
 {
-    return std::make_unique<SchemeMountService>(runLoop, holds);
+    return std::make_unique<SchemeMountService>(runLoop, holds, makeFileSystem());
 }
 
 } // namespace platform

@@ -142,6 +142,15 @@ FileShare openFileShare(std::string_view url)
     return {0, place.folder};
 }
 
+FileShare openFileShare(std::string_view url, FileSystem& files)
+{
+    const auto place = placeOfFileShare(url);
+    if (place.error != 0) return {place.error, {}};
+    if (files.isDirectory(place.folder)) return {0, place.folder};
+    if (!files.answers(place.folder)) return {ETIMEDOUT, {}};
+    return {files.exists(place.folder) ? ENOTDIR : ENOENT, {}};
+}
+
 bool isPlainUserName(std::string_view name)
 {
     return !name.empty() && name.front() != '-' && !hasControls(name) &&

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <variant>
 
+#include "platform/file_system.h"
+
 namespace platform
 {
 
@@ -26,6 +28,8 @@ struct FileShare {
 
 /// The share is the folder itself, so that finding it is all there is to mounting it.
 FileShare openFileShare(std::string_view url);
+/// The same through a file system that may be silent (ETIMEDOUT).
+FileShare openFileShare(std::string_view url, FileSystem& files);
 
 /// A share on a server, as `nfs://`, `smb://` and `sftp://` URLs name it.
 struct ServerShare {
