@@ -107,10 +107,10 @@ private:
 
     void deliverEvents(RemoteWindow& window)
     {
-        while (const auto event = window.nextEvent()) {
-            auto* owner = window.owner();
-            if (owner == nullptr) return;
-            deliver(event.value(), *owner, window);
+        auto event = window.nextEvent();
+        while (event && window.owner() != nullptr) {
+            deliver(*event, *window.owner(), window);
+            event = window.nextEvent();
         }
     }
 
