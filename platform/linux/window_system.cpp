@@ -109,6 +109,7 @@ private:
     {
         auto event = window.nextEvent();
         while (event && window.owner() != nullptr) {
+            // NOLINTNEXTLINE(bugprone-unchecked-optional-access): the line above looks.
             deliver(*event, *window.owner(), window);
             event = window.nextEvent();
         }
