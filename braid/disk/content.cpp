@@ -135,6 +135,7 @@ Outcome<ContentDigest> eachBlock(const Descriptor& file, const Stat& stat, const
             if (static_cast<std::size_t>(got) < length) return Problem{EAGAIN, "read it", ""};
             bytes = {blockBuffer(), length};
             block = digestOf(bytes);
+            if (offset == 0) digest.isDatabase = isDatabaseStart(bytes);
         }
         if (stat.size > kBlockBytes) digest.blocks.push_back(block);
         digest.whole = block;

@@ -24,7 +24,14 @@ Digest digestOf(std::string_view bytes);
 struct ContentDigest {
     Digest whole;               ///< Of the bytes; of a file with more than one block of the digests of its blocks.
     std::vector<Digest> blocks; ///< Of a file with more than one.
+    bool isDatabase = false;    ///< The file begins as an SQLite database does.
 };
+
+inline constexpr std::string_view kDatabaseStart{"SQLite format 3\0", 16};
+inline bool isDatabaseStart(std::string_view bytes)
+{
+    return bytes.starts_with(kDatabaseStart);
+}
 
 /// Told of bytes that were read or written, as they go.
 using ByteCounter = std::function<void(std::uint64_t bytes)>;

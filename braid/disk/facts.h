@@ -15,10 +15,18 @@ enum class Kind : std::uint8_t {
     Other = 4, ///< A socket, pipe or device, or a folder that another file system is mounted on.
 };
 
+/// Whether an SQLite database has journals beside it, for which it then speaks (see disk/journals.h).
+enum class Journals : std::uint8_t {
+    None,
+    Idle, ///< They hold nothing.
+    Live, ///< They hold a part of the content: times are the latest of all, and the file alone tells nothing.
+};
+
 /// What statx(2) tells of an item. Times are nanoseconds since 1970 UTC, the size is in bytes.
 struct Stat {
     Kind kind = Kind::Absent;
-    bool sparse = false;    ///< Holds fewer blocks than its size needs.
+    bool sparse = false; ///< Holds fewer blocks than its size needs.
+    Journals journals = Journals::None;
     std::uint16_t mode = 0; ///< The lower twelve bits; 0 for a link.
     std::uint32_t owner = 0;
     std::uint32_t group = 0;

@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "calls.h"
+#include "journals.h"
 #include "seam.h"
 #include "system.h"
 
@@ -28,7 +29,7 @@ void lookAt(int folder, std::span<Listing::Item> items)
 }
 
 Listing listFolder(int root, std::uint64_t device, const std::string& path,
-                   const std::function<void(int folder, std::span<Listing::Item> items)>& lookAtAll)
+                   const std::function<void(int folder, std::span<Listing::Item> items)>& lookAtAll, bool joinsJournals)
 {
     Listing listing;
     const auto fail = [&](int code) {
@@ -59,6 +60,7 @@ Listing listFolder(int root, std::uint64_t device, const std::string& path,
     // Deleted since it was listed: as if it had not been there.
     std::erase_if(listing.items,
                   [](const Listing::Item& item) { return item.error == 0 && item.stat.kind == Kind::Absent; });
+    if (joinsJournals) journals::join(folder->number(), listing.items);
     return listing;
 }
 

@@ -33,8 +33,9 @@ bool neverSyncs(std::string_view name);
 void lookAt(int folder, std::span<Listing::Item> items);
 
 /// Reads the folder `path` below `root`. Folders on another device are of kind Other. `lookAtAll` may look at the items
-/// in a way of its own.
+/// in a way of its own. With `joinsJournals` databases speak for their journals.
 Listing listFolder(int root, std::uint64_t device, const std::string& path,
-                   const std::function<void(int folder, std::span<Listing::Item> items)>& lookAtAll = lookAt);
+                   const std::function<void(int folder, std::span<Listing::Item> items)>& lookAtAll = lookAt,
+                   bool joinsJournals = false);
 
 } // namespace braid

@@ -168,9 +168,9 @@ PendingListing ListingPool::request(int root, std::uint64_t device, std::string 
     pending.mRequest = std::make_shared<PendingListing::Request>();
     pending.mRequest->task =
         std::packaged_task<Listing()>{[shared = mShared.get(), root, device, path = std::move(path)] {
-            return listFolder(root, device, path, [shared](int folder, std::span<Listing::Item> items) {
-                shared->lookAtAll(folder, items);
-            });
+            return listFolder(
+                root, device, path,
+                [shared](int folder, std::span<Listing::Item> items) { shared->lookAtAll(folder, items); }, true);
         }};
     pending.mRequest->answer = pending.mRequest->task.get_future();
     if (!disk::system().isConcurrent()) {

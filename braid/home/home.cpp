@@ -150,7 +150,13 @@ std::optional<Problem> Home::openStaging(const std::string& stagingName)
     auto stat = disk::statOf(staging());
     if (!stat) return stat.problem();
     mOpenedAt = stat->mtime;
+    mOpenedAtHere = disk::system().now();
     return std::nullopt;
+}
+
+std::int64_t Home::now() const
+{
+    return mOpenedAt + (disk::system().now() - mOpenedAtHere);
 }
 
 std::optional<Problem> Home::writeMarker(const Marker& marker, Rename rename) const

@@ -50,6 +50,8 @@ public:
 
     /// The home's own clock when the staging folder was opened, in nanoseconds; a file server's may differ from ours.
     std::int64_t openedAt() const { return mOpenedAt; }
+    /// The same for this moment.
+    std::int64_t now() const;
 
     /// Counts up the generation, durable when it returns.
     std::optional<Problem> countUpGeneration();
@@ -76,7 +78,8 @@ private:
     Descriptor mStaging;
     std::optional<Marker> mMarker;
     std::int64_t mOpenedAt = 0;
-    std::string mWriter; // "" or who writes the marker besides others
+    std::int64_t mOpenedAtHere = 0; // by this computer's clock
+    std::string mWriter;            // "" or who writes the marker besides others
     bool mSyncsAsAWhole = false;
 };
 

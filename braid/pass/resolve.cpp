@@ -6,6 +6,7 @@
 
 #include "braid/archive/archive.h"
 #include "braid/disk/calls.h"
+#include "braid/disk/journals.h"
 #include "braid/home/beside.h"
 #include "braid/home/home.h"
 #include "braid/jobs/coverage.h"
@@ -189,6 +190,10 @@ Outcome<std::string> Resolving::moveBeside(const std::string& path, const Stat& 
     const std::string name{nameOf(path)};
     const auto folder = mHomes.network->openFolder(folderOf(path));
     if (!folder) return folder.problem();
+    const auto joined = journals::lookJoined(folder->number(), name.c_str());
+    if (!joined) return joined.problem();
+    // Under another name a database would be without what its journals hold.
+    if (joined->journals == Journals::Live) return Problem{EBUSY, "rename it", path};
     for (unsigned attempt = 1; attempt <= kMostNamesBeside; ++attempt) {
         const std::string wanted = nameBeside(name, "network", stat.mtime, stat.kind == Kind::Folder, attempt);
         const std::string wantedPath = joinPath(folderOf(path), wanted);

@@ -6,6 +6,7 @@
 
 #include "braid/disk/calls.h"
 #include "braid/disk/extended.h"
+#include "braid/disk/journals.h"
 #include "braid/reconcile/judge.h"
 
 namespace braid
@@ -17,7 +18,7 @@ namespace
 /// The item lies where nothing or something else was expected; 0 where it is as seen.
 int checkUnchanged(int folder, const char* name, const Stat& seen)
 {
-    const auto now = disk::statAt(folder, name);
+    const auto now = journals::lookAgain(folder, name, seen);
     if (!now) return now.problem().code;
     return isUnchanged(*now, seen) ? 0 : EAGAIN;
 }
@@ -49,6 +50,7 @@ int Placer::markUnfinished(const std::string& path, Peer peer)
 int Placer::putNew(const Staged& staged, int folder, const char* name)
 {
     const Home& home = *mBench.homes[staged.action->target];
+    if (staged.isDatabase && journals::areBeside(folder, name)) return EBUSY; // those of another version
     const int code = disk::renameNew(home.staging(), staged.name.c_str(), folder, name);
     return code == EEXIST ? EAGAIN : code;
 }
@@ -57,11 +59,18 @@ int Placer::putOver(const Staged& staged, int folder, const char* name)
 {
     const Action& action = *staged.action;
     const int staging = mBench.homes[action.target]->staging();
-    const Stat& seen = action.stats[action.target];
+    Stat seen = action.stats[action.target];
     if (int code = checkUnchanged(folder, name, seen)) return code;
+    if (seen.journals != Journals::None) {
+        // Without this the gap until the new version lies there would look like somebody's work.
+        if (int code = markUnfinished(action.path, action.target)) return code;
+        if (int code = trashJournals(action, folder, seen)) return code;
+    } else if (staged.isDatabase && journals::areBeside(folder, name)) {
+        return EBUSY; // a program has just opened the old version
+    }
     const char* copy = staged.name.c_str();
     if (int code = disk::exchange(staging, copy, folder, name)) {
-        return cannotExchange(code) ? putOverWithoutExchange(staged, folder, name) : code;
+        return cannotExchange(code) ? putOverWithoutExchange(staged, folder, name, seen) : code;
     }
     // Now both versions exist whatever happens. Was it really the one that the scan saw?
     const auto old = disk::statAt(staging, copy);
@@ -72,13 +81,31 @@ int Placer::putOver(const Staged& staged, int folder, const char* name)
 }
 
 /// The old version goes to the trash first, so for a moment nothing has the name.
-int Placer::putOverWithoutExchange(const Staged& staged, int folder, const char* name)
+int Placer::putOverWithoutExchange(const Staged& staged, int folder, const char* name, const Stat& seen)
 {
     const Action& action = *staged.action;
     if (int code = markUnfinished(action.path, action.target)) return code;
-    const Stat& seen = action.stats[action.target];
     if (int code = mBench.trash[action.target].keep(folder, name, action.path, seen)) return code;
     return putNew(staged, folder, name);
+}
+
+/// They belong to the version that leaves, and would damage the one that comes. `database` becomes what is told of the
+/// database alone.
+int Placer::trashJournals(const Action& action, int folder, Stat& database)
+{
+    const std::string name{nameOf(action.path)};
+    for (const std::string& journal : journals::namesBeside(name)) {
+        const auto stat = disk::statAt(folder, journal.c_str());
+        if (!stat) return stat.problem().code;
+        if (stat->kind != Kind::File) continue;
+        const std::string path = joinPath(folderOf(action.path), journal);
+        if (int code = mBench.trash[action.target].keep(folder, journal.c_str(), path, *stat)) return code;
+    }
+    const auto alone = disk::statAt(folder, name.c_str());
+    if (!alone) return alone.problem().code;
+    const bool isSame = alone->inode == database.inode && alone->size == database.size;
+    database = *alone;
+    return isSame ? 0 : EAGAIN;
 }
 
 int Placer::place(Staged& staged)
@@ -210,7 +237,11 @@ int Placer::remove(const Action& action)
     }
     if (int code = checkUnchanged(*folder, name.c_str(), seen)) return code;
     mBench.touch(target, above);
-    return mBench.trash[target].keep(*folder, name.c_str(), action.path, seen);
+    Stat file = seen;
+    if (seen.journals != Journals::None) {
+        if (int code = trashJournals(action, *folder, file)) return code;
+    }
+    return mBench.trash[target].keep(*folder, name.c_str(), action.path, file);
 }
 
 int Placer::restampOne(const Action& action, Peer target, AttributeSet attributes)
@@ -241,10 +272,10 @@ int Placer::restamp(const Action& action)
     for (const Peer peer : kPeers) {
         const auto folder = mBench.folder(peer, folderOf(action.path));
         if (!folder) return folder.problem().code;
-        const auto now = disk::statAt(*folder, name.c_str());
+        const Stat& seen = action.stats[peer];
+        const auto now = journals::lookAgain(*folder, name.c_str(), seen);
         if (!now) return now.problem().code;
         // A folder's times move with what this very pass did inside.
-        const Stat& seen = action.stats[peer];
         const bool isFolder = seen.kind == Kind::Folder;
         if (isFolder ? now->kind != seen.kind || now->inode != seen.inode : !isUnchanged(*now, seen)) return EAGAIN;
     }
@@ -288,8 +319,9 @@ int Placer::restampTouched(const Staged& staged)
 std::shared_ptr<const ContentDigest> Placer::knownContent(const Action& action)
 {
     const Stat& target = action.stats[action.target];
+    const Stat& source = action.stats[otherPeer(action.target)];
     if (target.kind != Kind::File || target.size < kLargeFile) return nullptr;
-    if (action.stats[otherPeer(action.target)].kind != Kind::File) return nullptr;
+    if (source.kind != Kind::File || source.journals == Journals::Live) return nullptr;
     const auto agreed = mBench.archive.find(action.path);
     if (!agreed || !agreed->digest || !stillLooksLike(target, *agreed, action.target)) return nullptr;
     auto known = std::make_shared<ContentDigest>();

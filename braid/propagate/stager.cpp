@@ -8,6 +8,7 @@
 #include "braid/disk/calls.h"
 #include "braid/disk/content.h"
 #include "braid/disk/extended.h"
+#include "braid/disk/journals.h"
 #include "braid/disk/listing.h"
 #include "braid/reconcile/judge.h"
 
@@ -18,6 +19,7 @@ namespace
 {
 
 constexpr int kMaxAttempts = 3;
+constexpr std::int64_t kQuiet = 50'000'000; // more than the coarsest step of a kernel's clock
 
 std::string oldName(std::uint64_t inode)
 {
@@ -37,12 +39,13 @@ Outcome<Staged> Stager::stage(const Action& action)
         auto staged = stat.kind == Kind::Link ? stageLink(action, *folder, stat) : stageFile(action, *folder, stat);
         if (staged || staged.problem().code != EAGAIN) return staged;
         // Somebody is writing it. What the decision rests on still holds as long as it stays what it is.
-        const auto now = disk::statAt(*folder, name.c_str());
+        const auto now = journals::lookAgain(*folder, name.c_str(), stat);
         if (!now) return now.problem();
         if (now->kind != stat.kind) break;
         stat = *now;
     }
-    return Problem{EAGAIN, "copy it", action.path};
+    const bool isInUse = stat.journals != Journals::None;
+    return Problem{isInUse ? EBUSY : EAGAIN, "copy it", action.path};
 }
 
 Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const Stat& source)
@@ -50,7 +53,11 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
     const std::string sourceName{nameOf(action.path)};
     const auto file = disk::openFile(sourceFolder, sourceName.c_str());
     if (!file) return file.problem();
-    const auto before = disk::statOf(file->number());
+    const auto look = [&] {
+        return source.journals == Journals::None ? disk::statOf(file->number())
+                                                 : journals::lookJoined(sourceFolder, sourceName.c_str());
+    };
+    const auto before = look();
     if (!before) return before.problem();
     if (!isUnchanged(*before, source)) return Problem{EAGAIN, "copy it", action.path};
 
@@ -73,7 +80,13 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
     };
     auto content = bringContent(action, *file, source, *copy, seen ? &*seen : nullptr, staged);
     if (!content) return fail(content.problem());
-    const auto after = disk::statOf(file->number());
+    if (content->isDatabase || source.journals != Journals::None) {
+        if (int code = completeDatabase(action, sourceFolder, source, *copy, *content)) {
+            return fail({code, "copy it", action.path});
+        }
+        staged.isDatabase = true;
+    }
+    const auto after = look();
     if (!after) return fail(after.problem());
     if (!isUnchanged(*after, source)) return fail({EAGAIN, "copy it", action.path});
 
@@ -89,6 +102,25 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
         if (int code = disk::syncFile(copy->number())) return fail({code, "write a copy of it", action.path});
     }
     return staged;
+}
+
+/// What was copied of a database is whole only if nobody was at it meanwhile; its journals hold the rest.
+int Stager::completeDatabase(const Action& action, int sourceFolder, const Stat& source, const Descriptor& copy,
+                             ContentDigest& content)
+{
+    const Home& home = *mBench.homes[otherPeer(action.target)];
+    // A change within the file system's step of the one before would not show in the times.
+    if (home.now() - std::max(source.mtime, source.ctime) < kQuiet) return EBUSY;
+    const std::string name{nameOf(action.path)};
+    if (source.journals == Journals::None) return journals::areBeside(sourceFolder, name.c_str()) ? EBUSY : 0;
+    if (source.journals == Journals::Idle) return 0;
+    if (int code = journals::takeIn(sourceFolder, name.c_str(), copy)) return code;
+    const auto stat = disk::statOf(copy.number());
+    if (!stat) return stat.problem().code;
+    auto whole = digestOpen(copy, *stat, mBench.stop);
+    if (!whole) return whole.problem().code;
+    content = std::move(*whole);
+    return 0;
 }
 
 /// Somebody only touched it: there is nothing to copy but its attributes.
@@ -199,7 +231,7 @@ int Stager::finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source
         staged.name = swapped;
     }
     staged.entry.kind = source.kind;
-    staged.entry.size = source.size;
+    staged.entry.size = copy->size; // of a link too; of a live database its journals' share is in it
     staged.entry.stamps[sourcePeer] = stampFor(*mBench.homes[sourcePeer], source, attributes.source);
     staged.entry.stamps[action.target].attributes = attributes.target;
     return 0;

@@ -16,6 +16,7 @@ struct Staged {
     Stat stat;        ///< Of the copy.
     Entry entry;      ///< What is to be agreed on, but for the target's stamp.
     ContentDigest content;
+    bool isDatabase = false;     ///< An SQLite database.
     bool isContentThere = false; ///< There is no copy: the target's content is the same already.
     std::uint64_t bytes = 0;
 };
@@ -44,6 +45,8 @@ private:
     static Outcome<Staged> unchangedContent(Staged staged, const Descriptor& file, const Stat& source);
     Outcome<ContentDigest> bringContent(const Action& action, const Descriptor& source, const Stat& stat,
                                         const Descriptor& copy, const ContentDigest* seen, Staged& staged);
+    int completeDatabase(const Action& action, int sourceFolder, const Stat& source, const Descriptor& copy,
+                         ContentDigest& content);
     bool beginWithOldVersion(const Action& action, const Descriptor& copy);
     static int stampFile(int copy, const Stat& source);
     static int stampLink(int folder, const char* name, const Stat& source);

@@ -17,6 +17,7 @@ constexpr unsigned kUnrecorded = 0x20;
 
 // First byte of a stat: its kind in the lower three bits, and this.
 constexpr unsigned kSparse = 0x08;
+constexpr unsigned kJournalsShift = 4; ///< Two bits.
 
 // First byte of an entry: its kind in the lower three bits, and these.
 constexpr unsigned kHasDigest = 0x08;
@@ -145,7 +146,8 @@ std::uint64_t ActionList::ownersNumber(const Stat& stat)
 
 void ActionList::addStat(const Stat& stat)
 {
-    addByte(mScratch, static_cast<unsigned>(stat.kind) | (stat.sparse ? kSparse : 0));
+    addByte(mScratch, static_cast<unsigned>(stat.kind) | (stat.sparse ? kSparse : 0) |
+                          static_cast<unsigned>(stat.journals) << kJournalsShift);
     if (!stat.exists()) return;
     addRaw(mScratch, stat.mode);
     addNumber(mScratch, ownersNumber(stat));
@@ -161,6 +163,7 @@ Stat ActionList::takeStat(const char*& at) const
     const unsigned first = takeByte(at);
     stat.kind = static_cast<Kind>(first & 0x07);
     stat.sparse = (first & kSparse) != 0;
+    stat.journals = static_cast<Journals>(first >> kJournalsShift & 0x03);
     if (!stat.exists()) return stat;
     takeRaw(at, stat.mode);
     std::tie(stat.owner, stat.group) = mOwners[static_cast<std::size_t>(takeNumber(at))];

@@ -40,6 +40,7 @@ bool isSameFile(const WalkContext& context, const Action& action, const Action& 
     const Stat& now = action.stats[source];
     const Entry& agreed = old.entry;
     const Stamp& stamp = agreed.stamps[source];
+    if (now.journals != Journals::None || old.stats[old.target].journals != Journals::None) return false;
     if (agreed.kind != Kind::File || now.kind != Kind::File || now.inode != stamp.inode) return false;
     if (now.size != agreed.size || now.mtime != stamp.mtime || now.mode != stamp.mode || stamp.ctime == 0) return false;
 

@@ -24,6 +24,11 @@ constexpr Digest unreadContent(Peer peer)
 
 enum class Doubt { Same, Changed, Unsure };
 
+bool isReadable(const Stat& stat)
+{
+    return stat.kind == Kind::File && stat.journals != Journals::Live;
+}
+
 /// The working values of one judgement.
 class Judge
 {
@@ -116,7 +121,9 @@ bool Judge::judgeAttributes(Peer peer)
     const Stamp& stamp = mEntry->stamps[peer];
     const Facts& before = mResult.before;
     if (stat.mode == stamp.mode || mResult.mustRestamp[peer]) facts.mode = before.mode;
-    if (stat.mtime == stamp.mtime || stat.kind == Kind::Folder) facts.mtime = before.mtime;
+    // That of a live database is no attribute that could be set.
+    const bool hasNoTime = stat.kind == Kind::Folder || stat.journals == Journals::Live;
+    if (stat.mtime == stamp.mtime || hasNoTime) facts.mtime = before.mtime;
     if (facts.attributes == stamp.attributes || mResult.mustRestamp[peer]) facts.attributes = before.attributes;
     const bool sameSize = stat.kind != Kind::File || stat.size == mEntry->size;
     mDoubt[peer] = sameSize ? Doubt::Unsure : Doubt::Changed;
@@ -156,12 +163,12 @@ bool Judge::judgeFiles()
         if (mDoubt[peer] != Doubt::Unsure || mStats[peer].kind != Kind::File) continue;
         mDoubt[peer] = Doubt::Changed;
         if (!known || !mEntry->digest) continue;
-        if (isReadLater[peer]) continue;
+        if (isReadLater[peer] || mStats[peer].journals == Journals::Live) continue;
         if (!read(peer)) return false;
         if (mDigest[peer] == mEntry->digest) mDoubt[peer] = Doubt::Same;
     }
     const bool bothNew = mDoubt.local == Doubt::Changed && mDoubt.network == Doubt::Changed;
-    const bool bothFiles = mStats.local.kind == Kind::File && mStats.network.kind == Kind::File;
+    const bool bothFiles = isReadable(mStats.local) && isReadable(mStats.network);
     if (bothNew && bothFiles && mStats.local.size == mStats.network.size) {
         if (!read(Peer::Local) || !read(Peer::Network)) return false;
     }
@@ -257,7 +264,9 @@ bool stillLooksLike(const Stat& stat, const Entry& entry, Peer peer)
 {
     const Stamp& stamp = entry.stamps[peer];
     if (stamp.ctime == 0 || stat.kind != entry.kind) return false;
-    if (stat.kind == Kind::File && stat.size != entry.size) return false;
+    // What is copied of a database has its journals taken in, and perhaps another size.
+    const bool hasSize = stat.kind == Kind::File && stat.journals != Journals::Live;
+    if (hasSize && stat.size != entry.size) return false;
     return stat.inode == stamp.inode && stat.ctime == stamp.ctime && stat.mtime == stamp.mtime &&
            stat.mode == stamp.mode;
 }

@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <random>
+#include <thread>
+
+#include "home_pair.h"
+
+/// SQLite databases that programs have open while they are synced.
+namespace braid
+{
+namespace
+{
+
+namespace fs = std::filesystem;
+
+struct Closer {
+    void operator()(sqlite3* handle) const { sqlite3_close(handle); }
+};
+using Connection = std::unique_ptr<sqlite3, Closer>;
+
+Connection opened(const fs::path& file)
+{
+    sqlite3* handle = nullptr;
+    sqlite3_open(file.c_str(), &handle);
+    return Connection{handle};
+}
+
+bool execute(const Connection& database, const std::string& text)
+{
+    return sqlite3_exec(database.get(), text.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+std::string answer(const Connection& database, const char* question)
+{
+    std::string text;
+    const auto take = [](void* into, int, char** columns, char**) {
+        *static_cast<std::string*>(into) += columns[0] ? columns[0] : "null";
+        return 0;
+    };
+    sqlite3_exec(database.get(), question, take, &text, nullptr);
+    return text;
+}
+
+constexpr const char* kTotal = "SELECT sum(amount) FROM account";
+
+void makeAccounts(const Connection& database, const char* mode)
+{
+    ASSERT_TRUE(execute(database, std::string{"PRAGMA journal_mode="} + mode + "; PRAGMA wal_autocheckpoint=20;"));
+    ASSERT_TRUE(execute(database, "CREATE TABLE account (name INTEGER PRIMARY KEY, amount INTEGER, note BLOB);"
+                                  "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 99)"
+                                  "INSERT INTO account SELECT i, 100, randomblob(500) FROM n;"));
+}
+
+/// Moves money about, with a rest now and then; the sum stays the same.
+void move(const Connection& database, std::mt19937_64& random)
+{
+    const auto account = [&] { return std::to_string(random() % 100); };
+    execute(database, "BEGIN; UPDATE account SET amount = amount - 1, note = randomblob(" +
+                          std::to_string(random() % 2000) + ") WHERE name = " + account() +
+                          "; UPDATE account SET amount = amount + 1 WHERE name = " + account() + "; COMMIT;");
+    std::this_thread::sleep_for(std::chrono::milliseconds{random() % 8 == 0 ? 120 : random() % 3});
+}
+
+TEST(Database, CopiesDuringWritesAreAllWholeAndNoConflict)
+{
+    for (const char* mode : {"WAL", "DELETE"}) {
+        SCOPED_TRACE(mode);
+        HomePair pair;
+        makeAccounts(opened(pair.local() / "money.db"), mode);
+        std::atomic<bool> isDone{false};
+        std::thread writer{[&] {
+            std::mt19937_64 random{7};
+            const Connection database = opened(pair.local() / "money.db");
+            execute(database, "PRAGMA wal_autocheckpoint=20; PRAGMA synchronous=OFF;");
+            while (!isDone)
+                move(database, random);
+        }};
+        std::uint64_t copies = 0;
+        for (int pass = 0; pass < 40; ++pass) {
+            std::this_thread::sleep_for(std::chrono::milliseconds{15});
+            const PassReport report = pair.sync();
+            EXPECT_TRUE(report.conflicts.empty());
+            copies += report.counts.bytes > 0 ? 1 : 0;
+            EXPECT_LE(report.errors.size(), 1U);
+            if (!fs::exists(pair.network() / "money.db")) continue;
+            // Looked at beside the home, where SQLite makes its own files.
+            fs::copy_file(pair.network() / "money.db", pair.top() / "copy.db", fs::copy_options::overwrite_existing);
+            const Connection copy = opened(pair.top() / "copy.db");
+            EXPECT_EQ(answer(copy, "PRAGMA integrity_check"), "ok");
+            EXPECT_EQ(answer(copy, kTotal), "10000");
+            EXPECT_EQ(treeOf(pair.network()).size(), 1U) << "the journals are no items";
+        }
+        isDone = true;
+        writer.join();
+        EXPECT_GE(copies, 3U);
+        std::this_thread::sleep_for(std::chrono::milliseconds{60});
+        EXPECT_TRUE(pair.sync().errors.empty());
+        EXPECT_EQ(answer(opened(pair.local() / "money.db"), "SELECT sum(amount * name) FROM account"),
+                  answer(opened(pair.network() / "money.db"), "SELECT sum(amount * name) FROM account"));
+    }
+}
+
+TEST(Database, JournalsGoWithTheVersionThatTheyBelongTo)
+{
+    HomePair pair;
+    makeAccounts(opened(pair.local() / "money.db"), "WAL");
+    write(pair.local() / "diary", "no database");
+    write(pair.local() / "diary-journal", "an item of its own");
+    std::this_thread::sleep_for(std::chrono::milliseconds{60});
+    pair.sync();
+    EXPECT_EQ(read(pair.network() / "diary-journal"), "an item of its own");
+
+    // A program died on the network home and left its log; then a newer version arrives from here.
+    fs::path log = pair.network() / "money.db-wal";
+    {
+        const Connection database = opened(pair.network() / "money.db");
+        execute(database, "UPDATE account SET amount = 50 WHERE name = 1");
+        fs::copy_file(log, pair.top() / "log");
+        execute(database, "UPDATE account SET amount = 100 WHERE name = 1");
+    }
+    fs::copy_file(pair.top() / "log", log);
+    EXPECT_TRUE(execute(opened(pair.local() / "money.db"), "UPDATE account SET amount = 700 WHERE name = 2"));
+    std::this_thread::sleep_for(std::chrono::milliseconds{60});
+    EXPECT_TRUE(pair.syncResolving(Peer::Local).errors.empty());
+    EXPECT_FALSE(fs::exists(log));
+    EXPECT_EQ(answer(opened(pair.network() / "money.db"), kTotal), "10600");
+
+    // A deletion takes them along.
+    pair.sync();
+    std::ofstream{pair.network() / "money.db-shm"} << "an index";
+    fs::remove(pair.local() / "money.db");
+    EXPECT_TRUE(pair.sync().errors.empty());
+    EXPECT_EQ(treeOf(pair.network()).size(), 2U);
+    EXPECT_EQ(writesOf(pair.sync()), 0U);
+}
+
+} // namespace
+} // namespace braid
