@@ -96,7 +96,7 @@ CheckAnswer readReport(int pipe)
     Report report{};
     ssize_t got = 0;
     while ((got = ::read(pipe, &report, sizeof report)) < 0 && errno == EINTR) {}
-    if (got != static_cast<ssize_t>(sizeof report)) return {.reason = "the agent ended without an answer"};
+    if (got != static_cast<ssize_t>(sizeof report)) return {};
     report.reason.back() = '\0';
     return {report.outcome, report.isComplete, report.status, report.reason.data()};
 }
@@ -126,7 +126,7 @@ CheckAnswer callCheck(const platform::UserEntry& user, const CheckCall& call, Us
     if (caller < 0) return {.reason = std::strerror(errno)};
     if (caller == 0) callAsUser(user, call, writing.get());
     writing = UniqueFd();
-    CheckAnswer answer{.reason = "the agent ended without an answer"};
+    CheckAnswer answer;
     if (waitForReport(reading.get(), agent)) answer = readReport(reading.get());
     ::kill(caller, SIGKILL);
     while (::waitpid(caller, nullptr, 0) < 0 && errno == EINTR) {}

@@ -23,7 +23,7 @@ struct CheckAnswer {
     Outcome outcome = Outcome::NotAnswered;
     bool isComplete = false; ///< The check's out-flag.
     std::int32_t status = -1;
-    std::string reason{}; ///< Of NotAnswered, in words.
+    std::string reason{}; ///< Of NotAnswered, in words; "" when it is not known.
 };
 
 struct CheckCall {

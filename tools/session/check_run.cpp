@@ -152,9 +152,8 @@ Outcome outcomeOf(const CheckAnswer& answer)
         const auto verdict = verdictOf(answer.status, answer.isComplete);
         return {verdict.mayGoOn, verdict.words};
     }
-    const bool ended = answer.outcome == CheckAnswer::Outcome::NotAnswered && !answer.reason.empty();
-    return {false, ended ? "the agent ended before the sync was done: " + answer.reason
-                         : std::string("the agent did not come up")};
+    if (answer.outcome != CheckAnswer::Outcome::NotAnswered) return {false, "the agent did not come up"};
+    return {false, "the agent ended before the sync was done" + (answer.reason.empty() ? "" : ": " + answer.reason)};
 }
 
 Outcome stopped(const std::string& reason)

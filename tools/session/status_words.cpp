@@ -26,7 +26,7 @@ constexpr std::array kStatuses = std::to_array<StatusFacts>({
     {-10, false, "the sync engine could not be started"},
     {-3, false, "nothing serves the mounts of this session, or a home that must not be written would have been"},
     {-2, false, "the sync engine ended before the sync was done"},
-    {-1, false, "the sync could not be started"},
+    {-1, false, "the sync could not be started, or ended early; the log says why"},
     {0, true, "done"},
     {ENOENT, false, "the server has no such share"},
     {EIO, false, "the network home could not be mounted; the log of lobbyd says why"},
