@@ -239,6 +239,10 @@ int Stager::finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source
 
 void Stager::discard(const Staged& staged) const
 {
+    // A server may have swapped the copy with the person's version and its answer got lost: under the copy's name lies
+    // the only one then. The next pass takes it to the trash.
+    const auto there = disk::statAt(mBench.homes[staged.action->target]->staging(), staged.name.c_str());
+    if (!there || (staged.stat.inode != 0 && there->inode != staged.stat.inode)) return;
     if (staged.name.empty()) return;
     disk::unlink(mBench.homes[staged.action->target]->staging(), staged.name.c_str());
 }
