@@ -7,8 +7,12 @@
 #include "account.h"
 #include "braid/engine.h"
 #include "commands.h"
+#include "home/sync_times.h"
 #include "lists/sync_type.h"
 #include "network_home.h"
+#include "platform/linux/run_loop.h"
+#include "platform/linux/user_formats.h"
+#include "platform/system_root.h"
 #include "session/secret.h"
 
 namespace roamer::ctl
@@ -56,11 +60,20 @@ std::vector<braid::Job> jobsOf(Account& account, const NetworkHome& home, FirstS
     return jobs;
 }
 
+/// A login would ask which home holds the truth on a computer that never completed a sync.
+void noteCompletedSync(Account& account, const NetworkHome& home)
+{
+    const auto runLoop = platform::makeRunLoop();
+    const auto formats = platform::makeUserFormats();
+    SyncTimes(account.preferences, account.homes, account.domains, *runLoop, *account.bundles, *formats)
+        .saveSyncTime(home.mountPoint());
+}
+
 ExitStatus bringInStep(Account& account, const NetworkHome& home, FirstSyncOptions::Truth truth)
 {
     braid::PassSettings settings;
     settings.localHome = account.localHome();
-    settings.networkHome = home.path();
+    settings.networkHome = platform::systemPath(home.path());
     settings.jobs = jobsOf(account, home, truth);
     if (settings.jobs.empty()) {
         std::printf("Nothing of the home is to be synced.\n");
@@ -76,7 +89,9 @@ ExitStatus bringInStep(Account& account, const NetworkHome& home, FirstSyncOptio
     if (!report.conflicts.empty())
         std::printf("Items that differ and wait for a decision: %zu. \"roamerctl conflicts\" lists them.\n",
                     report.conflicts.size());
-    return report.conflicts.empty() && report.errors.empty() ? kDone : kNeedsAttention;
+    if (!report.conflicts.empty() || !report.errors.empty()) return kNeedsAttention;
+    noteCompletedSync(account, home);
+    return kDone;
 }
 
 } // namespace

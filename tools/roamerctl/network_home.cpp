@@ -8,6 +8,7 @@
 
 #include "platform/linux/mount_service.h"
 #include "platform/linux/run_loop.h"
+#include "platform/system_root.h"
 #include "session/status_words.h"
 
 namespace roamer::ctl
@@ -56,7 +57,7 @@ std::variant<std::unique_ptr<NetworkHome>, std::string> NetworkHome::reach(Accou
 std::optional<std::string> NetworkHome::whyNotWritable(Account& account) const
 {
     if (!account.homes.makeDirectoryPath(mPath)) return mPath + " is missing and cannot be made, or cannot be opened";
-    std::string probe = mPath + "/.roamer-check-XXXXXX";
+    std::string probe = platform::systemPath(mPath) + "/.roamer-check-XXXXXX";
     const int file = mkstemp(probe.data());
     if (file < 0) return mPath + " cannot be written: " + std::strerror(errno);
     close(file);

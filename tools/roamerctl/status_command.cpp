@@ -13,6 +13,7 @@
 #include "home/preference_keys.h"
 #include "lists/sync_type.h"
 #include "platform/sync_engine.h"
+#include "platform/system_root.h"
 #include "preference_value.h"
 #include "sync/sync_state.h"
 #include "util/typed_reads.h"
@@ -64,7 +65,7 @@ std::string localTime(Date date)
 std::optional<std::string> lockHolder(const std::optional<std::string>& networkHome, Account& account)
 {
     if (!networkHome || !account.homes.directoryIsReadable(*networkHome)) return std::nullopt;
-    const auto path = *networkHome + "/.vexlc";
+    const auto path = platform::systemPath(*networkHome) + "/.vexlc";
     const int lock = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
     if (lock < 0) return "free";
     std::array<char, 64> text{};
