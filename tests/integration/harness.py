@@ -233,6 +233,18 @@ class World:
         self.children.append(child)
         return child
 
+    def start_x_server(self):
+        """A display of this world's own, for everything that is started from now on."""
+        ready, tell = os.pipe()
+        server = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(tell), "-nolisten", "tcp"], pass_fds=[tell], stderr=subprocess.DEVNULL
+        )
+        self.children.append(server)
+        os.close(tell)
+        with os.fdopen(ready) as display:
+            self.environment["DISPLAY"] = ":" + display.readline().strip()
+        return server
+
     def start_agent(self, *flags):
         return self.start(self.root / AGENT, *flags)
 

@@ -1,8 +1,6 @@
 """A display that dies while somebody logs out."""
 
-import os
 import signal
-import subprocess
 import sys
 import unittest
 
@@ -11,23 +9,11 @@ from login_test import Logins
 
 
 class Windows(Logins):
-    def start_x_server(self):
-        ready, tell = os.pipe()
-        server = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(tell), "-nolisten", "tcp"], pass_fds=[tell], stderr=subprocess.DEVNULL
-        )
-        self.addCleanup(server.wait)
-        self.addCleanup(server.kill)
-        os.close(tell)
-        with os.fdopen(ready) as display:
-            self.world.environment["DISPLAY"] = ":" + display.readline().strip()
-        return server
-
     def test_an_x_server_that_dies_in_a_logout(self):
         self.sync_once()
         for number in range(2000):
             write(self.world.local / f"Documents/many/{number // 500}/{number}.txt", f"{number}\n" * 20)
-        server = self.start_x_server()
+        server = self.world.start_x_server()
         logout = self.world.session("logout")
         self.world.wait_for_log('layout "PavoProgressNoClose" loaded=1')
         self.world.wait_for_log("Pavo.doSync:kLogoutSync Going into runloop")
