@@ -119,6 +119,12 @@ struct PassReport {
     std::vector<std::string> skipped; ///< Sockets, pipes, devices and mounted folders: left alone, nobody's task.
 };
 
+/// What needs a person.
+struct OpenMatters {
+    std::vector<Conflict> conflicts;
+    std::vector<ItemError> errors;
+};
+
 struct PassSettings {
     std::filesystem::path localHome;
     std::filesystem::path networkHome;
@@ -129,6 +135,9 @@ struct PassSettings {
     bool allowMassDeletion = false;
     /// Called on the pass's thread, at each change of state and otherwise at most ten times a second. May be empty.
     std::function<void(const Progress&)> onProgress;
+    /// Called on the pass's thread before it changes anything, with all that it leaves for a person, and later with
+    /// the errors that have joined since, as often as onProgress. The last of them only the report has. May be empty.
+    std::function<void(const OpenMatters& fresh)> onMatters{};
 };
 
 /// Why the two folders cannot be synced with each other, in words; nothing if they can. Writes nothing.
@@ -169,10 +178,6 @@ private:
 
 /// What the archive of a local home still holds as unresolved with the network home that it synced with last. A local
 /// home without an archive has none.
-struct OpenMatters {
-    std::vector<Conflict> conflicts;
-    std::vector<ItemError> errors;
-};
 OpenMatters openMatters(const std::filesystem::path& localHome);
 
 } // namespace braid

@@ -1,6 +1,8 @@
 #include "matters.h"
 
 #include <algorithm>
+#include <set>
+#include <string_view>
 
 #include "braid/jobs/coverage.h"
 #include "braid/protocol.h"
@@ -21,6 +23,17 @@ Dictionary describe(const Version& version)
             {protocol::kVersionTime, version.mtime}};
 }
 
+/// What is fresh takes the place of what was known of its path.
+template <typename Item>
+void merge(std::vector<Item>& known, const std::vector<Item>& fresh)
+{
+    std::set<std::string_view> paths;
+    for (const auto& item : fresh)
+        paths.insert(item.path);
+    std::erase_if(known, [&](const Item& item) { return paths.contains(item.path); });
+    known.insert(known.end(), fresh.begin(), fresh.end());
+}
+
 } // namespace
 
 roamer::Data bytesOf(const std::string& path)
@@ -32,6 +45,12 @@ roamer::Data bytesOf(const std::string& path)
 std::string pathOf(const roamer::Data& bytes)
 {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+void Matters::add(const OpenMatters& fresh)
+{
+    merge(mKnown.conflicts, fresh.conflicts);
+    merge(mKnown.errors, fresh.errors);
 }
 
 std::uint64_t Matters::conflicts() const
@@ -46,7 +65,7 @@ std::uint64_t Matters::errors() const
         std::ranges::count_if(mKnown.errors, [&](const auto& item) { return !mSetAside.contains(item); }));
 }
 
-bool Matters::needsDialog(const PassReport& report, const std::vector<Job>& jobs) const
+bool Matters::needsDialog(const OpenMatters& met, const std::vector<Job>& jobs) const
 {
     const Coverage coverage(jobs);
     const auto isWanted = [&](const auto& matter, bool JobOptions::*suppressed) {
@@ -56,9 +75,9 @@ bool Matters::needsDialog(const PassReport& report, const std::vector<Job>& jobs
         if (!job) return !std::ranges::all_of(jobs, [&](const Job& item) { return item.options.*suppressed; });
         return !(jobs[*job].options.*suppressed);
     };
-    return std::ranges::any_of(report.conflicts,
+    return std::ranges::any_of(met.conflicts,
                                [&](const auto& c) { return isWanted(c, &JobOptions::suppressConflictDialogs); }) ||
-           std::ranges::any_of(report.errors,
+           std::ranges::any_of(met.errors,
                                [&](const auto& e) { return isWanted(e, &JobOptions::suppressErrorDialogs); });
 }
 

@@ -21,13 +21,15 @@ public:
 
     /// All that is recorded now.
     void take(OpenMatters known) { mKnown = std::move(known); }
+    /// Joins what is known: what a running pass has come upon, and has not recorded yet.
+    void add(const OpenMatters& fresh);
     void takeComputers(std::vector<Computer> others) { mComputers = std::move(others); }
 
     std::uint64_t conflicts() const; ///< Those that count.
     std::uint64_t errors() const;
 
-    /// Something that a pass reports counts, and belongs to no job that suppresses the dialogs about it.
-    bool needsDialog(const PassReport& report, const std::vector<Job>& jobs) const;
+    /// Something that a pass met counts, and belongs to no job that suppresses the dialogs about it.
+    bool needsDialog(const OpenMatters& met, const std::vector<Job>& jobs) const;
 
     std::optional<std::string> setAside(const std::set<Matter>& matters, bool aside)
     {

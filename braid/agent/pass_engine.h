@@ -41,12 +41,13 @@ class PassEngine
 {
 public:
     using OnProgress = std::function<void(const Progress&)>;
+    using OnMatters = std::function<void(const OpenMatters& fresh)>;
     using OnEnd = std::function<void(const PassResult&)>;
     virtual ~PassEngine() = default;
 
-    /// Both functions are called from the main run loop, never inside this call; `onEnd` once, as the last one. For
-    /// when no pass runs.
-    virtual void start(PassRequest request, OnProgress onProgress, OnEnd onEnd) = 0;
+    /// The functions are called from the main run loop, never inside this call; `onMatters` as PassSettings has it,
+    /// `onEnd` once, as the last one. For when no pass runs.
+    virtual void start(PassRequest request, OnProgress onProgress, OnMatters onMatters, OnEnd onEnd) = 0;
 
     /// Asks the pass to end soon; nothing happens when none runs.
     virtual void stop() = 0;

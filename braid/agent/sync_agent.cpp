@@ -204,6 +204,7 @@ void SyncAgent::startPass(Request wanted, Cause cause)
     constexpr const char* kCauses[] = {"request", "background", "person"};
     mPassStart = mUses.runLoop.now();
     mCause = cause;
+    mHasAsked = cause == Cause::Person;
     mProgress = Progress{};
     mProgress.state = PassState::Starting;
     mSchedule.passStarted();
@@ -226,13 +227,14 @@ void SyncAgent::startPass(Request wanted, Cause cause)
     mJobs = request.jobs;
     mUses.engine.start(
         std::move(request), [this](const Progress& progress) { passProgressed(progress); },
-        [this](const PassResult& result) { passEnded(result); });
+        [this](const OpenMatters& fresh) { passMet(fresh); }, [this](const PassResult& result) { passEnded(result); });
 }
 
 void SyncAgent::abortSync()
 {
     if (!passRuns()) return;
     if (mPending == Pending::Wanted) mPending = Pending::Aborted;
+    mHasAsked = true;
     mUses.engine.stop();
 }
 
@@ -243,6 +245,15 @@ void SyncAgent::passProgressed(const Progress& progress)
     mProgress = progress;
     const auto gap = seconds(kShortestStatusGapSeconds);
     if (progress.state != mSentState || !mSentTime || mUses.runLoop.now() - *mSentTime >= gap) send();
+}
+
+void SyncAgent::passMet(const OpenMatters& fresh)
+{
+    if (!passRuns()) return;
+    mMatters.add(fresh);
+    if (mHasAsked || !mMatters.needsDialog(fresh, mJobs)) return;
+    mHasAsked = true;
+    if (mUses.conflictsApp.state() == ConflictsApp::State::Absent) mUses.conflictsApp.show(false);
 }
 
 void SyncAgent::passEnded(const PassResult& result)
@@ -276,7 +287,8 @@ void SyncAgent::passEnded(const PassResult& result)
     mProgress.currentPath.clear();
     send();
 
-    const bool asks = mCause != Cause::Person && !aborted && !mEnded && mMatters.needsDialog(report, mJobs);
+    const bool asks = mCause != Cause::Person && !aborted && !mEnded &&
+                      mMatters.needsDialog({report.conflicts, report.errors}, mJobs);
     if (asks && mUses.conflictsApp.state() == ConflictsApp::State::Absent) mUses.conflictsApp.show(false);
     if (mUses.conflictsApp.state() != ConflictsApp::State::Starting || mEnded) return becomeIdle();
     // Who waits for the pass's end asks next whether the window is there.

@@ -92,6 +92,7 @@ private:
     void runInBackground();
     void startPass(Request wanted, Cause cause);
     void passProgressed(const Progress& progress);
+    void passMet(const OpenMatters& fresh);
     void passEnded(const PassResult& result);
     void personTaskEnded(const PassResult& result);
     void startPending();
@@ -114,9 +115,10 @@ private:
     platform::Timer mLook;
     Matters mMatters;
 
-    Cause mCause = Cause::Request; ///< Of the running pass, as the next two.
+    Cause mCause = Cause::Request; ///< Of the running pass, as the next three.
     std::vector<Job> mJobs;
     Answer mAnswer;
+    bool mHasAsked = false; ///< For the window, or shall not before its end.
     Progress mProgress;
     Pending mPending = Pending::None;
     std::deque<Waiting> mWaiting;

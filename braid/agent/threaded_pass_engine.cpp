@@ -74,9 +74,10 @@ public:
     using OnFound = std::function<void(const std::string& path)>;
 
     Work(const std::filesystem::path& localHome, Shares& shares, const PassRequest& request,
-         const PassEngine::OnProgress& onProgress, const OnFound& onFound, const std::stop_token& stop)
-        : mLocalHome(localHome), mShares(shares), mRequest(request), mOnProgress(onProgress), mOnFound(onFound),
-          mStop(stop)
+         const PassEngine::OnProgress& onProgress, const PassEngine::OnMatters& onMatters, const OnFound& onFound,
+         const std::stop_token& stop)
+        : mLocalHome(localHome), mShares(shares), mRequest(request), mOnProgress(onProgress), mOnMatters(onMatters),
+          mOnFound(onFound), mStop(stop)
     {
     }
 
@@ -95,6 +96,7 @@ private:
     Shares& mShares;
     const PassRequest& mRequest;
     const PassEngine::OnProgress& mOnProgress;
+    const PassEngine::OnMatters& mOnMatters;
     const OnFound& mOnFound;
     const std::stop_token& mStop;
     ReachedHome mNetwork; ///< Held until the end.
@@ -142,6 +144,7 @@ PassReport Work::sync()
         hideSystemRoot(shown, opened(), mNetwork.path);
         mOnProgress(shown);
     };
+    settings.onMatters = mOnMatters;
     return runPass(settings, mStop, mLock.get());
 }
 
@@ -182,18 +185,21 @@ ThreadedPassEngine::ThreadedPassEngine(std::filesystem::path localHome, Shares& 
 
 ThreadedPassEngine::~ThreadedPassEngine() = default;
 
-void ThreadedPassEngine::start(PassRequest request, OnProgress onProgress, OnEnd onEnd)
+void ThreadedPassEngine::start(PassRequest request, OnProgress onProgress, OnMatters onMatters, OnEnd onEnd)
 {
     setNetworkHome(request.networkHome.path.value_or(""));
     // Joins the thread of the pass before, which has nothing left to do once its end was told.
     mThread = std::jthread([this, request = std::move(request), onProgress = std::move(onProgress),
-                            onEnd = std::move(onEnd)](const std::stop_token& stop) {
+                            onMatters = std::move(onMatters), onEnd = std::move(onEnd)](const std::stop_token& stop) {
         const PassEngine::OnProgress tell = [&](const Progress& progress) {
             mPost([onProgress, progress] { onProgress(progress); });
         };
+        const PassEngine::OnMatters tellMatters = [&](const OpenMatters& fresh) {
+            mPost([onMatters, fresh] { onMatters(fresh); });
+        };
         const Work::OnFound found = [this](const std::string& path) { setNetworkHome(path); };
         // Over before its end is told: by then the share is given back and the home unlocked.
-        auto result = Work(mLocalHome, mShares, request, tell, found, stop).run();
+        auto result = Work(mLocalHome, mShares, request, tell, tellMatters, found, stop).run();
         mPost([onEnd, result = std::move(result)] { onEnd(result); });
     });
 }

@@ -24,7 +24,7 @@ public:
     /// Waits for a running pass, which is asked to end.
     ~ThreadedPassEngine() override;
 
-    void start(PassRequest request, OnProgress onProgress, OnEnd onEnd) override;
+    void start(PassRequest request, OnProgress onProgress, OnMatters onMatters, OnEnd onEnd) override;
     void stop() override;
     OpenMatters openMatters() override;
     bool isAsAgreed(const std::set<std::string>& paths) override;

@@ -44,7 +44,7 @@ WatchedPassEngine::WatchedPassEngine(PassEngine& engine, platform::RunLoop& runL
 {
 }
 
-void WatchedPassEngine::start(PassRequest request, OnProgress onProgress, OnEnd onEnd)
+void WatchedPassEngine::start(PassRequest request, OnProgress onProgress, OnMatters onMatters, OnEnd onEnd)
 {
     if (mIsStuck) {
         mRefusal = mRunLoop.after({}, [this, onEnd = std::move(onEnd)] { onEnd(silentServer(mWhichHome())); });
@@ -61,6 +61,9 @@ void WatchedPassEngine::start(PassRequest request, OnProgress onProgress, OnEnd 
             if (isFurther(mProgress, progress)) mLastSign = mRunLoop.now();
             mProgress = progress;
             if (!mIsStuck) onProgress(progress);
+        },
+        [this, onMatters = std::move(onMatters)](const OpenMatters& fresh) {
+            if (!mIsStuck) onMatters(fresh);
         },
         [this](const PassResult& result) { ended(result); });
 }

@@ -26,7 +26,7 @@ public:
     /// Borrows the first two.
     WatchedPassEngine(PassEngine& engine, platform::RunLoop& runLoop, WhichHome whichHome, Answers answers);
 
-    void start(PassRequest request, OnProgress onProgress, OnEnd onEnd) override;
+    void start(PassRequest request, OnProgress onProgress, OnMatters onMatters, OnEnd onEnd) override;
     void stop() override { mEngine.stop(); }
     OpenMatters openMatters() override { return mEngine.openMatters(); }
     bool isAsAgreed(const std::set<std::string>& paths) override { return mEngine.isAsAgreed(paths); }

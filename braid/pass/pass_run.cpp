@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <ranges>
+#include <utility>
 
 #include "braid/disk/calls.h"
 #include "braid/propagate/propagator.h"
@@ -45,12 +48,37 @@ Version versionOf(const Stat& stat)
     return {stat.kind, stat.size, stat.mtime};
 }
 
+Conflict conflictOf(const ConflictRecord& record)
+{
+    const auto& [conflict, stats] = record;
+    return {conflict.path, conflict.kind, versionOf(stats.local), versionOf(stats.network)};
+}
+
 } // namespace
 
 PassRun::PassRun(const PassSettings& settings, std::stop_token stop, EngineLock* held)
-    : mSettings(settings), mStop(std::move(stop)), mHeld(held),
-      mReporter(settings.onProgress, settings.localHome.native()), mCoverage(settings.jobs)
+    : mSettings(settings), mStop(std::move(stop)), mHeld(held), mReporter(listener(), settings.localHome.native()),
+      mCoverage(settings.jobs)
 {
+}
+
+std::function<void(const Progress&)> PassRun::listener()
+{
+    if (!mSettings.onMatters) return mSettings.onProgress;
+    return [this](const Progress& progress) {
+        if (progress.state == PassState::Processing) tellMatters();
+        if (mSettings.onProgress) mSettings.onProgress(progress);
+    };
+}
+
+void PassRun::tellMatters()
+{
+    OpenMatters fresh;
+    std::ranges::transform(mPlan.conflicts | std::views::drop(std::exchange(mToldConflicts, mPlan.conflicts.size())),
+                           std::back_inserter(fresh.conflicts), conflictOf);
+    std::ranges::copy(mPlan.errors | std::views::drop(std::exchange(mToldErrors, mPlan.errors.size())),
+                      std::back_inserter(fresh.errors));
+    if (!fresh.conflicts.empty() || !fresh.errors.empty()) mSettings.onMatters(fresh);
 }
 
 PassReport PassRun::run()
@@ -280,9 +308,7 @@ std::vector<JobStatus> PassRun::jobStatus() const
 void PassRun::fillReport()
 {
     mReport.jobStatus = jobStatus();
-    for (const auto& [conflict, stats] : mPlan.conflicts) {
-        mReport.conflicts.push_back({conflict.path, conflict.kind, versionOf(stats.local), versionOf(stats.network)});
-    }
+    std::ranges::transform(mPlan.conflicts, std::back_inserter(mReport.conflicts), conflictOf);
     mReport.errors = std::move(mPlan.errors);
     mReport.skipped = std::move(mPlan.skipped);
     std::ranges::sort(mReport.conflicts, {}, &Conflict::path);

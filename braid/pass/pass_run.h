@@ -47,6 +47,8 @@ private:
     std::string markerFolder() const;
     std::vector<JobStatus> jobStatus() const;
     void fillReport();
+    std::function<void(const Progress&)> listener();
+    void tellMatters();
 
     const PassSettings& mSettings;
     std::stop_token mStop;
@@ -60,6 +62,8 @@ private:
     bool mTrustsArchive = false;
     PerPeer<ListingPool> mPools;
     Plan mPlan;
+    std::size_t mToldConflicts = 0;
+    std::size_t mToldErrors = 0;
     PassReport mReport;
 };
 

@@ -126,6 +126,25 @@ TEST(Conflicts, AreRecordedAndLeaveBothSidesUntouched)
     }
 }
 
+TEST(Conflicts, AreToldOnceBeforeAnythingIsChanged)
+{
+    HomePair pair;
+    prepare(pair, kConflicts[0]);
+    write(pair.local() / "other", "new");
+    int calls = 0;
+    PassSettings settings = pair.settings();
+    settings.onMatters = [&](const OpenMatters& fresh) {
+        ++calls;
+        EXPECT_FALSE(std::filesystem::exists(pair.network() / "other"));
+        ASSERT_EQ(fresh.conflicts.size(), 1U);
+        EXPECT_EQ(fresh.conflicts[0].kind, kConflicts[0].kind);
+        EXPECT_NE(fresh.conflicts[0].local.mtime, 0);
+    };
+    EXPECT_EQ(runPass(settings, {}).conflicts.size(), 1U);
+    EXPECT_EQ(calls, 1);
+    EXPECT_TRUE(std::filesystem::exists(pair.network() / "other"));
+}
+
 TEST(Conflicts, AreResolvedInFavorOfAPeerAndTheLoserIsInTheTrash)
 {
     for (const auto& c : kConflicts) {

@@ -27,10 +27,11 @@ using roamer::PropertyList;
 class HandEngine final : public PassEngine
 {
 public:
-    void start(PassRequest request, OnProgress onProgress, OnEnd onEnd) override
+    void start(PassRequest request, OnProgress onProgress, OnMatters onMatters, OnEnd onEnd) override
     {
         requests.push_back(std::move(request));
         progress = std::move(onProgress);
+        meet = std::move(onMatters);
         end = std::move(onEnd);
     }
     void stop() override { ++stops; }
@@ -52,6 +53,7 @@ public:
 
     std::vector<PassRequest> requests;
     OnProgress progress;
+    OnMatters meet;
     OnEnd end;
     int stops = 0;
     braid::OpenMatters matters;
@@ -339,6 +341,28 @@ TEST_F(Agent, WhatIsSetAsideIsNeitherCountedNorShownUntilItChanges)
     ASSERT_FALSE(mAgent->configureSet({{protocol::kDefaultSyncOptions, options}}));
     mEngine.matters.errors.clear();
     EXPECT_EQ(pass(), std::pair(2, PropertyList(1)));
+}
+
+TEST_F(Agent, TheWindowComesDuringThePassThatMetSomethingForIt)
+{
+    createConfigured();
+    mAgent->startSync();
+    mEngine.progress(at(PassState::Processing));
+    mEngine.meet({{{"Documents/a", "modify/modify"}}, {}});
+    EXPECT_EQ(mApp.shows, 1);
+    mApp.become(ConflictsApp::State::Shown);
+    EXPECT_EQ(mAgent->matters().at(protocol::kConflicts).as<Array>()->size(), 1U);
+    EXPECT_FALSE(mAgent->setAside({{"Documents/a", false}}, true));
+    mApp.become(ConflictsApp::State::Absent);
+    mEngine.meet({{}, {{"Documents/b", "no room"}}});
+    EXPECT_EQ(mApp.shows, 1) << "once in a pass";
+    mEngine.matters = {{{"Documents/a", "modify/modify"}}, {{"Documents/b", "no room"}}};
+    mEngine.endWith(0);
+    EXPECT_EQ(mApp.shows, 2) << "and at its end for what has joined";
+    EXPECT_EQ(states().back(), 6);
+    mApp.become(ConflictsApp::State::Shown);
+    EXPECT_EQ(states().back(), 0);
+    EXPECT_EQ(mSent.back().at(platform::kSyncSetUnresolvedConflictsCountKey), PropertyList(0));
 }
 
 TEST_F(Agent, ForgettingAnswersWhenThePassHasEndedAndTheSetIsGone)

@@ -12,7 +12,7 @@ using namespace braid::agent;
 
 /// Begins passes, and ends them when the test says so.
 struct SlowEngine final : PassEngine {
-    void start(PassRequest, OnProgress onProgress, OnEnd onEnd) override
+    void start(PassRequest, OnProgress onProgress, OnMatters, OnEnd onEnd) override
     {
         ++starts;
         progress = std::move(onProgress);
@@ -32,7 +32,7 @@ struct WatchedPass : testing::Test {
     void start()
     {
         engine.start(
-            {}, [](const braid::Progress&) {},
+            {}, [](const braid::Progress&) {}, [](const braid::OpenMatters&) {},
             [this](const PassResult& result) { results.push_back(result.report.result); });
     }
 
