@@ -1,6 +1,7 @@
 """The PAM module in a real stack, driven by pamtester, with a stand-in for roamer-session that notes what it is given."""
 
 import os
+import secrets
 import shutil
 import subprocess
 import sys
@@ -9,7 +10,7 @@ import unittest
 from pathlib import Path
 
 BUILD = Path(os.environ["ROAMER_BUILD_DIR"])
-PASSWORD = "correct horse"
+PASSWORD = secrets.token_urlsafe()
 SERVICE = f"roamer-test-{os.getpid()}"
 USER = f"roamer-t{os.getpid() % 100000}"
 
