@@ -1,14 +1,15 @@
 #include <chrono>
 #include <cstdio>
-#include <thread>
+#include <unistd.h>
 
 #include "commands.h"
-#include "engine_view.h"
+#include "pass_watcher.h"
 #include "platform/failure.h"
 #include "platform/linux/object_messaging.h"
 #include "platform/sync_engine.h"
 #include "platform/system_root.h"
 #include "server/pavod_vex.h"
+#include "session/status_words.h"
 
 namespace roamer::ctl
 {
@@ -17,8 +18,7 @@ namespace
 {
 
 constexpr const char* kAgent = "/System/Library/Hearth/Custodia.app/Contents/ZilOS/roamer";
-constexpr std::chrono::milliseconds kLook{500};
-constexpr int kLooksForStart = 60; ///< Half a minute: a share may have to be mounted first.
+constexpr std::chrono::seconds kStartPatience{30}; ///< A share may have to be mounted first.
 
 std::int64_t numberIn(const Dictionary& status, const char* key)
 {
@@ -26,34 +26,35 @@ std::int64_t numberIn(const Dictionary& status, const char* key)
     return entry == status.end() ? 0 : entry->second.integerReading().value_or(0);
 }
 
-/// Follows the pass that was asked for to its end.
-ExitStatus followPass()
+void showProgress(const Dictionary& status)
 {
-    bool hasStarted = false;
-    for (int look = 0; hasStarted || look < kLooksForStart; ++look) {
-        std::this_thread::sleep_for(kLook);
-        const auto engine = lookAtEngine();
-        const bool runs = engine && numberIn(engine->status, platform::kSyncSetStateKey) != 0;
-        if (runs) {
-            hasStarted = true;
-            const auto total = numberIn(engine->status, platform::kProgressTotalItemsKey);
-            if (total > 0) {
-                std::fprintf(stderr, "\r%lld of %lld items ",
-                             static_cast<long long>(numberIn(engine->status, platform::kProgressCompletedItemsKey)),
-                             static_cast<long long>(total));
-            }
-            continue;
-        }
-        if (!hasStarted) continue;
-        std::fprintf(stderr, "\r");
-        const auto conflicts = engine ? numberIn(engine->status, platform::kSyncSetUnresolvedConflictsCountKey) : 0;
-        const auto errors = engine ? numberIn(engine->status, platform::kSyncSetUnresolvedErrorsCountKey) : 0;
-        std::printf("The sync is over: %lld conflicts, %lld items not synced.\n", static_cast<long long>(conflicts),
-                    static_cast<long long>(errors));
-        return conflicts + errors > 0 ? kNeedsAttention : kDone;
+    const auto total = numberIn(status, platform::kProgressTotalItemsKey);
+    if (total == 0) return;
+    std::fprintf(stderr, "\r%lld of %lld items ",
+                 static_cast<long long>(numberIn(status, platform::kProgressCompletedItemsKey)),
+                 static_cast<long long>(total));
+}
+
+/// Follows the pass that was asked for to its end.
+ExitStatus followPass(PassWatcher& watcher)
+{
+    const auto status = watcher.waitForPass(kStartPatience, isatty(STDERR_FILENO) != 0 ? showProgress : nullptr);
+    if (!status) {
+        std::fprintf(stderr, "roamerctl: no sync began within half a minute, or it broke off; "
+                             "\"roamerctl log\" may say why.\n");
+        return kNeedsAttention;
     }
-    std::fprintf(stderr, "roamerctl: no sync began within half a minute; \"roamerctl log\" may say why.\n");
-    return kNeedsAttention;
+    if (isatty(STDERR_FILENO) != 0) std::fprintf(stderr, "\r");
+    if (const auto result = watcher.lastResult().value_or(-1); result != 0) {
+        std::fprintf(stderr, "roamerctl: %s\n",
+                     session::verdictOf(static_cast<std::int32_t>(result), false).words.c_str());
+        return kNeedsAttention;
+    }
+    const auto conflicts = numberIn(*status, platform::kSyncSetUnresolvedConflictsCountKey);
+    const auto errors = numberIn(*status, platform::kSyncSetUnresolvedErrorsCountKey);
+    std::printf("The sync is over. Conflicts: %lld, items not synced: %lld.\n", static_cast<long long>(conflicts),
+                static_cast<long long>(errors));
+    return conflicts + errors > 0 ? kNeedsAttention : kDone;
 }
 
 void send(MessageOptions::Message message, platform::Pavo_Server& server)
@@ -73,6 +74,8 @@ void send(MessageOptions::Message message, platform::Pavo_Server& server)
 ExitStatus run(const MessageOptions& options)
 {
     const auto messaging = platform::makeObjectMessaging([] {});
+    const bool waits = options.message == MessageOptions::Message::SyncNow && options.wait;
+    PassWatcher watcher;
     std::unique_ptr<platform::Pavo_Server> server;
     try {
         server = messaging->lookUpPavoServer(kPavoServerName);
@@ -80,8 +83,7 @@ ExitStatus run(const MessageOptions& options)
     } catch (const platform::Failure& failure) {
         return refuse("the agent does not answer: " + failure.reason());
     }
-    if (server != nullptr)
-        return options.message == MessageOptions::Message::SyncNow && options.wait ? followPass() : kDone;
+    if (server != nullptr) return waits ? followPass(watcher) : kDone;
     if (options.message == MessageOptions::Message::Quit) {
         std::fprintf(stderr, "roamerctl: no agent runs in this session.\n");
         return kNeedsAttention;
