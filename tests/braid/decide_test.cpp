@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <span>
+
 namespace braid
 {
 namespace
@@ -86,15 +88,6 @@ const DecideCase kWithoutOptions[] = {
     {"folder deleted", folder(), kNone, folder(), plain(Step::WriteNetwork)},
 };
 
-TEST(Decide, EverySituationAlikeFromBothSides)
-{
-    for (const auto& c : kWithoutOptions) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(decide(c.before, c.local, c.network, {}), c.expected);
-        EXPECT_EQ(decide(c.before, c.network, c.local, {}), mirrored(c.expected));
-    }
-}
-
 const DecideCase kAttributes[] = {
     {"touched here", file(1), file(1, 200), file(1), restamp(0, kModifiedTime)},
     {"set back in time here", file(1), file(1, 50), file(1), restamp(0, kModifiedTime)},
@@ -107,12 +100,14 @@ const DecideCase kAttributes[] = {
      restamp(kModifiedTime, 0)},
 };
 
-TEST(Decide, AttributesTravelWithoutConflict)
+TEST(Decide, WithoutOptionsAlikeFromBothSides)
 {
-    for (const auto& c : kAttributes) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(decide(c.before, c.local, c.network, {}), c.expected);
-        EXPECT_EQ(decide(c.before, c.network, c.local, {}), mirrored(c.expected));
+    for (const std::span<const DecideCase> cases : {std::span<const DecideCase>{kWithoutOptions}, {kAttributes}}) {
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.name);
+            EXPECT_EQ(decide(c.before, c.local, c.network, {}), c.expected);
+            EXPECT_EQ(decide(c.before, c.network, c.local, {}), mirrored(c.expected));
+        }
     }
 }
 
@@ -154,52 +149,33 @@ struct OptionCase {
     Decision expected;
 };
 
+/// A conflict that one side wins, or that ends the job.
+Decision met(Step step, std::string_view kind = conflicts::kModifyModify, JobEnd end = {})
+{
+    return {.step = step, .conflict = kind, .jobEnd = end};
+}
+constexpr Decision kTimeComesButNotTheMode{.step = Step::Restamp, .toLocal = kModifiedTime, .isPartial = true};
+
 const OptionCase kOptions[] = {
-    {"local wins",
-     favor(Peer::Local),
-     file(1),
-     file(2),
-     file(3),
-     {.step = Step::WriteNetwork, .conflict = conflicts::kModifyModify}},
-    {"local wins though it deleted",
-     favor(Peer::Local),
-     file(1),
-     kNone,
-     file(3),
-     {.step = Step::WriteNetwork, .conflict = conflicts::kModifyDelete}},
+    {"local wins", favor(Peer::Local), file(1), file(2), file(3), met(Step::WriteNetwork)},
+    {"local wins though it deleted", favor(Peer::Local), file(1), kNone, file(3),
+     met(Step::WriteNetwork, conflicts::kModifyDelete)},
     {"a resolution decides no plain change", favor(Peer::Local), file(1), file(1), file(3), plain(Step::WriteLocal)},
     {"read-only: its own changes come", copyFrom(Peer::Network), file(1), file(1), file(2), plain(Step::WriteLocal)},
     {"read-only: changes for it wait", copyFrom(Peer::Network), file(1), file(2), file(1), plain(Step::KeptOut)},
     {"read-only: deletions for it wait", copyFrom(Peer::Network), file(1), kNone, file(1), plain(Step::KeptOut)},
-    {"read-only: it wins conflicts",
-     copyFrom(Peer::Network),
-     file(1),
-     file(2),
-     file(3),
-     {.step = Step::WriteLocal, .conflict = conflicts::kModifyModify}},
+    {"read-only: it wins conflicts", copyFrom(Peer::Network), file(1), file(2), file(3), met(Step::WriteLocal)},
     {"read-only: a touched file waits", copyFrom(Peer::Network), file(1), file(1, 200), file(1), plain(Step::KeptOut)},
-    {"read-only: what may travel does, and nothing is agreed",
-     copyFrom(Peer::Network),
-     file(1),
-     file(1, 100, 0600),
-     file(1, 200),
-     {.step = Step::Restamp, .toLocal = kModifiedTime, .isPartial = true}},
+    {"read-only: what may travel does, and nothing is agreed", copyFrom(Peer::Network), file(1), file(1, 100, 0600),
+     file(1, 200), kTimeComesButNotTheMode},
     {"copy or end: its changes come", copyOrEnd(Peer::Local), file(1), file(2), file(1), plain(Step::WriteNetwork)},
     {"copy or end: a write would be needed", copyOrEnd(Peer::Local), file(1), file(1), file(2), kEndsByWrite},
-    {"copy or end: a conflict counts as such a write",
-     copyOrEnd(Peer::Local),
-     file(1),
-     file(2),
-     file(3),
-     {.step = Step::Conflict, .conflict = conflicts::kModifyModify, .jobEnd = JobEnd::WriteToReadOnlyPeer}},
+    {"copy or end: a conflict counts as such a write", copyOrEnd(Peer::Local), file(1), file(2), file(3),
+     met(Step::Conflict, conflicts::kModifyModify, JobEnd::WriteToReadOnlyPeer)},
     {"copy or end: a touched file is a write, too", copyOrEnd(Peer::Local), file(1), file(1), file(1, 200),
      kEndsByWrite},
-    {"end on conflict",
-     endOnConflict(),
-     file(1),
-     file(2),
-     file(3),
-     {.step = Step::Conflict, .conflict = conflicts::kModifyModify, .jobEnd = JobEnd::Conflict}},
+    {"end on conflict", endOnConflict(), file(1), file(2), file(3),
+     met(Step::Conflict, conflicts::kModifyModify, JobEnd::Conflict)},
     {"end on conflict: no conflict", endOnConflict(), file(1), file(2), file(1), plain(Step::WriteNetwork)},
 };
 
