@@ -105,6 +105,21 @@ inline constexpr int kPassSucceeded = 0;
 inline constexpr int kPassAborted = -999;
 inline constexpr int kPassRefused = -1000; ///< Not a pair of homes that may be synced; the reason says why.
 
+/// One change that a dry run foresees.
+struct PlannedChange {
+    enum class What : std::uint8_t {
+        Create,
+        Update,     ///< Content or kind, with all attributes.
+        Rename,     ///< From `from` in the same home.
+        Attributes, ///< Mode, time or extended attributes alone.
+        Delete,
+    };
+    What what = What::Create;
+    Peer where = Peer::Local; ///< The home that is changed.
+    std::string path;
+    std::string from; ///< Rename only.
+};
+
 struct PassReport {
     int result = kPassSucceeded; ///< 0 also when conflicts or item errors remain.
     std::string reason;          ///< In words, when the result is not 0.
@@ -116,7 +131,9 @@ struct PassReport {
     /// File-system operations in each home by kind ("stat", "list" …), those that are not 0.
     std::map<std::string, std::uint64_t> localOps;
     std::map<std::string, std::uint64_t> networkOps;
-    std::vector<std::string> skipped; ///< Sockets, pipes, devices and mounted folders: left alone, nobody's task.
+    std::vector<std::string> skipped;      ///< Sockets, pipes, devices and mounted folders: left alone, nobody's task.
+    std::vector<PlannedChange> planned;    ///< Of a dry run: exactly what the pass would change, in its order.
+    std::vector<std::string> unrecorded{}; ///< Of a dry run: in step, but not as the archive holds it.
 };
 
 /// What needs a person.

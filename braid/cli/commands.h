@@ -21,6 +21,7 @@ std::optional<std::string> whyNoFolder(const std::filesystem::path& folder);
 
 /// One function and one file for each sub-command. What it returns is the exit status of the process.
 ExitStatus run(const SyncOptions& options, Streams streams);
+ExitStatus run(const CheckOptions& options, Streams streams);
 ExitStatus run(const ConflictsOptions& options, Streams streams);
 ExitStatus run(const StatusOptions& options, Streams streams);
 ExitStatus run(const ResolveOptions& options, Streams streams);

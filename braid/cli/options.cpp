@@ -151,6 +151,22 @@ void declareSync(CLI::App& app, Request& request)
     });
 }
 
+void declareCheck(CLI::App& app, Request& request)
+{
+    const auto options = std::make_shared<CheckOptions>();
+    PassSettings& settings = options->settings;
+    settings.dryRun = true;
+    settings.allowMassDeletion = true; // a list harms nobody
+    Job& job = settings.jobs.emplace_back();
+    CLI::App& command = *app.add_subcommand("check", "Whether both homes and the archive agree; changes nothing");
+    command.add_option("LOCAL", settings.localHome, "The local home")->type_name("")->required();
+    command.add_option("NETWORK", settings.networkHome, "The network home")->type_name("")->required();
+    addExclusions(command, job.exclusions);
+    addJson(command, options->json);
+    command.footer("Exit status: 0 they agree, 1 they do not and it says where, 2 usage, 3 refused.");
+    command.callback([options, &request] { request = *options; });
+}
+
 void declareConflicts(CLI::App& app, Request& request)
 {
     const auto options = std::make_shared<ConflictsOptions>();
@@ -268,6 +284,7 @@ std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
     app.require_subcommand(1);
     Request request;
     declareSync(app, request);
+    declareCheck(app, request);
     declareConflicts(app, request);
     declareStatus(app, request);
     declareResolve(app, request);

@@ -23,6 +23,11 @@ struct SyncOptions {
     bool json = false;
 };
 
+struct CheckOptions {
+    PassSettings settings; ///< Of a dry run.
+    bool json = false;
+};
+
 struct ConflictsOptions {
     std::filesystem::path localHome;
     bool json = false;
@@ -54,7 +59,8 @@ struct ForgetOptions {
 };
 
 /// What a person asked for, one sub-command each.
-using Request = std::variant<SyncOptions, ConflictsOptions, StatusOptions, ResolveOptions, TrashOptions, ForgetOptions>;
+using Request = std::variant<SyncOptions, CheckOptions, ConflictsOptions, StatusOptions, ResolveOptions, TrashOptions,
+                             ForgetOptions>;
 
 /// The exclusion rule that an entry "COMPARISON:VALUE" stands for; nothing for one that excludes nothing, or in words
 /// why it is no rule.

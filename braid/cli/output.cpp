@@ -36,7 +36,50 @@ std::string jsonCounts(const std::map<std::string, std::uint64_t>& counts)
     return object.str();
 }
 
+const char* changeWord(PlannedChange::What what)
+{
+    switch (what) {
+    case PlannedChange::What::Create:
+        return "create";
+    case PlannedChange::What::Update:
+        return "update";
+    case PlannedChange::What::Rename:
+        return "rename";
+    case PlannedChange::What::Attributes:
+        return "attributes";
+    case PlannedChange::What::Delete:
+        return "delete";
+    }
+    return "";
+}
+
+const char* placeWord(Peer where)
+{
+    return where == Peer::Local ? "local" : "network";
+}
+
 } // namespace
+
+std::string plainChanges(const std::vector<PlannedChange>& changes)
+{
+    std::string out;
+    for (const PlannedChange& change : changes) {
+        out += std::string{placeWord(change.where)} + ": " + changeWord(change.what) + " ";
+        if (!change.from.empty()) out += text::printable(change.from) + " -> ";
+        out += text::printable(change.path) + "\n";
+    }
+    return out;
+}
+
+std::string jsonChanges(const std::vector<PlannedChange>& changes)
+{
+    return json::list(changes, [](const PlannedChange& change) {
+        json::Object object;
+        object.addText("do", changeWord(change.what)).addText("home", placeWord(change.where));
+        if (!change.from.empty()) object.addText("from", change.from);
+        return object.addText("path", change.path).str();
+    });
+}
 
 json::Object jsonObject(const PassReport& report, bool dryRun)
 {
@@ -62,6 +105,7 @@ json::Object jsonObject(const PassReport& report, bool dryRun)
         .addNumber("seconds", report.seconds)
         .add("localOps", jsonCounts(report.localOps))
         .add("networkOps", jsonCounts(report.networkOps));
+    if (dryRun) object.add("changes", jsonChanges(report.planned));
     return object;
 }
 
@@ -85,7 +129,7 @@ std::string plainMatters(const PassReport& report)
 std::string plainReport(const PassReport& report, bool dryRun)
 {
     const Counts& counts = report.counts;
-    std::string out = dryRun ? "Would be: " : "";
+    std::string out = dryRun ? plainChanges(report.planned) + "Would be: " : "";
     out += std::to_string(counts.created) + " created, " + std::to_string(counts.updated) + " updated, " +
            std::to_string(counts.deleted) + " deleted, " + std::to_string(counts.renamed) + " renamed, " +
            sizeText(counts.bytes) + " copied\n";

@@ -17,6 +17,10 @@ std::string jsonReport(const PassReport& report, bool dryRun);
 /// The same for a person.
 std::string plainReport(const PassReport& report, bool dryRun);
 
+/// What a dry run foresees, a line each.
+std::string plainChanges(const std::vector<PlannedChange>& changes);
+std::string jsonChanges(const std::vector<PlannedChange>& changes);
+
 /// Of that the conflicts and errors alone, a line each.
 std::string plainMatters(const PassReport& report);
 

@@ -11,6 +11,7 @@
 #include "braid/propagate/stager.h"
 #include "braid/reconcile/arrange.h"
 #include "braid/reconcile/walk.h"
+#include "foretell.h"
 
 namespace braid
 {
@@ -265,6 +266,9 @@ PassRun::Stop PassRun::reportPlanOnly()
         }
     });
     counts.bytes = bytesToCopy(mPlan);
+    mReport.planned = foretell(mPlan, mCoverage, mHomePointers);
+    mReport.unrecorded = unknownToArchive(mPlan, *mArchive, mTrustsArchive);
+    if (auto failure = mArchive->failure()) return ended(*failure);
     return std::nullopt;
 }
 
