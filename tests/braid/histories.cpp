@@ -155,8 +155,7 @@ std::string words(const DiskTraits& traits)
     std::ostringstream text;
     text << "time step " << traits.timeStep << " ns, skew " << traits.clockSkew / 1'000'000'000 << " s, room "
          << traits.capacity;
-    const std::array<std::pair<bool, const char*>, 8> facts{{{traits.foldsNames, "folds names"},
-                                                             {!traits.keepsModes, "no modes"},
+    const std::array<std::pair<bool, const char*>, 7> facts{{{!traits.keepsModes, "no modes"},
                                                              {!traits.keepsAttributes, "no attributes"},
                                                              {!traits.exchanges, "no exchange"},
                                                              {!traits.renamesNew, "no careful rename"},

@@ -281,6 +281,10 @@ Failure Run::cleanPass(const PassSettings& settings, const Views* decided)
     if (isMixed) mWorld->pass(settings, {});
     const PassReport again = mWorld->pass(settings, {});
     const Counts& counts = again.counts;
+    for (const auto& home : {settings.localHome, settings.networkHome}) {
+        const auto staged = stagedIn(home.native());
+        if (again.errors.empty() && !staged.empty()) return "the pass left " + *staged.begin() + " behind";
+    }
     // What failed is tried again, with what hangs on it.
     if (report.errors.empty() && again.errors.empty() &&
         counts.created + counts.updated + counts.deleted + counts.renamed + counts.bytes > 0) {

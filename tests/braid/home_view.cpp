@@ -126,6 +126,17 @@ std::set<std::string> contentsIn(const std::string& home)
     return contents;
 }
 
+std::set<std::string> stagedIn(const std::string& home)
+{
+    View view;
+    if (const auto top = disk::openTop(home)) look(top->number(), "", true, view);
+    std::set<std::string> paths;
+    for (const auto& [path, seen] : view) {
+        if (seen.stat.kind != Kind::Folder && path.starts_with(".Braid/staging/")) paths.insert(path);
+    }
+    return paths;
+}
+
 void carryOut(const Step& step, const std::string& home)
 {
     using Verb = Step::Verb;

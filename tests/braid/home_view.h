@@ -26,6 +26,9 @@ View viewOf(const std::string& home);
 /// Contents of files in the home, in its trash, and of versions that a killed pass left for the next one to find.
 std::set<std::string> contentsIn(const std::string& home);
 
+/// Copies and replaced versions that wait in the home for a pass to go on, by path.
+std::set<std::string> stagedIn(const std::string& home);
+
 /// A person does this to the home at that path.
 void carryOut(const Step& step, const std::string& home);
 

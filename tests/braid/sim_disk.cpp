@@ -1,11 +1,8 @@
 #include "sim_disk.h"
 
 #include <sys/stat.h>
-#include <unicode/normalizer2.h>
 
 #include <algorithm>
-
-#include "braid/text/folding.h"
 
 namespace braid::sim
 {
@@ -24,22 +21,10 @@ Disk::Disk(DiskTraits traits, std::uint64_t device) : mTraits(traits), mDevice(d
     top.links = 1;
 }
 
-std::string Disk::keyOf(const std::string& name) const
-{
-    if (!mTraits.foldsNames || std::ranges::all_of(name, [](char c) { return c >= 'a' && c <= 'z'; })) return name;
-    std::string folded;
-    text::foldCase(name, folded);
-    UErrorCode code = U_ZERO_ERROR;
-    const auto* form = icu::Normalizer2::getNFCInstance(code);
-    std::string key;
-    form->normalize(icu::UnicodeString::fromUTF8(folded), code).toUTF8String(key);
-    return key;
-}
-
-const Entry* Disk::find(std::uint64_t folder, const std::string& name) const
+const std::uint64_t* Disk::find(std::uint64_t folder, const std::string& name) const
 {
     const auto& entries = mNodes.at(folder).entries;
-    const auto found = entries.find(keyOf(name));
+    const auto found = entries.find(name);
     return found == entries.end() ? nullptr : &found->second;
 }
 
@@ -54,41 +39,45 @@ std::uint64_t Disk::make(mode_t mode, std::int64_t now)
     Node& node = mNodes[++mLast];
     node.item.mode = mode;
     if (!mTraits.keepsModes && !S_ISLNK(mode)) node.item.mode = (mode & S_IFMT) | (S_ISDIR(mode) ? 0755U : 0644U);
-    node.item.mtime = node.item.ctime = stamp(now);
+    touch(node.item, now);
     return mLast;
 }
 
-void Disk::link(std::uint64_t folder, const std::string& key, const std::optional<Entry>& entry)
+void Disk::touch(Item& item, std::int64_t now) const
 {
-    auto& entries = node(folder).entries;
-    if (const auto old = entries.find(key); old != entries.end()) --node(old->second.inode).links;
-    entries.erase(key);
-    if (!entry) return;
-    ++node(entry->inode).links;
-    entries.emplace(key, *entry);
+    item.mtime = item.ctime = stamp(now);
 }
 
-void Disk::replaceEntry(std::uint64_t folder, const std::string& key, std::optional<Entry> entry, std::int64_t now)
+void Disk::link(std::uint64_t folder, const std::string& name, std::optional<std::uint64_t> inode)
 {
-    Node& parent = node(folder);
-    const auto old = parent.entries.find(key);
-    std::optional<Entry> before;
-    if (old != parent.entries.end()) before = old->second;
-    if (before) node(before->inode).item.ctime = stamp(now);
-    if (entry) node(entry->inode).item.ctime = stamp(now);
-    parent.item.mtime = parent.item.ctime = stamp(now);
-    link(folder, key, entry);
-    mUndo.emplace_back([this, folder, key, before] { link(folder, key, before); });
+    auto& entries = node(folder).entries;
+    if (const auto old = entries.find(name); old != entries.end()) --node(old->second).links;
+    entries.erase(name);
+    if (!inode) return;
+    ++node(*inode).links;
+    entries.emplace(name, *inode);
+}
+
+void Disk::replaceEntry(std::uint64_t folder, const std::string& name, std::optional<std::uint64_t> inode,
+                        std::int64_t now)
+{
+    const std::uint64_t* old = find(folder, name);
+    const auto before = old ? std::optional{*old} : std::nullopt;
+    if (before) node(*before).item.ctime = stamp(now);
+    if (inode) node(*inode).item.ctime = stamp(now);
+    touch(node(folder).item, now);
+    link(folder, name, inode);
+    mUndo.emplace_back([this, folder, name, before] { link(folder, name, before); });
 }
 
 void Disk::setEntry(std::uint64_t folder, const std::string& name, std::uint64_t inode, std::int64_t now)
 {
-    replaceEntry(folder, keyOf(name), Entry{name, inode}, now);
+    replaceEntry(folder, name, inode, now);
 }
 
 void Disk::removeEntry(std::uint64_t folder, const std::string& name, std::int64_t now)
 {
-    replaceEntry(folder, keyOf(name), std::nullopt, now);
+    replaceEntry(folder, name, std::nullopt, now);
 }
 
 Item& Disk::change(std::uint64_t inode)
@@ -133,7 +122,7 @@ void Disk::write(std::uint64_t inode, std::size_t offset, const std::string& byt
     keepSynced(file);
     if (file.data.size() < offset + bytes.size()) file.data.resize(offset + bytes.size());
     file.data.replace(offset, bytes.size(), bytes);
-    file.item.mtime = file.item.ctime = stamp(now);
+    touch(file.item, now);
 }
 
 void Disk::truncate(std::uint64_t inode, std::size_t size, std::int64_t now)
@@ -141,7 +130,7 @@ void Disk::truncate(std::uint64_t inode, std::size_t size, std::int64_t now)
     Node& file = node(inode);
     keepSynced(file);
     file.data.resize(size);
-    file.item.mtime = file.item.ctime = stamp(now);
+    touch(file.item, now);
 }
 
 bool Disk::hasRoomFor(std::uint64_t bytes) const
@@ -179,8 +168,8 @@ void Disk::forgetUnused()
             if (node.links <= 0 && node.opens <= 0) unused.push_back(inode);
         }
         for (const std::uint64_t inode : unused) {
-            for (const auto& [key, entry] : node(inode).entries)
-                --node(entry.inode).links;
+            for (const auto& [name, child] : node(inode).entries)
+                --node(child).links;
             mNodes.erase(inode);
         }
     } while (!unused.empty());

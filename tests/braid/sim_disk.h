@@ -16,7 +16,6 @@ namespace braid::sim
 /// What a file system can do, and what it does to names and times.
 struct DiskTraits {
     std::int64_t timeStep = 1; ///< Nanoseconds.
-    bool foldsNames = false;   ///< Case and Unicode form make no difference to a look-up; names keep theirs.
     bool keepsModes = true;
     bool keepsAttributes = true;
     bool exchanges = true;
@@ -37,16 +36,11 @@ struct Item {
     std::map<std::string, std::string> attributes;
 };
 
-struct Entry {
-    std::string name; ///< As it was given.
-    std::uint64_t inode = 0;
-};
-
 struct Node {
     Item item;
     std::string data;                      ///< A file's content, a link's target.
     std::optional<std::string> syncedData; ///< Where it is not `data`: what a power failure may leave.
-    std::map<std::string, Entry> entries;  ///< By the name as look-ups compare it.
+    std::map<std::string, std::uint64_t> entries;
     int links = 0;
     int opens = 0;
 };
@@ -60,13 +54,12 @@ public:
     explicit Disk(DiskTraits traits, std::uint64_t device);
 
     const DiskTraits& traits() const { return mTraits; }
-    void setCapacity(std::uint64_t bytes) { mTraits.capacity = bytes; }
     std::uint64_t device() const { return mDevice; }
     static constexpr std::uint64_t kTop = 2;
 
     Node& node(std::uint64_t inode) { return mNodes.at(inode); }
-    const Entry* find(std::uint64_t folder, const std::string& name) const;
-    std::string keyOf(const std::string& name) const;
+    /// Null where the folder has no such name.
+    const std::uint64_t* find(std::uint64_t folder, const std::string& name) const;
 
     /// The clock's time as this disk writes it down.
     std::int64_t stamp(std::int64_t now) const;
@@ -92,11 +85,12 @@ public:
     /// The whole state, as a backup keeps it.
     std::map<std::uint64_t, Node> nodes() const { return mNodes; }
     void restore(std::map<std::uint64_t, Node> nodes) { mNodes = std::move(nodes); }
-    void setDevice(std::uint64_t device) { mDevice = device; }
 
 private:
-    void link(std::uint64_t folder, const std::string& key, const std::optional<Entry>& entry);
-    void replaceEntry(std::uint64_t folder, const std::string& key, std::optional<Entry> entry, std::int64_t now);
+    void link(std::uint64_t folder, const std::string& name, std::optional<std::uint64_t> inode);
+    void replaceEntry(std::uint64_t folder, const std::string& name, std::optional<std::uint64_t> inode,
+                      std::int64_t now);
+    void touch(Item& item, std::int64_t now) const;
     void keepSynced(Node& node);
     void forgetUnused();
 

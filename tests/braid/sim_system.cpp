@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <thread>
 
 namespace braid::sim
 {
@@ -85,9 +84,8 @@ void SimSystem::start(Mishap mishap, Disk& server)
     mMishapCall.clear();
 }
 
-bool SimSystem::restart()
+void SimSystem::restart()
 {
-    const bool died = mIsDead || mLostDisk;
     mMishap = {};
     if (mIsDead) {
         mOpen.clear();
@@ -97,7 +95,6 @@ bool SimSystem::restart()
     }
     mIsDead = false;
     mLostDisk = nullptr;
-    return died;
 }
 
 void SimSystem::flushAll()
@@ -153,7 +150,6 @@ bool SimSystem::isDenied(const Node& node, mode_t right) const
 template <class Work>
 SimSystem::Answer SimSystem::call(const char* what, int descriptor, const char* name, Work work)
 {
-    if (mLatency.count() > 0 && mPersons == 0) std::this_thread::sleep_for(mLatency);
     const std::lock_guard lock{mMutex};
     const auto open = mOpen.find(descriptor);
     if (const int code = enter(what, name, open == mOpen.end() ? nullptr : open->second.disk)) return -code;
@@ -185,9 +181,9 @@ SimSystem::Answer SimSystem::find(const Open& folder, const char* name, Place& p
     if (std::strcmp(name, "..") == 0) return 0; // only asked of a disk's top
     if (isDenied(node, S_IXUSR)) return -EACCES;
     if (std::strlen(name) > kMaxName) return -ENAMETOOLONG;
-    const Entry* entry = folder.disk->find(folder.inode, name);
-    if (!entry) return -ENOENT;
-    place.inode = entry->inode;
+    const std::uint64_t* inode = folder.disk->find(folder.inode, name);
+    if (!inode) return -ENOENT;
+    place.inode = *inode;
     return 0;
 }
 
@@ -331,8 +327,8 @@ int SimSystem::mayWrite(int folder)
 int SimSystem::listNames(int folder, std::vector<std::string>& names)
 {
     return told<int>(call("getdents", folder, "", [&]() -> Answer {
-        for (const auto& [key, entry] : at(folder).disk->node(at(folder).inode).entries)
-            names.push_back(entry.name);
+        for (const auto& [name, inode] : at(folder).disk->node(at(folder).inode).entries)
+            names.push_back(name);
         return 0;
     }));
 }
@@ -496,7 +492,7 @@ SimSystem::Answer SimSystem::rename(const Open& from, const char* name, const Op
     }
     Place moved;
     if (const Answer answer = find(from, name, moved); answer < 0) return answer;
-    const Entry* there = disk.find(to.inode, newName);
+    const std::uint64_t* there = disk.find(to.inode, newName);
     if (there && (flags & RENAME_NOREPLACE)) return -EEXIST;
     if (!there && (flags & RENAME_EXCHANGE)) return -ENOENT;
     if (S_ISDIR(disk.node(moved.inode).item.mode)) {
@@ -504,20 +500,19 @@ SimSystem::Answer SimSystem::rename(const Open& from, const char* name, const Op
         std::vector<std::uint64_t> below{moved.inode};
         for (std::size_t i = 0; i < below.size(); ++i) {
             if (below[i] == to.inode) return -EINVAL;
-            for (const auto& [key, entry] : disk.node(below[i]).entries)
-                below.push_back(entry.inode);
+            for (const auto& [each, inode] : disk.node(below[i]).entries)
+                below.push_back(inode);
         }
     }
     if (flags & RENAME_EXCHANGE) {
-        const std::uint64_t other = there->inode;
-        const std::string otherName = there->name;
+        const std::uint64_t other = *there;
         return disk.together([&] {
-            disk.setEntry(to.inode, otherName, moved.inode, mClock);
+            disk.setEntry(to.inode, newName, moved.inode, mClock);
             disk.setEntry(from.inode, name, other, mClock);
         });
     }
-    if (there && there->inode != moved.inode) {
-        const Node& replaced = disk.node(there->inode);
+    if (there && *there != moved.inode) {
+        const Node& replaced = disk.node(*there);
         const bool isFolder = S_ISDIR(disk.node(moved.inode).item.mode);
         if (S_ISDIR(replaced.item.mode) != isFolder) return isFolder ? -ENOTDIR : -EISDIR;
         if (!replaced.entries.empty()) return -ENOTEMPTY;
@@ -536,16 +531,27 @@ int SimSystem::renameat2(int folder, const char* name, int newFolder, const char
     }));
 }
 
-int SimSystem::fchmod(int item, mode_t mode)
+template <class Edit>
+int SimSystem::edit(const char* what, int folder, const char* name, Edit edit)
 {
-    return told<int>(call("fchmod", item, "", [&]() -> Answer {
-        Disk& disk = *at(item).disk;
-        if (!disk.traits().keepsModes) return -EPERM;
-        Item& changed = disk.change(at(item).inode);
-        changed.mode = (changed.mode & S_IFMT) | mode;
-        changed.ctime = disk.stamp(mClock);
+    return told<int>(call(what, folder, name, [&]() -> Answer {
+        Place place = at(folder);
+        if (*name) {
+            if (const Answer answer = find(at(folder), name, place); answer < 0) return answer;
+        }
+        if (const Answer answer = edit(*place.disk, place.disk->change(place.inode)); answer < 0) return answer;
+        place.disk->node(place.inode).item.ctime = place.disk->stamp(mClock);
         return 0;
     }));
+}
+
+int SimSystem::fchmod(int item, mode_t mode)
+{
+    return edit("fchmod", item, "", [&](const Disk& disk, Item& changed) {
+        if (!disk.traits().keepsModes) return -EPERM;
+        changed.mode = (changed.mode & S_IFMT) | mode;
+        return 0;
+    });
 }
 
 ssize_t SimSystem::flistxattr(int item, char* names, std::size_t size)
@@ -568,61 +574,42 @@ ssize_t SimSystem::fgetxattr(int item, const char* name, void* value, std::size_
     }));
 }
 
-SimSystem::Answer SimSystem::setAttribute(int item, const char* name, const std::string* value)
-{
-    Disk& disk = *at(item).disk;
-    if (!disk.traits().keepsAttributes) return -ENOTSUP;
-    Item& changed = disk.change(at(item).inode);
-    changed.attributes.erase(name);
-    if (value) changed.attributes[name] = *value;
-    changed.ctime = disk.stamp(mClock);
-    return 0;
-}
-
 int SimSystem::fsetxattr(int item, const char* name, const void* value, std::size_t size)
 {
-    const std::string text{static_cast<const char*>(value), size};
-    return told<int>(call("fsetxattr", item, name, [&] { return setAttribute(item, name, &text); }));
+    return edit("fsetxattr", item, "", [&](const Disk& disk, Item& changed) {
+        if (!disk.traits().keepsAttributes) return -ENOTSUP;
+        changed.attributes[name].assign(static_cast<const char*>(value), size);
+        return 0;
+    });
 }
 
 int SimSystem::fremovexattr(int item, const char* name)
 {
-    return told<int>(call("fremovexattr", item, name, [&] { return setAttribute(item, name, nullptr); }));
+    return edit("fremovexattr", item, "", [&](const Disk& disk, Item& changed) {
+        changed.attributes.erase(name);
+        return disk.traits().keepsAttributes ? 0 : -ENOTSUP;
+    });
 }
 
 int SimSystem::utimensat(int folder, const char* name, const std::array<timespec, 2>& times)
 {
-    return told<int>(call("utimensat", folder, name ? name : "", [&]() -> Answer {
-        Place place = at(folder);
-        if (name) {
-            if (const Answer answer = find(at(folder), name, place); answer < 0) return answer;
-        }
-        Disk& disk = *place.disk;
-        Item& changed = disk.change(place.inode);
+    return edit("utimensat", folder, name ? name : "", [&](const Disk& disk, Item& changed) {
         const timespec& time = times[1];
         changed.mtime = disk.stamp(mClock);
-        if (time.tv_nsec != UTIME_NOW) {
-            changed.mtime = time.tv_sec * kNanosecondsPerSecond + time.tv_nsec;
-            changed.mtime -= changed.mtime % disk.traits().timeStep;
-        }
-        changed.ctime = disk.stamp(mClock);
+        if (time.tv_nsec == UTIME_NOW) return 0;
+        changed.mtime = time.tv_sec * kNanosecondsPerSecond + time.tv_nsec;
+        changed.mtime -= changed.mtime % disk.traits().timeStep;
         return 0;
-    }));
+    });
 }
 
 int SimSystem::fchownat(int folder, const char* name, uid_t owner, gid_t group)
 {
-    return told<int>(call("fchownat", folder, name, [&]() -> Answer {
-        Place place = at(folder);
-        if (*name) {
-            if (const Answer answer = find(at(folder), name, place); answer < 0) return answer;
-        }
-        Item& changed = place.disk->change(place.inode);
+    return edit("fchownat", folder, name, [&](const Disk&, Item& changed) {
         changed.owner = owner;
         changed.group = group;
-        changed.ctime = place.disk->stamp(mClock);
         return 0;
-    }));
+    });
 }
 
 int SimSystem::syncfs(int descriptor)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -38,16 +37,13 @@ public:
     ~SimSystem() override;
 
     Disk& add(const std::string& name, const DiskTraits& traits);
-    Disk& diskNamed(const std::string& name) { return *mDisks.at("/sim/" + name); }
     void advance(std::int64_t nanoseconds) { mClock += nanoseconds; }
 
     /// From now on calls are counted, and the mishap waits; `server` is the disk that ServerCut is about.
     void start(Mishap mishap, Disk& server);
-    long calls() const { return mCalls; }
-    bool isDead() const { return mIsDead; }
     const std::string& mishapCall() const { return mMishapCall; } ///< What it hit, for the message.
-    /// After a pass: a dead computer starts again; a power cut takes what was not flushed. False: no death.
-    bool restart();
+    /// After a pass: a dead computer starts again.
+    void restart();
     /// Everything on the disks is there to stay.
     void flushAll();
     /// While it lives calls are a person's: neither counted nor hit.
@@ -65,7 +61,6 @@ public:
     /// While a pass runs the persons around it wait.
     int leaveToEngine() { return std::exchange(mPersons, 0); }
     void settlePersons(int persons) { mPersons = persons; }
-    void setLatency(std::chrono::microseconds each) { mLatency = each; } ///< Really waits; then calls may overlap.
 
     int open(const char* path, int flags) override;
     int openBeneath(int folder, const char* path, int flags) override;
@@ -99,7 +94,7 @@ public:
     int lock(int file, int command, struct flock* range) override;
     std::int64_t now() override { return mClock; }
     void randomBytes(void* bytes, std::size_t length) override;
-    bool isConcurrent() const override { return mLatency.count() > 0; }
+    bool isConcurrent() const override { return false; }
 
 private:
     struct Place {
@@ -125,12 +120,13 @@ private:
     Answer mayChange(const Open& folder, const char* name);
     Answer makeEntry(int folder, const char* name, mode_t mode, const std::string& data);
     Answer rename(const Open& from, const char* name, const Open& to, const char* newName, unsigned flags);
-    Answer setAttribute(int item, const char* name, const std::string* value);
+    /// Changes the facts of an item in the folder, or of the open item itself where the name is "".
+    template <class Edit>
+    int edit(const char* what, int folder, const char* name, Edit edit);
 
     std::recursive_mutex mMutex;
     std::mt19937_64 mRandom;
     std::int64_t mClock = 1'700'000'000'000'000'000;
-    std::chrono::microseconds mLatency{0};
     std::map<std::string, std::unique_ptr<Disk>> mDisks; ///< By the path of their top.
     std::map<int, Open> mOpen;
     std::map<std::pair<Disk*, std::uint64_t>, int> mLocks; ///< The descriptor that holds each.
