@@ -30,7 +30,6 @@ public:
     struct WindowState {
         std::string layout;
         roamer::WindowFrame frame;
-        std::pair<float, float> minimum, maximum;
         bool visible = false, minimized = false, key = false, closed = false, withoutLogin = false;
         ControlState cancelButton;
         std::string top{"unset"}, middle{"unset"}, bottom{"unset"};
@@ -101,8 +100,8 @@ private:
         explicit FakeWindow(State window) : state(std::move(window)) {}
         roamer::WindowFrame frame() const override { return state->frame; }
         void setFrame(const roamer::WindowFrame& frame, bool, bool) override { state->frame = frame; }
-        void setMinimumSize(float width, float height) override { state->minimum = {width, height}; }
-        void setMaximumSize(float width, float height) override { state->maximum = {width, height}; }
+        void setMinimumSize(float, float) override {}
+        void setMaximumSize(float, float) override {}
         void setTitle(const std::string&) override {}
         void setLevel(int) override {}
         bool isVisible() const override { return state->visible; }

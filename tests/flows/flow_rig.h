@@ -107,6 +107,7 @@ struct FlowRig : sync_test::SyncRig {
     fakes::FakeUserNotification notification;
 
     double lobbyAnswersAt = 0.3; ///< Seconds on the virtual clock.
+    std::string mountedAt = share;
 
     roamer::LobbyNotify lobby{port, *codec};
     roamer::UserAccount account{state.mUserRecord, directory, fakes::testDirectoryContext()};
@@ -152,6 +153,21 @@ struct FlowRig : sync_test::SyncRig {
         port.answer = [data = std::get<std::vector<std::byte>>(text)](const auto&) {
             return platform::MessagePort::Reply{.result = 0, .data = data};
         };
+    }
+
+    void mountOnAFile()
+    {
+        mountedAt = localHome + "/file";
+        fakes::TempRoot::writeFile(mountedAt, "no folder");
+        disks.mounted.insert(mountedAt);
+        lobbyReplies(0, mountedAt);
+    }
+    std::string alerted() const
+    {
+        std::string titles;
+        for (const auto& request : notification.requests)
+            titles += request.header.value_or("untitled");
+        return titles;
     }
 
 private:

@@ -59,7 +59,6 @@ struct LoginRig : FlowRig {
     bool wasLocked = false; ///< While the engine was started.
     bool lockStays = false; ///< Another computer's.
     int mountAnswer = 0;
-    std::string mountedAt = share;
     std::vector<std::uint32_t> answers; ///< The person's to the alerts, in order.
     bool completed = false;
 
@@ -131,13 +130,6 @@ struct LoginRig : FlowRig {
             if (was) text += word;
         }
         return text.substr(0, text.size() - (text.empty() ? 0 : 1));
-    }
-    std::string alerted() const
-    {
-        std::string titles;
-        for (const auto& request : notification.requests)
-            titles += request.header.value_or("untitled");
-        return titles;
     }
 
 private:

@@ -59,17 +59,6 @@ TEST(NetworkHomeMount, TakesTheAnswer)
     }
 }
 
-TEST(NetworkHomeMount, GivesTheMountServiceNameAndPasswordAndNobodyElse)
-{
-    MountRig rig;
-    rig.loop.at(0.5, [&] { rig.mounts.answer(1, 0, kHomes); });
-    rig.wait(true);
-    EXPECT_THAT(rig.mounts.asked, ElementsAre(fakes::FakeMountService::Asked{kURL, "jo", "geheim", 0x13248U}));
-    rig.wait(false);
-    EXPECT_EQ(rig.mounts.asked.size(), 1U);
-    EXPECT_EQ(rig.log.countContaining("secret") + rig.log.countContaining("geheim"), 0);
-}
-
 TEST(NetworkHomeMount, EndsAtOnceWhenNothingCanBeStarted)
 {
     MountRig rig;

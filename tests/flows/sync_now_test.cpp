@@ -34,12 +34,6 @@ struct NowRig : flows_test::FlowRig {
         rig.prefer(kSyncedFolders, Array{});
         rig.prefer(kSyncPreferencesAtSyncNow, "dontSync");
     }
-    static void mountOnAFile(NowRig& rig)
-    {
-        fakes::TempRoot::writeFile(rig.localHome + "/file", "no folder");
-        rig.disks.mounted.insert(rig.localHome + "/file");
-        rig.lobbyReplies(0, rig.localHome + "/file");
-    }
     static void writeReadOnly(NowRig& rig)
     {
         const Array passes{Dictionary{{platform::kFailureNameKey, platform::kAttemptToWriteToReadOnlyPeer}}};
@@ -67,13 +61,6 @@ struct NowRig : flows_test::FlowRig {
     {
         preferences.invalidateRoamerPrefCache();
         return preferences.getRoamerValue<Date>(key, std::nullopt);
-    }
-    std::string alerted() const
-    {
-        std::string titles;
-        for (const auto& request : notification.requests)
-            titles += request.header.value_or("untitled");
-        return titles;
     }
     /// What came of a run.
     std::string done()
@@ -103,7 +90,7 @@ TEST(SyncNow, SyncsSavesTheTimeAndRearmsAsFarAsItGets)
         {"nothing to sync", &NowRig::syncNothing, "NOTHING", "rearmed"},
         {"no mount", [](NowRig& rig) { rig.lobbyReplies(5, {}); }, "NO_NETHOME", "rearmed"},
         {"mounted nowhere", [](NowRig& rig) { rig.lobbyReplies(0, {}); }, "NO_NETHOME", "rearmed"},
-        {"the home cannot be made", &NowRig::mountOnAFile, "NO_NETHOME", "unmounted rearmed"},
+        {"the home cannot be made", [](NowRig& rig) { rig.mountOnAFile(); }, "NO_NETHOME", "unmounted rearmed"},
         {"a stop during the mount", [](NowRig& rig) { rig.stopAt(3); }, "", "unmounted rearmed"},
         {"a logout during the mount", [](NowRig& rig) { rig.logOutAt(3); }, "", "unmounted"},
         {"a logout during the pass", [](NowRig& rig) { rig.logOutAt(8.5); }, "", "started unmounted"},

