@@ -64,18 +64,6 @@ TEST_F(ProgressWindow, TellsWhatThePersonDid)
     }
 }
 
-TEST_F(ProgressWindow, CanBeCancelledAgainOnceItIsArmed)
-{
-    act("until:Go cancelButton cancelButton");
-    create(false);
-    progress->updateProgress(roamer::kProgressUnchanged, &go, nullptr, nullptr, nullptr, std::nullopt);
-    EXPECT_TRUE(waitFor([&] { return hasStopped; }));
-    hasStopped = false;
-    progress->refreshProgress();
-    EXPECT_FALSE(progress->wasCancelled());
-    EXPECT_TRUE(waitFor([&] { return progress->wasCancelled() && hasStopped; }));
-}
-
 TEST_F(ProgressWindow, OpensAndStaysWhereThePersonPutsIt)
 {
     // The second screen lies to the right of the first one, and 100 lower.
@@ -95,11 +83,8 @@ TEST_F(ProgressWindow, OpensAndStaysWhereThePersonPutsIt)
         bool used;
     } cases[] = {
         {"inside", {100, 200, 600, height}, true},
-        {"on two screens", {1000, 100, 560, height}, true},
         {"on the second one, below the first", {1300, -90, 560, height}, true},
         {"below the first one", {100, -10, 560, height}, false},
-        {"too narrow", {100, 200, 475, height}, false},
-        {"another height", {100, 200, 560, height + 1}, false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
