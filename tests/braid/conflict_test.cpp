@@ -125,25 +125,6 @@ TEST(Conflicts, AreResolvedInFavorOfAPeerAndTheLoserIsInTheTrash)
     }
 }
 
-/// One side is copied from and never written to.
-JobOptions copyFrom(Peer peer)
-{
-    JobOptions options;
-    options.resolveConflictsInFavorOf = peer;
-    options.readOnlyPeer = peer;
-    return options;
-}
-
-JobOptions copyOrEnd(Peer peer)
-{
-    JobOptions options;
-    options.readOnlyPeer = peer;
-    options.abortOnWriteToReadOnlyPeer = peer;
-    options.abortOnConflict = true;
-    options.suppressConflictDialogs = true;
-    return options;
-}
-
 TEST(ReadOnlyPeer, ItsMarkerIsWrittenAllTheSame)
 {
     HomePair pair;

@@ -4,6 +4,8 @@
 
 #include <span>
 
+#include "home_pair.h"
+
 namespace braid
 {
 namespace
@@ -115,22 +117,6 @@ JobOptions favor(Peer peer)
 {
     JobOptions options;
     options.resolveConflictsInFavorOf = peer;
-    return options;
-}
-/// The side is copied from, never written to, and wins.
-JobOptions copyFrom(Peer peer)
-{
-    JobOptions options = favor(peer);
-    options.readOnlyPeer = peer;
-    return options;
-}
-/// As above, but the job ends rather than leave something out.
-JobOptions copyOrEnd(Peer peer)
-{
-    JobOptions options;
-    options.readOnlyPeer = peer;
-    options.abortOnWriteToReadOnlyPeer = peer;
-    options.abortOnConflict = true;
     return options;
 }
 JobOptions endOnConflict()

@@ -242,4 +242,19 @@ Job wholeHome(JobOptions options)
     return job;
 }
 
+JobOptions copyFrom(Peer peer)
+{
+    JobOptions options;
+    options.resolveConflictsInFavorOf = options.readOnlyPeer = peer;
+    return options;
+}
+
+JobOptions copyOrEnd(Peer peer)
+{
+    JobOptions options;
+    options.readOnlyPeer = options.abortOnWriteToReadOnlyPeer = peer;
+    options.abortOnConflict = options.suppressConflictDialogs = true;
+    return options;
+}
+
 } // namespace braid

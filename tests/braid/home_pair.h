@@ -61,5 +61,9 @@ std::uint64_t writesOf(const PassReport& report);
 bool survives(const std::function<void()>& work);
 
 Job wholeHome(JobOptions options = {});
+/// The side is copied from, never written to, and wins.
+JobOptions copyFrom(Peer peer);
+/// As above, but the job ends rather than leave something out.
+JobOptions copyOrEnd(Peer peer);
 
 } // namespace braid
