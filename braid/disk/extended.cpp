@@ -26,6 +26,12 @@ bool isUnsupported(int code)
     return code == ENOTSUP || code == ENOSYS;
 }
 
+/// Who else may do what with the item, and what new items in a folder begin with.
+bool isAccessList(const std::string& key)
+{
+    return key == "system.posix_acl_access" || key == "system.posix_acl_default";
+}
+
 /// The item itself, reached without following a link. Links cannot carry such attributes.
 Descriptor hold(int folder, const char* name)
 {
@@ -49,11 +55,11 @@ Outcome<Attributes> readAll(int item, const char* name)
     while (!rest.empty()) {
         const std::string key{rest.substr(0, rest.find('\0'))};
         rest.remove_prefix(std::min(rest.size(), key.size() + 1));
-        if (!key.starts_with("user.")) continue;
+        if (!key.starts_with("user.") && !isAccessList(key)) continue;
         std::string value(65536, '\0'); // the kernel's largest value
         const ssize_t size = disk::system().fgetxattr(item, key.c_str(), value.data(), value.size());
         if (size < 0) {
-            if (errno == ENODATA) continue;
+            if (errno == ENODATA || (isAccessList(key) && isUnsupported(errno))) continue;
             return Problem{errno, "read its attributes", name};
         }
         value.resize(static_cast<std::size_t>(size));
@@ -94,14 +100,25 @@ Outcome<Copied> copyAll(int source, int target, int targetDescriptor, const char
     for (const auto& [key, value] : *present) {
         if (!wanted->contains(key)) disk::system().fremovexattr(target, key.c_str());
     }
+    bool lacksList = false;
     for (const auto& [key, value] : *wanted) {
         const auto old = present->find(key);
         if (old != present->end() && old->second == value) continue;
         if (disk::system().fsetxattr(target, key.c_str(), value.data(), value.size()) == 0) continue;
+        if (isAccessList(key)) {
+            // Not every file system has lists, nor every process the right to set one.
+            const bool isRefused = isUnsupported(errno) || errno == EPERM || errno == EACCES || errno == EINVAL;
+            if (!isRefused) return Problem{errno, "set its attributes", name};
+            lacksList = true;
+            continue;
+        }
         if (isUnsupported(errno)) return Copied{wantedHash, 0};
         return Problem{errno, "set its attributes", name};
     }
-    return Copied{wantedHash, wantedHash};
+    if (!lacksList) return Copied{wantedHash, wantedHash};
+    const auto reached = readAll(target, name);
+    if (!reached) return reached.problem();
+    return Copied{wantedHash, hash(*reached)};
 }
 
 } // namespace
@@ -134,8 +151,10 @@ Outcome<Copied> copyOpen(int sourceFile, int targetFile)
 {
     if (int code = seam::ask(seam::Operation::Attributes, sourceFile, ""))
         return Problem{code, "read its attributes", ""};
-    // Hardly any file has some.
-    if (disk::system().flistxattr(sourceFile, nullptr, 0) == 0) return Copied{};
+    // Hardly any file has some; but a new one may have taken over a list from its folder.
+    const bool hasAny =
+        disk::system().flistxattr(sourceFile, nullptr, 0) != 0 || disk::system().flistxattr(targetFile, nullptr, 0) > 0;
+    if (!hasAny) return Copied{};
     return copyAll(sourceFile, targetFile, targetFile, "");
 }
 

@@ -4,7 +4,8 @@
 
 #include "problem.h"
 
-/// The extended attributes that people and programs set ("user.…"); the kernel's own namespaces do not travel.
+/// The extended attributes that people and programs set ("user.…") and the POSIX access control lists; the kernel's
+/// other namespaces do not travel. A list stays behind, silently, where the target has none or refuses it.
 namespace braid::extended
 {
 
