@@ -52,19 +52,6 @@ while True:
 sys.stdout.buffer.write(plistlib.dumps({"version": 1, "responseFlags": int(lines[0])}))
 """
 
-# Shows no window either, but knows which keys are held down.
-WINDOW_DOUBLE = """#!/usr/bin/python3
-import json, sys
-print(json.dumps({"hello": 1, "screens": [[0, 0, 800, 600]]}), flush=True)
-for line in sys.stdin:
-    message = json.loads(line)
-    if "keys" in message:
-        print(json.dumps({"keys": True, "option": True, "shift": True}), flush=True)
-    if "load" in message:
-        print(json.dumps({"report": True, "loaded": False}), flush=True)
-"""
-
-
 def environment_of(pid):
     """What a process was started with; nothing once it has ended."""
     try:
@@ -150,10 +137,6 @@ class World:
         path.write_text(text)
         path.chmod(0o755)
 
-    def hold_option_and_shift(self):
-        self.replace_program("roamer-window", WINDOW_DOUBLE)
-        self.environment["QT_QPA_PLATFORM"] = "offscreen"
-
     def give_to_the_user(self):
         """Both homes and the place for answers and logs, when the account is not the one that runs the test."""
         (self.root / "Library/Logs").mkdir()
@@ -196,10 +179,6 @@ class World:
     def prefer(self, preferences):
         """Sets the user's sync preferences."""
         self.write_plist(self.local / "Library/Preferences/com.kestrel.roamer.plist", preferences)
-
-    def manage(self, preferences):
-        """Sets the administrator's sync preferences for the user."""
-        self.write_plist(self.root / f"Library/Managed Preferences/{self.user}/com.kestrel.roamer.plist", preferences)
 
     def preferences(self, home=None):
         path = (home or self.local) / "Library/Preferences/com.kestrel.roamer.plist"

@@ -10,8 +10,6 @@ import unittest
 
 from harness import BUILD, World, tree, wait_for, write
 
-BACKGROUND_ONLY = {"syncPreferencesAtSyncNow": "dontSync", "syncPreferencesInBackground": "dontSync"}
-
 
 class SyncNow(unittest.TestCase):
     maxDiff = None
@@ -87,15 +85,6 @@ class SyncNow(unittest.TestCase):
             found, {"Library/App/a.doc-skip", "Library/App/a.txt", "Documents/a.pref-skip", "Documents/a.txt"}
         )
 
-    def test_managed_lists_go_before_the_users(self):
-        self.fill_local()
-        self.world.prefer({"syncedFolders": [{"path": "~/Music"}], **BACKGROUND_ONLY})
-        self.world.manage({"syncedFolders-managed": [{"path": "~/Documents"}]})
-        self.world.sync_now()
-        network = self.world.network
-        self.assertTrue((network / "Documents/plan.txt").exists())
-        self.assertFalse((network / "Music").exists())
-
     def test_a_conflict_is_left_for_the_person(self):
         self.fill_local()
         self.world.sync_now()
@@ -115,18 +104,6 @@ class SyncNow(unittest.TestCase):
         self.assertEqual((row["home"], row["conflicts"], row["errors"]), (self.world.network.name, 1, 0))
         self.assertAlmostEqual(row["lastGoodPass"], time.time(), delta=60)
         self.assertNotIn("plan", fleet.stdout)
-
-    def test_a_conflict_goes_to_the_side_that_the_preferences_name(self):
-        self.world.prefer({"backgroundConflictResolution": "networkHomeWins"})
-        self.fill_local()
-        self.world.sync_now()
-        write(self.world.local / "Documents/plan.txt", "mine\n")
-        write(self.world.network / "Documents/plan.txt", "theirs, longer\n")
-        self.world.sync_now()
-        self.assert_in_step()
-        self.assertEqual((self.world.local / "Documents/plan.txt").read_text(), "theirs, longer\n")
-        trash = [path.read_text() for path in (self.world.local / ".Braid").rglob("*") if path.name.startswith("plan.txt")]
-        self.assertIn("mine\n", trash)
 
     # What happens while a pass runs
 
@@ -180,18 +157,6 @@ class SyncNow(unittest.TestCase):
         self.world.sync_now()
         self.assert_in_step()
 
-    def test_a_home_that_is_no_folder_is_not_writable(self):
-        self.fill_local()
-        before = tree(self.world.local)
-        network = self.world.network
-        network.rename(self.world.top / "aside")
-        network.write_text("not a folder")
-        self.world.sync_now()
-        self.assertEqual(tree(self.world.local), before)
-        self.assertIn("is not writeable.", self.world.log())
-        self.assertEqual(network.read_text(), "not a folder")
-        self.assertEqual(self.world.statuses(), [])
-
     def test_an_emptied_network_home_deletes_nothing(self):
         self.fill_local()
         self.world.sync_now()
@@ -201,14 +166,6 @@ class SyncNow(unittest.TestCase):
         self.world.sync_now()
         self.assertEqual(tree(self.world.local), before)
         self.assert_in_step()
-
-    def test_without_an_account_record_nothing_is_touched(self):
-        self.fill_local()
-        for record in (self.world.root / "Library/Directory/Local/Users").iterdir():
-            record.unlink()
-        self.world.sync_now()
-        self.assertIn("(Record Not Found)", self.world.log())
-        self.assertEqual(set(tree(self.world.network)), {"Library", "Library/Preferences"})
 
     # The agent as a server
 
@@ -221,26 +178,6 @@ class SyncNow(unittest.TestCase):
         self.world.bus("--dest=com.kestrel.roamer", "/com/kestrel/roamer", "com.kestrel.roamer.pavo_quit")
         self.assertEqual(first.wait(timeout=20), 0)
 
-    def test_a_serving_agent_takes_the_command_and_ends(self):
-        self.fill_local()
-        server = self.world.start_agent()
-        self.world.wait_for_name("com.kestrel.roamer")
-        started = time.monotonic()
-        self.assertEqual(self.world.run_agent("-s"), 0)
-        self.assertLess(time.monotonic() - started, 3, "the sender waited for the work")
-        self.assertEqual(server.wait(timeout=60), 0)
-        self.assert_in_step()
-
-    def test_calls_outside_the_protocol_are_refused(self):
-        self.world.start_agent()
-        self.world.wait_for_name("com.kestrel.roamer")
-        for member in ("syncNow", "dealloc", "pavo_formatDisk"):
-            status, output = self.world.bus(
-                "--dest=com.kestrel.roamer", "/com/kestrel/roamer", f"com.kestrel.roamer.{member}"
-            )
-            self.assertNotEqual(status, 0)
-            self.assertIn("UnknownMethod", output)
-
     def test_refresh_programs_the_background_sync(self):
         self.fill_local()
         self.world.prefer({"syncPeriodSeconds": 60})
@@ -249,13 +186,6 @@ class SyncNow(unittest.TestCase):
         # An engine that has just started leaves the machine in peace for a minute; what it will do it tells at once.
         self.assertTrue(self.world.engine_says("describeSet", r'"isAutomaticallySyncing"\s+variant\s+boolean true'))
         self.assertTrue(self.world.engine_says("describeSet", r'"automaticSyncInterval"\s+variant\s+double 60'))
-
-    def test_no_level_file_no_log(self):
-        (self.world.root / "Library/Preferences/com.kestrel.VEXDebug.plist").unlink()
-        self.fill_local()
-        self.world.sync_now()
-        self.assert_in_step()
-        self.assertFalse((self.world.root / "Library/Logs").exists())
 
 
 if __name__ == "__main__":
