@@ -52,6 +52,19 @@ while True:
 sys.stdout.buffer.write(plistlib.dumps({"version": 1, "responseFlags": int(lines[0])}))
 """
 
+# Shows no window either, but knows which keys are held down.
+WINDOW_DOUBLE = """#!/usr/bin/python3
+import json, sys
+print(json.dumps({"hello": 1, "screens": [[0, 0, 800, 600]]}), flush=True)
+for line in sys.stdin:
+    message = json.loads(line)
+    if "keys" in message:
+        print(json.dumps({"keys": True, "option": True, "shift": True}), flush=True)
+    if "load" in message:
+        print(json.dumps({"report": True, "loaded": False}), flush=True)
+"""
+
+
 def environment_of(pid):
     """What a process was started with; nothing once it has ended."""
     try:
@@ -136,6 +149,10 @@ class World:
         path.unlink(missing_ok=True)
         path.write_text(text)
         path.chmod(0o755)
+
+    def hold_option_and_shift(self):
+        self.replace_program("roamer-window", WINDOW_DOUBLE)
+        self.environment["QT_QPA_PLATFORM"] = "offscreen"
 
     def give_to_the_user(self):
         """Both homes and the place for answers and logs, when the account is not the one that runs the test."""

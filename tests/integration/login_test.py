@@ -186,6 +186,17 @@ class OneComputer(Logins):
         self.expect(self.world, "logout", "--first-time")
         self.assertIn("kLogoutFirstTimeSync", self.world.log())
 
+    def test_option_and_shift_forget_what_the_homes_agreed_on(self):
+        self.sync_once()
+        self.world.hold_option_and_shift()
+        write(self.world.network / "Documents/from elsewhere.txt", "hello\n")
+        self.world.answer(NETWORK_HOME)
+        self.expect(self.world, "login")
+        self.assertIn("userWantsForgetMirrorPair=1", self.world.log())
+        self.assertIn("prefSyncType=kLoginFirstTimePrefSync", self.world.log())
+        self.assertEqual(len(self.world.alerts()), 1, "a pair that starts anew counts as changed")
+        self.assert_synced(self.world)
+
     def test_a_missing_network_home_is_said_and_costs_nothing(self):
         self.world.prefer({"periodicSyncOn": False})
         self.fill(self.world.local)
@@ -287,6 +298,20 @@ class Interrupted(Logins):
         self.assertNotIn("the agent ended", login.stdout.read(), "the caller gets its answer")
         self.assertFalse(self.lock.exists())
         self.recover()
+
+    def test_a_logout_during_a_sync_now(self):
+        self.fill(self.world.local)
+        for number in range(2000):
+            write(self.world.local / f"Documents/many/{number // 500}/{number}.txt", f"{number}\n" * 20)
+        agent = self.world.start_agent("-s")
+        self.world.wait_for_log("Pavo.doSync:kNowPeriodicSync Going into runloop")
+        self.world.wait_for_log("syncState=SyncSetStateProcessing")
+        self.world.answer(LOCAL_HOME)
+        code, output = self.world.run_session("logout")
+        self.assertEqual(code, 0, output)
+        self.assertEqual(agent.wait(timeout=30), 0, "the sync now ends once the logout is done")
+        self.assertNotIn("Pavo.setupPeriodicSync", self.world.log())
+        self.assert_synced(self.world)
 
 
 if __name__ == "__main__":
