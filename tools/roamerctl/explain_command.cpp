@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "account.h"
+#include "colour.h"
 #include "commands.h"
 #include "home/preference_keys.h"
 #include "lists/exclusion_entry.h"
@@ -131,7 +132,9 @@ ExitStatus run(const ExplainOptions& options)
                                     {"why", QString::fromStdString(answer.why)}});
         } else {
             std::printf("%-11s %-15s %s\n", occasion.when.data(), occasion.share.data(),
-                        answer.isSynced ? "synced" : ("not synced: " + answer.why).c_str());
+                        (answer.isSynced ? coloured("synced", Colour::Good)
+                                         : coloured("not synced: ", Colour::Open) + answer.why)
+                            .c_str());
         }
     }
     if (options.json) std::printf("%s\n", QJsonDocument(json).toJson(QJsonDocument::Compact).constData());

@@ -8,6 +8,7 @@
 #include "account.h"
 #include "braid/home_status.h"
 #include "braid/protocol.h"
+#include "colour.h"
 #include "commands.h"
 #include "engine_view.h"
 #include "home/preference_keys.h"
@@ -23,6 +24,9 @@ namespace roamer::ctl
 
 namespace
 {
+
+constexpr const char* kConflictsLabel = "Conflicts";
+constexpr const char* kErrorsLabel = "Items not synced";
 
 struct Moment {
     const char* name;
@@ -97,8 +101,8 @@ void addEngine(const braid::HomeStatus& home, Facts& facts, bool& needsPerson)
     } else {
         facts.emplace_back("Engine", "does not run in this session");
     }
-    facts.emplace_back("Conflicts", std::to_string(conflicts));
-    facts.emplace_back("Items not synced", std::to_string(errors));
+    facts.emplace_back(kConflictsLabel, std::to_string(conflicts));
+    facts.emplace_back(kErrorsLabel, std::to_string(errors));
 }
 
 Facts factsOf(Account& account, bool& needsPerson)
@@ -166,7 +170,9 @@ ExitStatus run(const StatusOptions& options)
             const auto number = value.toLongLong(&isNumber);
             json[QString::fromStdString(jsonName(label))] = isNumber ? QJsonValue(number) : QJsonValue(value);
         } else {
-            std::printf("%-18s %s\n", (label + ":").c_str(), text.c_str());
+            const bool isOpen = (label == kConflictsLabel || label == kErrorsLabel) && text != "0";
+            std::printf("%-18s %s\n", (label + ":").c_str(),
+                        isOpen ? coloured(text, Colour::Wrong).c_str() : text.c_str());
         }
     }
     if (!options.json) std::printf("\nDecided by administrator or person:\n");
