@@ -25,6 +25,8 @@ def what_is_missing():
     missing = [program for program in (SERVER, "sshfs", "openssl", "ssh-keygen") if not shutil.which(program)]
     if missing or not os.path.exists("/dev/fuse"):
         return "not here: " + ", ".join(missing or ["/dev/fuse"])
+    if subprocess.run(["unshare", "--mount", "true"], capture_output=True, check=False).returncode != 0:
+        return "no mount namespace can be made here"
     return None
 
 
