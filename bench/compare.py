@@ -165,7 +165,7 @@ def everyday(pair, chance):
     for path in paths[15 * share:17 * share]:
         os.unlink(os.path.join(pair.local, path))
     for path in paths[17 * share:22 * share]:
-        with open(os.path.join(pair.local, path + ".new"), "wb") as file:
+        with open(os.path.join(pair.local, f"{path}.{chance.getrandbits(48):x}"), "wb") as file:
             file.write(chance.randbytes(4096))
     folder = os.path.join(pair.local, "Many")
     present = next((folder + end for end in (" a", " b") if os.path.exists(folder + end)), None)
