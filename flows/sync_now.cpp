@@ -203,6 +203,8 @@ SyncNow::Step SyncNow::sync(Run& run)
     const std::string noMessage;
     mParts.texts.displaySyncProgress(kNowPeriodicSync, 1, 1, true, false, true, false, &noMessage);
     mParts.runner.waitTillSyncIdle(set, 2.0, 30.0);
+    // A logout that came in the wait has done its own, last sync.
+    if (mParts.state.mLoggingOut || mParts.runLoop.waitsShallEnd()) return Step::SetUpPeriodicSync;
     startSync(run, *set);
     if (run.status == 0) {
         run.status = mParts.runner.doSync(set, kNowPeriodicSync, 1, 1, true, false, false, &run.outcome);
