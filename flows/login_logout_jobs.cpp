@@ -115,16 +115,18 @@ LoginLogoutSync::Step LoginLogoutSync::openSyncSet(Run& run)
 {
     if (run.forgetMirrorPair) mParts.sets.forgetPHDSyncSets();
     run.set = mParts.sets.getSyncSet(true);
-    if (run.set) return Step::Continue;
-    DebugLog(1, "Pavo.doPavoLoginLogout: [self getSyncSet::TRUE] == nil");
-    return Step::Leave;
+    if (!run.set) {
+        DebugLog(1, "Pavo.doPavoLoginLogout: [self getSyncSet::TRUE] == nil");
+        return Step::Leave;
+    }
+    DebugLog(2, "Pavo.doPavoLoginLogout: localPeer = phdSyncSet.localPeer;");
+    DebugLog(2, "Pavo.doPavoLoginLogout: remotePeer = phdSyncSet.remotePeer;");
+    return Step::Continue;
 }
 
 void LoginLogoutSync::listJobs(Run& run)
 {
-    DebugLog(2, "Pavo.doPavoLoginLogout: localPeer = phdSyncSet.localPeer;");
     auto& localPeer = run.set->localPeer();
-    DebugLog(2, "Pavo.doPavoLoginLogout: remotePeer = phdSyncSet.remotePeer;");
     auto& remotePeer = run.set->remotePeer();
 
     const auto append = [&](const SyncJob& job, std::int32_t type, int conflictResolution) {

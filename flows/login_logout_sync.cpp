@@ -121,6 +121,7 @@ void LoginLogoutSync::runSteps(Run& run)
 
     auto next = findWhetherDue(run);
     if (next == Step::Continue) next = mountHome(run);
+    run.password.wipe(); // only the mount needs it, and what comes now takes minutes
     if (next == Step::Continue) next = checkNetworkHome(run);
     if (next == Step::Continue) next = findDueJobs(run);
     if (next == Step::Continue) {
@@ -175,16 +176,12 @@ LoginLogoutSync::Step LoginLogoutSync::mountHome(Run& run)
 
     const auto home = userRecord().originalHome();
     const bool isAbsolute = home && home->starts_with('/');
-    if (run.firstTimeSync && isAbsolute && mParts.homes.makeDirectoryPath(*home)) {
-        run.password.wipe();
-        return Step::Continue;
-    }
+    if (run.firstTimeSync && isAbsolute && mParts.homes.makeDirectoryPath(*home)) return Step::Continue;
 
     const bool async = run.atLogin || (url && url->starts_with("nfs://"));
     run.status =
         mParts.homeMount.waitForMount(url, async, run.atLogin ? kLoginSync : kLogoutSync, false, run.allowCancel,
                                       userRecord().recordName(), run.password.text(), run.mountPoint);
-    run.password.wipe();
     DebugLog(2, "Pavo.doPavoLoginLogout: -waitForMount:%s = %ld mountPoint = %s", logText(shownURL),
              static_cast<long>(run.status), logText(run.mountPoint));
     const bool cancelled = mParts.state.mProgress && mParts.state.mProgress->wasCancelled();
