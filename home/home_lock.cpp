@@ -83,10 +83,9 @@ std::int16_t HomeLock::pavoCheckAndOpenVEXLockFileInHomeDir(const std::optional<
     result = opened;
     const bool isOurs = opened == 0 || (opened == platform::kFileOpenForWriting && recoverRefNum && taking.refNum != 0);
     if (isOurs && ethernetAddress) {
-        if (const int refused = readHolder(taking)) {
-            result = refused;
-            taking.refNum = 0;
-        }
+        // What the file says counts now, however it was opened.
+        result = readHolder(taking);
+        if (result != 0) taking.refNum = 0;
     } else if (!isOurs) {
         taking.refNum = 0;
     }
