@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <map>
+#include <string_view>
 #include <utility>
 
 #include "file_system.h"
@@ -38,7 +39,9 @@ public:
         } else {
             const auto server = parseServerShare(url);
             if (const auto* error = std::get_if<std::int32_t>(&server)) return {*error, 0};
-            auto started = LobbyMount::start(url, userName, password.value_or(""), flags,
+            // Not value_or, which would leave a copy of the password behind.
+            const auto secret = password ? std::string_view(*password) : std::string_view();
+            auto started = LobbyMount::start(url, userName, secret, flags,
                                              [this, request](const LobbyReply& reply) { mounted(request, reply); });
             if (const auto* error = std::get_if<std::int32_t>(&started)) return {*error, 0};
             waiting.mount = std::move(std::get<std::unique_ptr<LobbyMount>>(started));
