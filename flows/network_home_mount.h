@@ -49,10 +49,10 @@ public:
                      platform::RunLoop& runLoop);
 
     /// 0 with `mountPoint` set, kMountUserCancelled (also when the process is to end), or the error of the mount;
-    /// `mountPoint` is null unless the share was mounted. `async` asks the mount service with name and password; else the login session manager is asked,
-    /// who knows the credentials of the login, and a stop in the window only shows. A null URL is nothing to mount:
-    /// 0 without a mount point. The progress window comes up after 2 seconds, at once while Option is held. There is
-    /// no time limit but the service's own.
+    /// `mountPoint` is null unless the share was mounted. `async` asks the mount service with name and password; else
+    /// the login session manager is asked, who knows the credentials of the login, and a stop in the window only shows.
+    /// A null URL is nothing to mount: 0 without a mount point. The progress window comes up after 2 seconds, at once
+    /// while Option is held. There is no time limit but the service's own.
     std::int32_t waitForMount(const std::optional<std::string>& url, bool async, std::int32_t syncType, bool closeable,
                               bool allowStop, const std::optional<std::string>& userName,
                               const std::optional<std::string>& userPassword, std::optional<std::string>& mountPoint);
