@@ -74,7 +74,8 @@ void addProcessing(StatusUpdate& update, ProgressTexts& texts, std::int32_t sync
     const auto* number = findNumber(status, platform::kProgressPercentCompleteKey);
     DebugLog(2, "Pavo.statusCallBack: percentComplete=%s", numberText(number).c_str());
     // The engine promises 0 to 100; a wild figure must not reach the window or the conversion to int.
-    const double percent = number != nullptr ? std::clamp(number->number().value_or(0.0), 0.0, 100.0) : 0.0;
+    const double figure = number != nullptr ? number->number().value_or(0.0) : 0.0;
+    const double percent = figure > 0.0 ? std::min(figure, 100.0) : 0.0; // not a number counts as 0 too
     if (number != nullptr) update.message = figuresMessage(texts, status, percent);
     update.value = percent / 100.0;
     update.path = pathLine(texts, syncType, status);
