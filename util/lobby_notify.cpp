@@ -39,8 +39,12 @@ std::optional<std::string> LobbyNotify::LbNotifyWithData(const std::string& url,
     if (mountAt && !mountAt->empty()) request[kLobbyMountAtKey] = *mountAt;
     const auto serialised = mCodec.serialise(request, platform::PropertyListCodec::Format::Xml);
     const auto* body = std::get_if<std::vector<std::byte>>(&serialised);
-    if (body == nullptr) return std::nullopt;
-
+    if (body == nullptr) {
+        // Without a status the caller would take the share for mounted, at no path.
+        systemLogError("LbNotifyWithData: the request cannot be written as a property list");
+        status = kLobbyNoReply;
+        return std::nullopt;
+    }
     const auto reply = mPort.request(kLobbyNotifyPort, kLobbyMountMessage, *body, kSendTimeout, kReplyTimeout);
     if (!reply) {
         systemLogError(formatText("LbNotifyWithData: creating the remote port \"%s\" failed", kLobbyNotifyPort));

@@ -18,7 +18,7 @@ inline constexpr const char* kLobbyMountAtKey = "MountAt";
 inline constexpr const char* kLobbyFlagsKey = "Flags";
 inline constexpr const char* kLobbyErrorKey = "Error";
 
-/// Status when the port does not exist.
+/// Status when the port does not exist, and when the request or the reply cannot be written down or read.
 inline constexpr std::int32_t kLobbyNoReply = -3;
 
 /// Asks the login session manager to mount a share with the credentials of the current login. No state: one object may
@@ -31,7 +31,7 @@ public:
 
     /// Blocks the calling thread for at most 20 seconds. Returns where the share was mounted, as the manager says, or
     /// null. `mountAt` null or empty: the manager chooses. `status` is 0 on success, the manager's mount error, or why
-    /// there was no reply; it stays untouched when the request cannot be written down at all.
+    /// there was no reply.
     std::optional<std::string> LbNotifyWithData(const std::string& url, const std::optional<std::string>& mountAt,
                                                 std::int32_t flags, std::int32_t& status);
 
