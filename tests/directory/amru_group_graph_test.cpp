@@ -39,45 +39,6 @@ protected:
     }
 };
 
-TEST_F(GroupGraphTest, KeepsParentsByNameAndEquivalentOnesOnce)
-{
-    const auto jo = node(named(kUserRecordType, "jo"));
-    for (const char* name : {"staff", "admin", "wheel", "staff"})
-        jo->add(group(name), jo);
-    EXPECT_EQ(names(jo->orderedVEXRecords(false)), (Names{"jo", "admin", "staff", "wheel"}));
-
-    jo->removeParentAtIndex(0);
-    jo->removeParentAtIndex(3);
-    jo->removeParentAtIndex(1);
-    EXPECT_EQ(names(jo->orderedVEXRecords(false)), (Names{"jo", "admin", "wheel"}));
-    EXPECT_EQ(AmruGroupGraph::createWithVEXRecord(std::nullopt), nullptr);
-}
-
-TEST_F(GroupGraphTest, MeetsEachNodeOnceAlsoWhereAGroupIsItsOwnAncestor)
-{
-    auto inner = node(group("inner"));
-    {
-        const auto outer = node(group("outer"));
-        outer->addParent(inner);
-        inner->addParent(outer);
-        inner->addParent(node(group("zoo")));
-        inner->addAsParentOfGraphNodeWithUUIDString(group("zoo"), "uuid-outer");
-    }
-    EXPECT_EQ(names(inner->orderedVEXRecords(true)), (Names{"inner", "outer", "zoo"}));
-    EXPECT_EQ(inner->findGraphNodeWithName("zoo", kGroupRecordType), inner->findGraphNodeWithUUIDString("uuid-zoo"));
-    EXPECT_EQ(inner->findGraphNodeWithName("zoo", kUserRecordType), nullptr);
-    EXPECT_EQ(inner->findGraphNodeWithUUIDString(std::nullopt), nullptr);
-
-    EXPECT_TRUE(inner->hasParentWithUUIDStringInList({"no", "uuid-outer"}, "*"));
-    EXPECT_TRUE(inner->hasParentWithUUIDStringInList({"*"}, "*"));
-    EXPECT_FALSE(inner->hasParentWithUUIDStringInList({"no"}, "*"));
-
-    // A pointer into the graph keeps all of it, whichever node it was joined from.
-    auto zoo = inner->findGraphNodeWithUUIDString("uuid-zoo");
-    inner.reset();
-    EXPECT_EQ(names(zoo->orderedVEXRecords(false)), Names{"zoo"});
-}
-
 TEST_F(GroupGraphTest, ListsWhatAppliesInOrder)
 {
     // jo -> pupils -> school* ; jo -> team* -> school*; then the computer: mac -> lab -> team*

@@ -10,8 +10,8 @@
 #include "directory/record_attributes.h"
 #include "platform/linux/property_list_codec.h"
 #include "tests/fakes/fake_directory.h"
-#include "tests/fakes/fake_identity_service.h"
 #include "tests/fakes/recording_log.h"
+#include "tests/fakes/small_services.h"
 
 namespace roamer
 {

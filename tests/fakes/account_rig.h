@@ -13,9 +13,8 @@
 #include "platform/linux/property_list_codec.h"
 #include "tests/fakes/fake_bundles.h"
 #include "tests/fakes/fake_directory.h"
-#include "tests/fakes/fake_effective_user.h"
-#include "tests/fakes/fake_identity_service.h"
 #include "tests/fakes/recording_log.h"
+#include "tests/fakes/small_services.h"
 #include "tests/fakes/temp_root.h"
 #include "util/preference_domains.h"
 

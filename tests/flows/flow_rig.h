@@ -1,11 +1,7 @@
 #pragma once
 
-#include <functional>
-#include <map>
 #include <optional>
 #include <string>
-#include <tuple>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -13,82 +9,11 @@
 #include "flows/refresh_preferences.h"
 #include "flows/sync_now.h"
 #include "home/home_unmount.h"
-#include "platform/mount_service.h"
-#include "platform/threads.h"
 #include "tests/fakes/fake_directory.h"
-#include "tests/fakes/fake_disk_service.h"
-#include "tests/fakes/fake_event_trace.h"
-#include "tests/fakes/fake_message_port.h"
 #include "tests/fakes/fake_object_messaging.h"
-#include "tests/fakes/fake_process_table.h"
-#include "tests/fakes/fake_system_settings.h"
-#include "tests/fakes/fake_user_notification.h"
+#include "tests/fakes/small_services.h"
 #include "tests/sync/sync_rig.h"
 #include "ui/alerts.h"
-
-namespace fakes
-{
-
-/// Holds mount requests until a test answers them.
-class FakeMountService final : public platform::MountService
-{
-public:
-    /// URL, user, password and flags.
-    using Asked = std::tuple<std::string, std::string, std::optional<std::string>, std::uint32_t>;
-    std::vector<Asked> asked;
-    std::vector<RequestRef> cancelled;
-    std::int32_t startError = 0;
-    std::int32_t cancelError = 0; ///< Not 0: a cancelled request goes on.
-
-    Started mountURLAsync(const std::string& url, const std::string& userName,
-                          const std::optional<std::string>& password, std::uint32_t flags,
-                          Completion completion) override
-    {
-        asked.emplace_back(url, userName, password, flags);
-        if (startError != 0) return {.error = startError};
-        const RequestRef request = asked.size();
-        mPending[request] = std::move(completion);
-        return {.error = 0, .request = request};
-    }
-    std::int32_t cancel(RequestRef request) override
-    {
-        cancelled.push_back(request);
-        if (cancelError == 0) mPending.erase(request);
-        return cancelError;
-    }
-
-    /// Ends a request (counted from 1) if it is still there. No shares: a null list.
-    void answer(RequestRef request, std::int32_t status, const std::optional<std::vector<std::string>>& shares = {})
-    {
-        auto pending = mPending.extract(request);
-        if (pending.empty()) return;
-        pending.mapped()(status, shares ? &*shares : nullptr);
-    }
-
-private:
-    std::map<RequestRef, Completion> mPending;
-};
-
-/// Threads that run when the test says so, on the test's own thread.
-class FakeThreads final : public platform::Threads
-{
-public:
-    bool detach(std::function<void()> body) override
-    {
-        mWaiting.push_back(std::move(body));
-        return true;
-    }
-    void runAll()
-    {
-        for (const auto& body : std::exchange(mWaiting, {}))
-            body();
-    }
-
-private:
-    std::vector<std::function<void()>> mWaiting;
-};
-
-} // namespace fakes
 
 namespace flows_test
 {
@@ -115,30 +40,16 @@ struct FlowRig : sync_test::SyncRig {
     roamer::HomeUnmount homeUnmount{disks, effectiveUser};
     roamer::Alerts alerts{state, messaging, processes, loop, notification, effectiveUser, bundles, settings};
     roamer::NetworkHomeMount homeMount{state, texts, runner, mounts, threads, lobby, windows, loop};
-    roamer::SyncNow syncNow{{.state = state,
-                             .account = account,
-                             .preferences = preferences,
-                             .homes = homes,
-                             .syncTimes = syncTimes,
-                             .homeUnmount = homeUnmount,
-                             .lists = lists,
-                             .options = options,
-                             .sets = sets,
-                             .runner = runner,
-                             .periodicSync = periodic,
-                             .homeMount = homeMount,
-                             .texts = texts,
-                             .alerts = alerts,
-                             .windows = windows,
-                             .eventTrace = eventTrace,
-                             .runLoop = loop}};
+    roamer::SyncNow syncNow{{state, account, preferences, homes, syncTimes, homeUnmount, lists, options, sets, runner,
+                             periodic, homeMount, texts, alerts, windows, eventTrace, loop}};
     roamer::RefreshPreferences refresh{state, account, sets, preferences, periodic, loop};
 
     FlowRig()
     {
         state.mLocalizedStringsDict["PAVO_OK_BUTTON"] = "OK";
-        for (const std::string alert : {"MUST_BE_MHD", "NO_NETHOME", "HOME_CHANGED_NOSYNC", "NOTHING"}) {
-            for (const auto* end : {"_TITLE", "_MESSAGE", "__MESSAGE"})
+        for (const std::string alert : {"MUST_BE_MHD", "NO_NETHOME", "HOME_CHANGED_NOSYNC", "NOTHING", "HOME_IN_USE",
+                                        "HOME_NET_HOME_MISSING", "HOME_NET_HOME_TIME_NEWER"}) {
+            for (const auto* end : {"_TITLE", "_MESSAGE", "__MESSAGE", "_SYNC_LATER_BUTTON", "_SYNC_NOW_BUTTON"})
                 state.mLocalizedStringsDict["PAVO_" + alert + end] = alert;
         }
         disks.mounted.insert(share);

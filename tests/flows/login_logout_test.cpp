@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <tuple>
 
@@ -116,6 +115,11 @@ void noBackgroundSyncs(LoginRig& rig)
 {
     rig.prefer(kPeriodicSyncOn, false);
 }
+void missingWithoutBackgroundSyncs(LoginRig& rig)
+{
+    noBackgroundSyncs(rig);
+    rig.mountOnAFile();
+}
 
 TEST(LoginLogout, GoesAsFarAsItGetsAndGivesEverythingBack)
 {
@@ -139,17 +143,15 @@ TEST(LoginLogout, GoesAsFarAsItGetsAndGivesEverythingBack)
         {"a stop during the mount", kLogin, stopTheMount, 0, false, "", "mount engine window periodic"},
         {"no home there", kLogin, [](LoginRig& rig) { rig.mountOnAFile(); }, 0, false, "HOME_NET_HOME_MISSING",
          "mount unmount engine periodic"},
-        {"no home there", kLogout, [](LoginRig& rig) { rig.mountOnAFile(); }, -61, false, "HOME_NET_HOME_MISSING",
-         "mount unmount"},
+        {"no home there, nor background syncs", kLogin, missingWithoutBackgroundSyncs, -61, false,
+         "HOME_NET_HOME_MISSING", "mount unmount engine"},
         {"in use: later", kLogin, inUse<kDefault>, 0, false, "HOME_IN_USE", "mount unmount engine periodic"},
-        {"in use: later", kLogout, inUse<kDefault>, 0, false, "HOME_IN_USE", "mount unmount"},
         {"in use: now, local home", kLogout, inUse<kAlternate, kOther>, 0, true, "HOME_IN_USEHOME_NET_HOME_TIME_NEWER",
          "mount unmount lock window pass saved completed"},
         {"newer: network home", kLogin, newer<kDefault>, 0, true, "HOME_NET_HOME_TIME_NEWER",
          "mount unmount lock engine window pass periodic saved"},
         {"newer: later", kLogin, newer<kAlternate>, 0, false, "HOME_NET_HOME_TIME_NEWER",
          "mount unmount engine periodic"},
-        {"newer: later", kLogout, newer<kAlternate>, 0, false, "HOME_NET_HOME_TIME_NEWER", "mount unmount"},
         {"newer: the alert fails", kLogout, newerWithoutWords, 0, false, "", "mount unmount"},
         {"an unknown home would win", kLogin, neverSynced, 0, false, "", "mount unmount engine periodic"},
         {"an unknown home loses", kLogout, neverSyncedButLocalWins, 0, false, "HOME_NET_HOME_TIME_NEWER",
@@ -212,20 +214,6 @@ TEST(LoginLogout, ProgramsTheEngineForEachKindOfSync)
         EXPECT_EQ(favoured, PropertyList(c.favoured));
         EXPECT_EQ(rig.log.countContaining(std::string("[self doSync:") + c.overall + "] == 0"), 1);
     }
-}
-
-TEST(LoginLogout, BothKeysForgetTheSetAndMakeEverythingAFirstSync)
-{
-    LoginRig rig;
-    rig.windows.optionKey = rig.windows.shiftKey = true;
-    rig.answers = {kDefault};
-    rig.loop.at(5.0, [&] { rig.windows.optionKey = false; });
-    rig.loop.at(20.0, [&] { rig.engine.set->report(status(SyncSetStateIdle)); });
-    EXPECT_EQ(rig.logout(), 0);
-    EXPECT_EQ(rig.set.count("forget"), 1);
-    EXPECT_EQ(rig.alerted(), "HOME_NET_HOME_TIME_NEWER");
-    EXPECT_EQ(rig.engine.set->count("startSync"), 1);
-    EXPECT_EQ(rig.log.countContaining("doSync:kLogoutFirstTimeSync done"), 1);
 }
 
 TEST(LoginLogout, ThePasswordGoesToTheMountAlone)

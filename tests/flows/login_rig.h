@@ -5,8 +5,8 @@
 
 #include "flows/login_logout_sync.h"
 #include "platform/linux/file_manager.h"
-#include "tests/fakes/fake_hardware_registry.h"
 #include "tests/fakes/fake_process_launcher.h"
+#include "tests/fakes/small_services.h"
 #include "tests/flows/flow_rig.h"
 
 namespace flows_test
@@ -31,27 +31,9 @@ struct LoginRig : FlowRig {
     roamer::HomeLock homeLock{*files, effectiveUser};
     roamer::MirrorAgent mirrorAgent{launcher, effectiveUser, engine, loop};
     roamer::EthernetAddress address{hardware};
-    roamer::LoginLogoutSync flow{{.state = state,
-                                  .account = account,
-                                  .preferences = preferences,
-                                  .homes = homes,
-                                  .homeLock = homeLock,
-                                  .syncTimes = syncTimes,
-                                  .homeUnmount = homeUnmount,
-                                  .mirrorAgent = mirrorAgent,
-                                  .ethernetAddress = address,
-                                  .lists = lists,
-                                  .options = options,
-                                  .sets = sets,
-                                  .runner = runner,
-                                  .periodicSync = periodic,
-                                  .homeMount = homeMount,
-                                  .texts = texts,
-                                  .alerts = alerts,
-                                  .syncManager = engine,
-                                  .standardInput = input,
-                                  .windows = windows,
-                                  .runLoop = loop}};
+    roamer::LoginLogoutSync flow{{state,       account, preferences, homes,   homeLock, syncTimes, homeUnmount,
+                                  mirrorAgent, address, lists,       options, sets,     runner,    periodic,
+                                  homeMount,   texts,   alerts,      engine,  input,    windows,   loop}};
     fakes::FakeSyncSet& set = addSet();
     const std::shared_ptr<fakes::FakeSyncSet> keep = engine.set; ///< Also when the engine forgets it.
 
@@ -81,10 +63,6 @@ struct LoginRig : FlowRig {
             answers.erase(answers.begin());
         };
         launcher.onLaunch = [this](int) { engine.agentRunning = true; };
-        for (const std::string alert : {"HOME_IN_USE", "HOME_NET_HOME_MISSING", "HOME_NET_HOME_TIME_NEWER"}) {
-            for (const auto* end : {"_TITLE", "_MESSAGE", "_SYNC_LATER_BUTTON", "_SYNC_NOW_BUTTON"})
-                state.mLocalizedStringsDict["PAVO_" + alert + end] = alert;
-        }
         for (const std::string button : {"SELECT_NETWORK", "SYNC_LATER", "SELECT_LOCAL"})
             state.mLocalizedStringsDict["PAVO_HOME_CHANGED_" + button + "_BUTTON"] = button;
     }

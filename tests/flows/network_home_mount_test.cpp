@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "tests/flows/flow_rig.h"
 
@@ -90,22 +89,6 @@ TEST(NetworkHomeMount, StopEndsAnAsynchronousMount)
         rig.mounts.answer(1, 0, kHomes);
         EXPECT_EQ(gMountStatus, -128);
     }
-}
-
-TEST(NetworkHomeMount, StopOnlyShowsWhileTheSessionManagerMounts)
-{
-    MountRig rig;
-    rig.lobbyAnswersAt = 9.0;
-    rig.loop.at(1.95, [&] { EXPECT_EQ(rig.windows.layoutsLoaded, 0); });
-    rig.loop.at(3.0, [&] {
-        EXPECT_EQ(rig.windows.shown->bottom, "MOUNTING_HOME");
-        rig.pressStop();
-    });
-    rig.wait(false);
-    EXPECT_EQ(rig.status, 0);
-    EXPECT_EQ(rig.mountPoint, rig.share);
-    EXPECT_EQ(rig.seen.back(), "CANCELLING||SYNC_CANCELED");
-    EXPECT_NEAR(rig.seconds(), 9.0, 0.15);
 }
 
 } // namespace

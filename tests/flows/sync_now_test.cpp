@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
 
@@ -93,6 +92,7 @@ TEST(SyncNow, SyncsSavesTheTimeAndRearmsAsFarAsItGets)
         {"the home cannot be made", [](NowRig& rig) { rig.mountOnAFile(); }, "NO_NETHOME", "unmounted rearmed"},
         {"a stop during the mount", [](NowRig& rig) { rig.stopAt(3); }, "", "unmounted rearmed"},
         {"a logout during the mount", [](NowRig& rig) { rig.logOutAt(3); }, "", "unmounted"},
+        {"a logout before the pass", [](NowRig& rig) { rig.logOutAt(6); }, "", "unmounted"},
         {"a logout during the pass", [](NowRig& rig) { rig.logOutAt(8.5); }, "", "started unmounted"},
         {"newer there", &NowRig::writeReadOnly, "HOME_CHANGED_NOSYNC", "started unmounted rearmed newer"},
         {"the engine refuses", [](NowRig& rig) { rig.set.failing = {"startSync"}; }, "", "started unmounted rearmed"},

@@ -1,11 +1,9 @@
 #include "home/home_unmount.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include "tests/fakes/fake_disk_service.h"
-#include "tests/fakes/fake_effective_user.h"
 #include "tests/fakes/recording_log.h"
+#include "tests/fakes/small_services.h"
 
 namespace
 {
@@ -13,36 +11,32 @@ namespace
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-TEST(HomeUnmount, ReportsWhatCannotBeFound)
+TEST(HomeUnmount, ActsAsRootWhereItMayAndReportsWhatCannotBeFound)
 {
-    fakes::RecordingLog log;
-    fakes::FakeDiskService disks;
-    fakes::FakeEffectiveUser user(0, 501);
-    roamer::HomeUnmount unmount(disks, user);
-    EXPECT_EQ(unmount.unmountHome("/Volumes/other"), 0);
-    disks.isPresent = false;
-    EXPECT_EQ(unmount.unmountHome("/Volumes/other"), 0);
-    EXPECT_EQ(unmount.unmountHome(std::nullopt), 0);
-    EXPECT_THAT(log.system, ElementsAre(HasSubstr("nothing is mounted there"), HasSubstr("no disk service")));
-    EXPECT_EQ(user.effective, 501U) << "put back on the ways out too";
-}
-
-TEST(HomeUnmount, ActsAsRootWhereItMay)
-{
-    struct Case {
+    const struct {
         const char* name;
         unsigned realUser, effectiveUser, actsAs;
+    } cases[] = {
+        {"root who acts as the user", 0, 501, 0},
+        {"a plain user", 501, 501, 501},
+        {"a user who acts as another", 501, 502, 502},
     };
-    for (const auto& c : {Case{"root who acts as the user", 0, 501, 0}, Case{"a plain user", 501, 501, 501},
-                          Case{"a user who acts as another", 501, 502, 502}}) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
+        fakes::RecordingLog log;
         fakes::FakeDiskService disks;
         fakes::FakeEffectiveUser user(c.realUser, c.effectiveUser);
+        roamer::HomeUnmount unmount(disks, user);
         disks.mounted = {"/Volumes/homes"};
         disks.whileUnmounting = [&] { EXPECT_EQ(user.effective, c.actsAs); };
-        EXPECT_EQ(roamer::HomeUnmount(disks, user).unmountHome("/Volumes/homes"), 0);
+        EXPECT_EQ(unmount.unmountHome("/Volumes/homes"), 0);
+        EXPECT_EQ(unmount.unmountHome("/Volumes/other"), 0);
+        disks.isPresent = false;
+        EXPECT_EQ(unmount.unmountHome("/Volumes/other"), 0);
+        EXPECT_EQ(unmount.unmountHome(std::nullopt), 0);
         EXPECT_THAT(disks.unmounted, ElementsAre("/Volumes/homes"));
-        EXPECT_EQ(user.effective, c.effectiveUser);
+        EXPECT_THAT(log.system, ElementsAre(HasSubstr("nothing is mounted there"), HasSubstr("no disk service")));
+        EXPECT_EQ(user.effective, c.effectiveUser) << "put back on the ways out too";
     }
 }
 

@@ -50,13 +50,4 @@ TEST(RoamerPreferences, SettingWritesTheUserFileAndIsSeenAtOnce)
     EXPECT_EQ(rig.log.system.size(), 1U);
 }
 
-TEST(RoamerPreferences, DefaultListsAreLookedForUntilTheyAreFound)
-{
-    AccountRig rig;
-    EXPECT_EQ(rig.preferences.getDefaultList(kExcludedAlways), std::nullopt);
-    rig.setDefaults({{kExcludedAlways, Array{"a"}}, {kSyncedFolders, "no list"}});
-    EXPECT_EQ(rig.preferences.getDefaultList(kExcludedAlways), Array{"a"});
-    EXPECT_EQ(rig.preferences.getDefaultList(kSyncedFolders), std::nullopt);
-}
-
 } // namespace

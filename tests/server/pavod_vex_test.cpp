@@ -1,7 +1,6 @@
 #include "server/pavod_vex.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "server_rig.h"
 
@@ -127,19 +126,6 @@ TEST(StartPavo, NeedsFlowsABusAndItsNameButNoBundle)
     rig.messaging.published.clear();
     rig.bundles.bundles.clear();
     EXPECT_TRUE(rig.start());
-}
-
-TEST(StartPavo, RefusesASecondServerUntilTheFirstIsGone)
-{
-    ServerRig rig;
-    ASSERT_TRUE(rig.start(false));
-    EXPECT_THAT(rig.messaging.published, IsEmpty()) << "started without a connection";
-    const auto* first = roamer::gPavoServer.get();
-    EXPECT_FALSE(rig.start());
-    EXPECT_EQ(roamer::gPavoServer.get(), first);
-    rig.application.terminateReturns = true;
-    roamer::gPavoServer->pavo_quit();
-    EXPECT_EQ(roamer::gPavoServer, nullptr) << "let go also when the application refuses to end";
 }
 
 } // namespace

@@ -1,10 +1,9 @@
 #include "server/roamer_main.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "server_rig.h"
-#include "tests/fakes/fake_event_trace.h"
+#include "tests/fakes/small_services.h"
 
 namespace
 {

@@ -8,23 +8,6 @@ namespace
 using namespace roamer;
 using sync_test::SyncRig;
 
-TEST(SyncOptions, ConflictWordsAreTakenExactlyAndTheManagedOneFirst)
-{
-    constexpr int kDefault = 77;
-    const std::pair<PropertyList, int> cases[] = {
-        {"showConflictDialogs", 0}, {"mobileHomeWins", 1},         {"networkHomeWins", 2}, {"networkHomeCopy", 1003},
-        {"mobileHomeCopy", 1005},   {"NetworkHomeWins", kDefault}, {"", kDefault},         {1, kDefault},
-    };
-    SyncRig rig;
-    for (const auto& [value, expected] : cases) {
-        SCOPED_TRACE(value.description());
-        rig.setUser({{kBackgroundConflictResolution, value}});
-        EXPECT_EQ(rig.options.getConflictResolutionOverride(kPeriodicSync, kDefault), expected);
-    }
-    rig.setManaged({{kBackgroundConflictResolution, "networkHomeWins"}});
-    EXPECT_EQ(rig.options.getConflictResolutionOverride(kPeriodicSync, kDefault), kNetworkWinsConflicts);
-}
-
 TEST(SyncOptions, ResolutionsBecomeEngineOptions)
 {
     constexpr const char* kFavor = "SyncOptionResolveConflictInFavorOfPeerKey";

@@ -6,30 +6,15 @@
 #include <vector>
 
 #include "lists/sync_lists.h"
-#include "platform/distributed_notifications.h"
 #include "platform/linux/predicates.h"
 #include "sync/periodic_sync.h"
 #include "sync/sync_runner.h"
 #include "sync/sync_state.h"
 #include "tests/fakes/account_rig.h"
-#include "tests/fakes/fake_power_service.h"
 #include "tests/fakes/fake_run_loop.h"
 #include "tests/fakes/fake_sync_engine.h"
-#include "tests/fakes/fake_user_formats.h"
 #include "tests/fakes/fake_window_system.h"
-
-namespace fakes
-{
-
-class FakeDistributedNotifications final : public platform::DistributedNotifications
-{
-public:
-    std::vector<std::string> posted;
-
-    void post(const std::string& name) override { posted.push_back(name); }
-};
-
-} // namespace fakes
+#include "tests/fakes/small_services.h"
 
 namespace sync_test
 {

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "tests/sync/sync_rig.h"
 
@@ -157,23 +156,6 @@ TEST(SyncRunner, AStopWhileCompletionIsShownIsForTheNextParts)
         EXPECT_TRUE(rig.outcome.syncCompleted && !rig.outcome.wasCancelled);
         EXPECT_EQ(rig.outcome.allCancelled, !option);
     }
-}
-
-TEST(SyncRunner, EndsWhenAnotherFlowsPassTookOver)
-{
-    PassRig rig;
-    rig.showWindow(kNowPeriodicSync);
-    SyncRunner::Outcome inner;
-    rig.loop.at(1.0, [&] {
-        rig.set.script(rig.loop, {{0.5, status(SyncSetStateIdle)}});
-        rig.runner.doSync(rig.engine.set, kLogoutPrefSync, 1, 1, true, true, true, &inner);
-        rig.texts.takeDownSyncProgress();
-        rig.set.result = -43;
-    });
-    EXPECT_EQ(rig.run(), 0);
-    EXPECT_TRUE(inner.syncCompleted);
-    EXPECT_FALSE(rig.outcome.syncCompleted || rig.outcome.wasCancelled);
-    EXPECT_FALSE(rig.set.hasCallback());
 }
 
 TEST(SyncRunner, AMissingTextIsRaisedAfterCleaningUp)

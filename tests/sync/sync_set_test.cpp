@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "tests/sync/sync_rig.h"
 
@@ -12,19 +11,6 @@ using sync_test::status;
 using sync_test::SyncRig;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-TEST(SyncSets, LooksForASetWithoutMakingOne)
-{
-    SyncRig rig;
-    EXPECT_EQ(rig.sets.getSyncSet(false), nullptr);
-    EXPECT_TRUE(rig.engine.created.empty());
-    auto& set = rig.addSet();
-    EXPECT_EQ(rig.sets.getSyncSet(false), rig.engine.set);
-    EXPECT_FALSE(set.automatic);
-    EXPECT_EQ(rig.sets.activePHDSyncSet(), nullptr);
-    set.present = status(SyncSetStateUpdating);
-    EXPECT_EQ(rig.sets.activePHDSyncSet(), rig.engine.set) << "only a busy set is active";
-}
 
 TEST(SyncSets, AMissingSetIsMadeAndGetsThePresentHomeLater)
 {

@@ -4,12 +4,9 @@
 
 #include "platform/failure.h"
 #include "tests/fakes/fake_bundles.h"
-#include "tests/fakes/fake_effective_user.h"
 #include "tests/fakes/fake_object_messaging.h"
-#include "tests/fakes/fake_process_table.h"
 #include "tests/fakes/fake_run_loop.h"
-#include "tests/fakes/fake_system_settings.h"
-#include "tests/fakes/fake_user_notification.h"
+#include "tests/fakes/small_services.h"
 
 namespace
 {

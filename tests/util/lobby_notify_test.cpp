@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "platform/linux/property_list_codec.h"
-#include "tests/fakes/fake_message_port.h"
 #include "tests/fakes/recording_log.h"
+#include "tests/fakes/small_services.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 #include "platform/linux/user_formats.h"
 #include "tests/fakes/fake_bundles.h"
 #include "tests/fakes/fake_run_loop.h"
-#include "tests/fakes/fake_user_formats.h"
+#include "tests/fakes/small_services.h"
 #include "tests/fakes/temp_environment.h"
 #include "util/relative_dates.h"
 
@@ -30,14 +30,11 @@ TEST(RelativeDates, NearDaysHaveNames)
     } const cases[] = {
         {"a minute before midnight", "UTC0", utc(2026, 5, 14, 0, 1), utc(2026, 5, 13, 23, 59), "Yesterday at 23:59",
          "Gestern"},
-        {"a leap day", "UTC0", utc(2028, 3, 1, 12, 0), utc(2028, 2, 29, 8, 0), "Yesterday at 08:00", "Gestern"},
         {"three days ago", "UTC0", utc(2026, 5, 14, 12, 0), utc(2026, 5, 11, 9, 5), "11.05.26 09:05", "11.05.26"},
         {"New Year's Eve seen on New Year", "UTC0", utc(2027, 1, 1, 8, 0), utc(2026, 12, 31, 23, 0), "31.12.26 23:00",
          "31.12.26"},
         {"days are local ones", "Asia/Tokyo", utc(2026, 5, 14, 14, 0), utc(2026, 5, 14, 15, 30), "Tomorrow at 00:30",
          "Tomorrow"},
-        {"years too", "America/New_York", utc(2027, 1, 1, 3, 0), utc(2026, 12, 31, 4, 0), "Yesterday at 23:00",
-         "Gestern"},
         {"across the start of summer time", "Europe/Berlin", utc(2026, 3, 29, 21, 30), utc(2026, 3, 28, 23, 30),
          "Heute um 00:30", "Heute"},
         {"before 1970", "Europe/Berlin", utc(2026, 5, 14, 12, 0), utc(1965, 7, 1, 0, 0), "01.07.65 01:00", "01.07.65"},
