@@ -14,11 +14,12 @@ PASSWORD = secrets.token_urlsafe()
 SERVICE = f"roamer-test-{os.getpid()}"
 USER = f"roamer-t{os.getpid() % 100000}"
 
-# Notes its arguments, its input and its environment, and ends as the file "status" says.
+# Notes its arguments, its input and its environment, says what the file "words" holds, and ends as "status" says.
 STAND_IN = """#!/bin/sh
 { echo "$*"; cat; echo; } >> "$(dirname "$0")/calls"
 env > "$(dirname "$0")/environment"
-echo "the share is not there"
+echo "all is well"
+cat "$(dirname "$0")/words" >&2
 exit "$(cat "$(dirname "$0")/status")"
 """
 
@@ -32,6 +33,7 @@ class Pam(unittest.TestCase):
         program.write_text(STAND_IN)
         program.chmod(0o755)
         (self.top / "status").write_text("0")
+        (self.top / "words").write_text("")
         self.records = self.top / "Library/Directory/Local/Users"
         self.records.mkdir(parents=True)
         (self.records / f"{USER}.plist").write_text("record")
@@ -100,10 +102,18 @@ class Pam(unittest.TestCase):
 
     def test_a_login_never_fails_because_of_the_sync(self):
         self.stack()
-        (self.top / "status").write_text("1")
-        status, said = self.run_stack("authenticate", "open_session", "close_session")
-        self.assertEqual(status, 0)
-        self.assertIn("Roamer: the share is not there", said)
+        for status, words, expected in [
+            ("1", "roamer-session: the share is not there\n", "Roamer: the share is not there"),
+            ("0", "roamer-session: 2 conflicts\n", "Roamer: 2 conflicts"),
+            ("0", "", None),
+            ("3", "", "Roamer: the homes could not be synced"),
+        ]:
+            (self.top / "status").write_text(status)
+            (self.top / "words").write_text(words)
+            code, said = self.run_stack("authenticate", "open_session", "close_session")
+            self.assertEqual(code, 0)
+            self.assertIn(expected or "", said)
+            self.assertEqual("Roamer" in said, expected is not None, said)
         # Without a password (a key) the person hears what that means.
         status, said = self.run_stack("open_session", "close_session")
         self.assertEqual(status, 0)

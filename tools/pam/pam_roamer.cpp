@@ -33,7 +33,8 @@ using roamer::pam::Password;
 constexpr const char* kPasswordData = "roamer_password";
 constexpr unsigned kFirstPersonUid = 1000; ///< Accounts below are the system's.
 constexpr unsigned kNobodyUid = 65534;
-constexpr int kGraceSeconds = 10; ///< For roamer-session to say that its own time is up.
+constexpr int kGraceSeconds = 10;                               ///< For roamer-session to say that its own time is up.
+constexpr std::string_view kProgramPrefix = "roamer-session: "; ///< Nothing to the person.
 
 /// Services that open sessions which are not a person's sitting down.
 constexpr std::array<std::string_view, 12> kOtherServices = {
@@ -103,7 +104,7 @@ void wipe(pam_handle_t*, void* data, int)
     delete static_cast<Password*>(data);
 }
 
-/// Runs roamer-session and tells the person what it said when not all went well.
+/// Runs roamer-session and tells the person what it said when not all is synced.
 void runFor(pam_handle_t* pam, int flags, const ModuleOptions& options, const Person& person, const char* command,
             std::string_view password)
 {
@@ -114,9 +115,14 @@ void runFor(pam_handle_t* pam, int flags, const ModuleOptions& options, const Pe
     }
     const auto run = roamer::pam::runSession(options.program, arguments, environmentOf(pam), password,
                                              options.timeoutSeconds + kGraceSeconds);
-    if (run.isOver && run.exitStatus == 0) return;
+    if (run.isOver && run.exitStatus == 0 && run.lastLine.empty()) return;
     std::string reason = run.lastLine;
-    if (reason.empty()) reason = run.isOver ? "the homes could not be synced" : "the sync takes longer and goes on";
+    if (reason.starts_with(kProgramPrefix)) reason.erase(0, kProgramPrefix.size());
+    if (reason.empty()) {
+        reason = run.isOver ? "the homes could not be synced. The files on this computer are safe; the next sync tries "
+                              "again, and the system log may say why."
+                            : "the sync takes longer and goes on by itself.";
+    }
     syslog(LOG_AUTHPRIV | LOG_WARNING, "pam_roamer: %s for %s: %s", command, person.name.c_str(), reason.c_str());
     if ((flags & PAM_SILENT) == 0) pam_info(pam, "Roamer: %s", reason.c_str());
 }
@@ -130,7 +136,8 @@ void openSession(pam_handle_t* pam, int flags, const ModuleOptions& options)
         const bool hasPassword = pam_get_data(pam, kPasswordData, &kept) == PAM_SUCCESS && kept != nullptr;
         if (!hasPassword && (flags & PAM_SILENT) == 0)
             pam_info(pam,
-                     "Roamer: this login came without a password; a network home that asks for one is not synced.");
+                     "Roamer: this login came without a password, so a network home that asks for one is not synced. "
+                     "The files on this computer are safe; a login with the password syncs them.");
         runFor(pam, flags, options, person, "login",
                hasPassword ? static_cast<const Password*>(kept)->text() : std::string_view());
     }

@@ -53,7 +53,7 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts)
                                 int output)
 {
     dup2(input, STDIN_FILENO);
-    dup2(output, STDOUT_FILENO);
+    dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
     syscall(SYS_close_range, 3U, ~0U, 0U);
     setsid();

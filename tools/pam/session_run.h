@@ -10,7 +10,7 @@ namespace roamer::pam
 struct SessionRun {
     bool isOver = false;  ///< Not: the time was up before the program ended; it goes on.
     int exitStatus = -1;  ///< Of a program that ended by itself.
-    std::string lastLine; ///< Of what it said.
+    std::string lastLine; ///< Of what it said on standard error, for the person; "" when all is well.
 };
 
 /// Runs the program with the text on its standard input and waits for its end, at most so many seconds. The program

@@ -31,14 +31,17 @@ std::variant<std::unique_ptr<Account>, std::string> Account::open(const std::opt
     const std::string name = user.value_or(account->directory->loginName());
     platform::DirectoryError error;
     const auto node = account->directory->openNode(platform::kLocalNodeType, error);
-    if (node == nullptr) return "the directory does not answer: " + error.description;
+    if (node == nullptr) return "the account records cannot be read: " + error.description + ".";
     const auto record = node->lookUp(kUserRecordType, name, {kAllAttributes}, error);
     if (record == nullptr) {
-        if (error.code != 0) return "the record of " + name + " cannot be read: " + error.description;
-        return name + " has no account here that Roamer knows. \"roamerctl enroll\" makes one.";
+        if (error.code != 0) return "the record of " + name + " cannot be read: " + error.description + ".";
+        return name + " is not a portable account on this computer. \"roamerctl enroll " + name +
+               " --url URL\" makes it one.";
     }
     account->mRecord = AmruVEXRecord::vexrecordWithRecord(account->context, record);
-    if (!account->mRecord) return "the record of " + name + " cannot be understood";
+    if (!account->mRecord)
+        return "the record of " + name +
+               " cannot be understood. \"roamerctl unenroll\" and \"roamerctl enroll\" write it anew; the homes stay.";
     return account;
 }
 

@@ -1,20 +1,24 @@
 #pragma once
 
-#include <cstdlib>
 #include <string>
-#include <unistd.h>
+#include <string_view>
 
 namespace roamer::ctl
 {
 
-enum class Colour { Good = 32, Wrong = 31, Open = 33 };
+enum class Colour { Good = 32, Wrong = 31, Open = 33, Strong = 1, Faint = 2 };
 
-/// The text in a colour where standard output is a terminal and nobody asked for none (NO_COLOR).
-inline std::string coloured(const std::string& text, Colour colour)
-{
-    static const bool isWanted = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
-    if (!isWanted) return text;
-    return "\033[" + std::to_string(static_cast<int>(colour)) + "m" + text + "\033[0m";
-}
+/// From now on none, as an option of the command line says.
+void forbidColours();
+bool coloursAreForbidden();
+
+/// The text in a colour where standard output is a terminal and nobody asked for none (NO_COLOR, --no-color).
+std::string coloured(const std::string& text, Colour colour);
+
+/// Who decided a preference: what an administrator did stands out, what nobody did steps back.
+std::string colouredDecider(std::string_view decider);
+
+/// The same for standard error.
+std::string colouredReason(const std::string& text, Colour colour);
 
 } // namespace roamer::ctl

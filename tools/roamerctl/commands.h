@@ -22,6 +22,10 @@ ExitStatus run(const FirstSyncOptions& options);
 ExitStatus run(const EnrollOptions& options);
 ExitStatus run(const UnenrollOptions& options);
 ExitStatus run(const FleetOptions& options);
+ExitStatus run(const CompletionOptions& options);
+
+/// Says it on standard error.
+void complain(const std::string& words);
 
 /// Says why on standard error; kRefused.
 ExitStatus refuse(const std::string& reason);

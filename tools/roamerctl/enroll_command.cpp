@@ -10,8 +10,10 @@
 #include <unistd.h>
 
 #include "account.h"
+#include "colour.h"
 #include "commands.h"
 #include "directory/record_attributes.h"
+#include "enrolment_traces.h"
 #include "home/preference_keys.h"
 #include "network_home.h"
 #include "platform/linux/preference_store.h"
@@ -83,18 +85,21 @@ bool isNewHome(const std::string& home)
 
 std::optional<std::string> whyNot(const EnrollOptions& options, const platform::UserEntry& user)
 {
-    if (user.uid < kFirstPersonUid) return user.name + " is an account of the system";
+    if (user.uid < kFirstPersonUid)
+        return user.name + " is an account of the system; only people have portable accounts";
     const bool isKnown = std::ranges::any_of(kSchemes, [&](std::string_view scheme) {
         return options.url.starts_with(scheme) && options.url.size() > scheme.size();
     });
-    if (!isKnown) return "the URL must begin with file://, nfs://, smb:// or sftp:// and name a share";
+    if (!isKnown)
+        return "the URL must begin with file://, nfs://, smb:// or sftp:// and name a share, as in "
+               "sftp://files.example.org/homes";
     const fs::path path = options.path;
     if (path.is_absolute() || std::ranges::find(path, fs::path("..")) != path.end())
-        return "the path must lead to a folder in the share";
+        return "the path must lead to a folder in the share, as in \"--path homes/jo\"";
     if (urlWithoutUserInfo(options.url) != options.url)
         return "the URL must not carry a user name or password: a login brings them";
     if (access(platform::systemPath(recordPath(user.name)).c_str(), F_OK) == 0)
-        return user.name + " is enrolled already; \"roamerctl unenroll\" comes first";
+        return user.name + " is enrolled already; \"roamerctl unenroll " + user.name + "\" comes first";
     return std::nullopt;
 }
 
@@ -176,7 +181,10 @@ std::optional<std::string> writePreferences(const EnrollOptions& options, const 
 ExitStatus run(const EnrollOptions& options)
 {
     const auto found = platform::findUser(options.user);
-    if (!found.entry) return refuse("there is no user " + options.user + " on this computer.");
+    if (!found.entry) {
+        return refuse("there is no user " + options.user + " on this computer. \"adduser " + options.user +
+                      "\" makes one.");
+    }
     const auto& user = *found.entry;
     if (const auto reason = whyNot(options, user)) return refuse(*reason + ".");
     const auto home = options.home.value_or(user.home);
@@ -189,28 +197,36 @@ ExitStatus run(const EnrollOptions& options)
     const auto store = platform::makePreferenceStore(*codec);
     const PreferenceDomains domains(*store, *codec);
     const auto record = recordPath(user.name);
+    const EnrolmentTraces traces(home, user.uid, user.gid);
     std::error_code error;
     fs::create_directories(fs::path(platform::systemPath(record)).parent_path(), error);
     if (!domains.writeToFile(recordOf(options, home, path), record, platform::PropertyListCodec::Format::Xml, true))
-        return refuse("the account's record cannot be written; that takes root.");
-    // A record that leads nowhere would greet every login with an error.
+        return refuse("the account's record " + platform::systemPath(record) + " cannot be written. " +
+                      (geteuid() != 0 ? "That takes root: try \"sudo roamerctl enroll\"." : "Is the disk full?"));
+    // A record that leads nowhere would greet every login with an error, and what is left in a home would make the next
+    // try take it for one that somebody works in.
     const auto takeBack = [&](const std::string& reason) {
+        traces.remove();
         unlink(platform::systemPath(record).c_str());
-        return refuse(reason + " The account was not enrolled.");
+        return refuse(reason + " " + user.name + " was not enrolled. Both homes keep what they have.");
     };
     session::Secret password;
     if (options.check) {
-        if (needsPassword(options.url)) password.readFrom(STDIN_FILENO, [] { return true; });
+        if (needsPassword(options.url)) {
+            const auto reason = password.readFrom(STDIN_FILENO, [] { return true; });
+            if (reason) return takeBack("the password cannot be read: " + *reason + ".");
+        }
         if (runFirstSync(options, password, true) != kDone) return takeBack("the network home cannot be used.");
     }
-    if (!makeHome(home, user)) return takeBack("the local home cannot be made.");
+    if (!makeHome(home, user))
+        return takeBack("the local home " + home + " cannot be made: " + std::strerror(errno) + ".");
     if (const auto reason = writePreferences(options, user.name, isNew)) return takeBack(*reason + ".");
     int status = kDone;
     if (options.check && !isNew) {
         status = runFirstSync(options, password, false);
         if (status != kDone && status != kNeedsAttention) return takeBack("the first sync did not come to its end.");
     }
-    std::printf("%s is enrolled.\n", user.name.c_str());
+    std::printf("%s\n", coloured(user.name + " is enrolled.", Colour::Good).c_str());
     return static_cast<ExitStatus>(status);
 }
 
@@ -218,11 +234,12 @@ ExitStatus run(const UnenrollOptions& options)
 {
     const auto record = platform::systemPath(recordPath(options.user));
     if (options.user.empty() || options.user.find('/') != std::string::npos || access(record.c_str(), F_OK) != 0)
-        return refuse(options.user + " is not enrolled here.");
+        return refuse(options.user + " is not enrolled on this computer.");
     std::printf("Both homes, the preferences and the trash stay as they are; they are no longer synced.\n");
     if (options.dryRun) return kDone;
     if (unlink(record.c_str()) != 0)
-        return refuse("the account's record cannot be removed: " + std::string(std::strerror(errno)) + ".");
+        return refuse("the account's record cannot be removed: " + std::string(std::strerror(errno)) + "." +
+                      (geteuid() != 0 ? " That takes root." : ""));
     std::printf("%s is not enrolled any more.\n", options.user.c_str());
     return kDone;
 }

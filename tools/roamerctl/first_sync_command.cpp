@@ -1,11 +1,11 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <grp.h>
 #include <unistd.h>
 
 #include "account.h"
 #include "braid/engine.h"
+#include "colour.h"
 #include "commands.h"
 #include "home/sync_times.h"
 #include "lists/sync_type.h"
@@ -23,13 +23,6 @@ namespace
 
 /// What a first login would sync, in the order of its jobs.
 constexpr std::array<std::int32_t, 3> kJobTypes = {kLoginPrefSync, kLoginNonprefSync, kLoginPeriodicSync};
-
-/// For good: what happens in a person's homes happens with that person's rights.
-bool becomeUser(const AmruVEXRecord& record, const std::string& name)
-{
-    if (getuid() == record.uid()) return true;
-    return initgroups(name.c_str(), record.gid()) == 0 && setgid(record.gid()) == 0 && setuid(record.uid()) == 0;
-}
 
 std::optional<std::string> passwordFor(Account& account)
 {
@@ -80,15 +73,21 @@ ExitStatus bringInStep(Account& account, const NetworkHome& home, FirstSyncOptio
         return kDone;
     }
     const auto report = braid::runPass(settings, {});
-    if (report.result != braid::kPassSucceeded) return refuse("the homes are not in step: " + report.reason);
+    if (report.result != braid::kPassSucceeded) {
+        return refuse("the homes are not in step. " + report.reason +
+                      " Nothing is lost; the next sync goes on from there.");
+    }
     std::printf("The homes are in step: %llu items new, %llu changed.\n",
                 static_cast<unsigned long long>(report.counts.created),
                 static_cast<unsigned long long>(report.counts.updated));
     for (const auto& error : report.errors)
-        std::fprintf(stderr, "roamerctl: %s: %s\n", error.path.c_str(), error.message.c_str());
+        complain("\"" + error.path + "\" is not synced. " + error.message);
     if (!report.conflicts.empty())
-        std::printf("Items that differ and wait for a decision: %zu. \"roamerctl conflicts\" lists them.\n",
-                    report.conflicts.size());
+        std::printf("%s\n",
+                    coloured("Items that differ and wait for a decision: " + std::to_string(report.conflicts.size()) +
+                                 ". \"roamerctl conflicts\" lists them.",
+                             Colour::Open)
+                        .c_str());
     if (!report.conflicts.empty() || !report.errors.empty()) return kNeedsAttention;
     noteCompletedSync(account, home);
     return kDone;
@@ -101,7 +100,7 @@ ExitStatus run(const FirstSyncOptions& options)
     auto opened = Account::open(options.user);
     if (const auto* reason = std::get_if<std::string>(&opened)) return refuse(*reason);
     auto& account = *std::get<std::unique_ptr<Account>>(opened);
-    if (!becomeUser(account.record(), account.name())) return refuse("only root may do this for somebody else.");
+    if (!becomeUserOf(account)) return refuse("only root may do this for somebody else.");
     auto password = passwordFor(account);
     auto reached = NetworkHome::reach(account, password);
     if (password) explicit_bzero(password->data(), password->size());

@@ -2,12 +2,14 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <tuple>
 
 #include "braid/agent/computers.h"
+#include "colour.h"
 #include "commands.h"
 
 namespace roamer::ctl
@@ -17,6 +19,8 @@ namespace
 {
 
 namespace fs = std::filesystem;
+
+constexpr std::int64_t kLongAgoSeconds = std::int64_t{7} * 24 * 60 * 60;
 
 struct Row {
     std::string home;
@@ -65,15 +69,33 @@ std::vector<Row> rowsOf(const std::string& folder)
     return rows;
 }
 
+/// A number that waits for somebody stands out.
+std::string counted(std::uint64_t count, std::size_t width)
+{
+    auto text = std::to_string(count);
+    if (text.size() < width) text.insert(0, width - text.size(), ' ');
+    return count == 0 ? text : coloured(text, Colour::Wrong);
+}
+
+std::string agedColumn(std::int64_t lastGoodPass)
+{
+    constexpr std::size_t kWidth = 12;
+    auto text = ageOf(lastGoodPass);
+    if (text.size() < kWidth) text.append(kWidth - text.size(), ' ');
+    const bool isOld = std::time(nullptr) - lastGoodPass > kLongAgoSeconds;
+    return isOld ? coloured(text, Colour::Open) : text;
+}
+
 void printTable(const std::vector<Row>& rows)
 {
-    std::printf("%-20s %-20s %-12s %9s %6s %6s  %s\n", "home", "computer", "last good", "conflicts", "held", "errors",
-                "version");
+    std::array<char, 128> head{};
+    std::snprintf(head.data(), head.size(), "%-20s %-20s %-12s %9s %6s %6s  %s", "home", "computer", "last good",
+                  "conflicts", "held", "errors", "version");
+    std::printf("%s\n", coloured(head.data(), Colour::Strong).c_str());
     for (const auto& [home, c] : rows) {
-        std::printf("%-20s %-20s %-12s %9llu %6llu %6llu  %s\n", shown(home).c_str(), shown(c.name).c_str(),
-                    ageOf(c.lastGoodPass).c_str(), static_cast<unsigned long long>(c.conflicts),
-                    static_cast<unsigned long long>(c.heldDeletions), static_cast<unsigned long long>(c.errors),
-                    shown(c.version).c_str());
+        std::printf("%-20s %-20s %s %s %s %s  %s\n", shown(home).c_str(), shown(c.name).c_str(),
+                    agedColumn(c.lastGoodPass).c_str(), counted(c.conflicts, 9).c_str(),
+                    counted(c.heldDeletions, 6).c_str(), counted(c.errors, 6).c_str(), shown(c.version).c_str());
     }
 }
 
@@ -126,7 +148,11 @@ void printPrometheus(const std::vector<Row>& rows)
 ExitStatus run(const FleetOptions& options)
 {
     std::error_code error;
-    if (!fs::is_directory(options.folder, error)) return refuse(options.folder + " is not a folder.");
+    if (!fs::is_directory(options.folder, error)) {
+        return refuse("there is no folder \"" + options.folder +
+                      "\" that can be looked at. Name the one that holds the "
+                      "network homes, on the server.");
+    }
     const auto rows = rowsOf(options.folder);
     switch (options.form) {
     case FleetOptions::Form::Table:

@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
+#include "colour.h"
 #include "commands.h"
 #include "home/preference_table.h"
 
@@ -60,8 +62,10 @@ std::string manualText(std::string_view part)
 
 void printPlain(const PreferenceKey& key)
 {
-    std::printf("  %-38s %-15s %s\n", text(key.name).c_str(), text(preferenceTypeName(key.type)).c_str(),
-                text(key.meaning).c_str());
+    constexpr std::size_t kNameWidth = 38;
+    const auto padding = std::string(kNameWidth - std::min(kNameWidth, key.name.size()), ' ');
+    std::printf("  %s%s %-15s %s\n", coloured(text(key.name), Colour::Strong).c_str(), padding.c_str(),
+                text(preferenceTypeName(key.type)).c_str(), text(key.meaning).c_str());
     for (const auto& word : key.words)
         std::printf("  %38s %s\n", "", text(word).c_str());
 }
@@ -86,7 +90,7 @@ void printSection(const Heading& heading, KeysOptions::Form form)
         std::printf("## %s\n\n%s\n", heading.text, preferenceTableMarkdown(heading.section).c_str());
         return;
     }
-    if (form == KeysOptions::Form::Plain) std::printf("%s\n", heading.text);
+    if (form == KeysOptions::Form::Plain) std::printf("%s\n", coloured(heading.text, Colour::Open).c_str());
     if (form == KeysOptions::Form::Man) std::printf(".SH %s\n", heading.text);
     for (const auto& key : preferenceKeys()) {
         if (key.section != heading.section) continue;

@@ -1,4 +1,7 @@
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <unistd.h>
 
 #include "commands.h"
 #include "platform/linux/preference_store.h"
@@ -35,6 +38,11 @@ ExitStatus run(const LogOptions& options)
 {
     if (options.level) return setLevel(*options.level);
     const auto path = platform::systemPath(kLogFile);
+    if (access(path.c_str(), R_OK) != 0 && !options.follow) {
+        const std::string reason = errno == ENOENT ? "nothing was logged yet" : std::strerror(errno);
+        return refuse("the log " + path + " cannot be shown: " + reason +
+                      ". \"roamerctl log --level 2\" has the programs that start from then on log every step.");
+    }
     std::vector<std::string> arguments = {"-n", std::to_string(options.lines)};
     if (options.follow) arguments.emplace_back("-F");
     arguments.push_back("--");

@@ -1,8 +1,14 @@
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include "account.h"
+#include "colour.h"
 #include "commands.h"
+#include "network_home.h"
 #include "pass_watcher.h"
 #include "platform/failure.h"
 #include "platform/linux/object_messaging.h"
@@ -10,6 +16,7 @@
 #include "platform/system_root.h"
 #include "server/pavod_vex.h"
 #include "session/status_words.h"
+#include "util/typed_reads.h"
 
 namespace roamer::ctl
 {
@@ -35,26 +42,75 @@ void showProgress(const Dictionary& status)
                  static_cast<long long>(total));
 }
 
-/// Follows the pass that was asked for to its end.
-ExitStatus followPass(PassWatcher& watcher)
+/// Why no pass came: most often the network home is not there.
+ExitStatus explainNoPass()
 {
-    const auto status = watcher.waitForPass(kStartPatience, isatty(STDERR_FILENO) != 0 ? showProgress : nullptr);
-    if (!status) {
-        std::fprintf(stderr, "roamerctl: no sync began within half a minute, or it broke off; "
-                             "\"roamerctl log\" may say why.\n");
-        return kNeedsAttention;
+    std::string reason = "the agent did not begin one; \"roamerctl log\" may say why";
+    auto opened = Account::open(std::nullopt);
+    if (auto* account = std::get_if<std::unique_ptr<Account>>(&opened)) {
+        const auto reached = NetworkHome::reach(**account, std::nullopt);
+        if (const auto* problem = std::get_if<std::string>(&reached)) reason = *problem;
+    } else {
+        reason = std::get<std::string>(opened);
     }
-    if (isatty(STDERR_FILENO) != 0) std::fprintf(stderr, "\r");
-    if (const auto result = watcher.lastResult().value_or(-1); result != 0) {
-        std::fprintf(stderr, "roamerctl: %s\n",
-                     session::verdictOf(static_cast<std::int32_t>(result), false).words.c_str());
+    complain("nothing was synced: " + reason + ". The files on this computer are safe.");
+    return kNeedsAttention;
+}
+
+/// In the engine's own words where it has some.
+std::string whyFailed(const Dictionary& status, std::int64_t result)
+{
+    const auto found = status.find(platform::kProgressSyncPassStatusKey);
+    const auto* entries = found != status.end() ? found->second.as<Array>() : nullptr;
+    for (std::size_t i = 0; entries != nullptr && i < entries->size(); ++i) {
+        const auto* entry = (*entries)[i].as<Dictionary>();
+        const auto* reason =
+            entry != nullptr ? objectForKey<std::string>(*entry, platform::kFailureReasonKey) : nullptr;
+        if (reason != nullptr && !reason->empty()) return *reason;
+    }
+    const auto words = session::wordsOf(static_cast<std::int32_t>(result));
+    return words.why + "; " + words.help + ".";
+}
+
+/// Follows the pass that was asked for to its end.
+ExitStatus followPass(PassWatcher& watcher, const std::function<bool()>& mayStillCome)
+{
+    const bool onTerminal = isatty(STDERR_FILENO) != 0;
+    const auto status = watcher.waitForPass(kStartPatience, onTerminal ? showProgress : nullptr, mayStillCome);
+    if (!status) return explainNoPass();
+    if (onTerminal) std::fprintf(stderr, "\r\033[K");
+    if (const auto result = watcher.lastResult().value_or(0); result != 0) {
+        complain("the sync did not come to its end. " + whyFailed(watcher.lastBusyStatus(), result) +
+                 " The files on this computer are safe.");
         return kNeedsAttention;
     }
     const auto conflicts = numberIn(*status, platform::kSyncSetUnresolvedConflictsCountKey);
     const auto errors = numberIn(*status, platform::kSyncSetUnresolvedErrorsCountKey);
-    std::printf("The sync is over. Conflicts: %lld, items not synced: %lld.\n", static_cast<long long>(conflicts),
-                static_cast<long long>(errors));
-    return conflicts + errors > 0 ? kNeedsAttention : kDone;
+    if (conflicts + errors == 0) {
+        std::printf("%s\n", coloured("The homes are in step.", Colour::Good).c_str());
+        return kDone;
+    }
+    std::printf("%s\n", coloured("The sync is over. Conflicts: " + std::to_string(conflicts) + ", items not synced: " +
+                                     std::to_string(errors) + ". \"roamerctl conflicts\" lists them.",
+                                 Colour::Wrong)
+                            .c_str());
+    return kNeedsAttention;
+}
+
+/// The agent's program does it itself, and this process watches.
+ExitStatus syncWithoutServer(PassWatcher& watcher)
+{
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child < 0) return refuse(std::string("no process can be started: ") + std::strerror(errno) + ".");
+    if (child == 0) _exit(become(platform::systemPath(kAgent), {"-s"}));
+    bool runs = true;
+    const auto status = followPass(watcher, [&] {
+        runs = runs && waitpid(child, nullptr, WNOHANG) == 0;
+        return runs;
+    });
+    if (runs) waitpid(child, nullptr, 0);
+    return status;
 }
 
 void send(MessageOptions::Message message, platform::Pavo_Server& server)
@@ -81,13 +137,18 @@ ExitStatus run(const MessageOptions& options)
         server = messaging->lookUpPavoServer(kPavoServerName);
         if (server != nullptr) send(options.message, *server);
     } catch (const platform::Failure& failure) {
-        return refuse("the agent does not answer: " + failure.reason());
+        return refuse("the agent does not answer: " + failure.reason() +
+                      ". \"systemctl --user restart roamer\" starts it anew.");
     }
-    if (server != nullptr) return waits ? followPass(watcher) : kDone;
+    if (server != nullptr) return waits ? followPass(watcher, [] { return true; }) : kDone;
+    if (messaging->defaultConnection() == nullptr)
+        return refuse("there is no message bus in this session; a login through the greeter, or \"dbus-run-session\", "
+                      "makes one.");
     if (options.message == MessageOptions::Message::Quit) {
-        std::fprintf(stderr, "roamerctl: no agent runs in this session.\n");
+        complain("no agent runs in this session.");
         return kNeedsAttention;
     }
+    if (waits) return syncWithoutServer(watcher);
     // Without one that serves, the agent's program does the one thing itself and ends.
     const char* flag = options.message == MessageOptions::Message::SyncNow ? "-s" : "-r";
     return become(platform::systemPath(kAgent), {flag});

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <grp.h>
 #include <unistd.h>
 
 #include "platform/linux/mount_service.h"
@@ -20,7 +21,21 @@ namespace
 constexpr std::chrono::seconds kMountPatience{60};
 constexpr std::chrono::milliseconds kSlice{100};
 
+std::string whyNotMounted(std::int32_t status)
+{
+    const auto words = session::wordsOf(status);
+    return "the network home cannot be reached: " + words.why + "; " + words.help;
+}
+
 } // namespace
+
+bool becomeUserOf(const Account& account)
+{
+    const auto& record = account.record();
+    if (getuid() == record.uid()) return true;
+    return initgroups(account.name().c_str(), record.gid()) == 0 && setgid(record.gid()) == 0 &&
+           setuid(record.uid()) == 0;
+}
 
 NetworkHome::NetworkHome() : mRunLoop(platform::makeRunLoop()), mMounts(platform::makeMountService(*mRunLoop, mHolds))
 {
@@ -38,28 +53,36 @@ std::variant<std::unique_ptr<NetworkHome>, std::string> NetworkHome::reach(Accou
                                                               if (shares != nullptr && !shares->empty())
                                                                   home->mMountPoint = shares->front();
                                                           });
-        if (started.error != 0) return session::verdictOf(started.error, false).words;
+        if (started.error != 0) return whyNotMounted(started.error);
         const auto deadline = home->mRunLoop->now() + kMountPatience;
         while (!status && home->mRunLoop->now() < deadline)
             home->mRunLoop->runFor(kSlice);
         if (!status) {
             home->mMounts->cancel(started.request);
-            return std::string("the server does not answer");
+            return whyNotMounted(ETIMEDOUT);
         }
-        if (*status != 0) return session::verdictOf(*status, false).words;
+        if (*status != 0) return whyNotMounted(*status);
     }
     const auto path = account.homes.getNetworkHomePath(home->mMountPoint);
-    if (!path) return std::string("the account's record names no network home");
+    if (!path)
+        return std::string(
+            "the account's record names no network home; \"roamerctl unenroll\" and \"enroll\" renew it");
     home->mPath = *path;
     return home;
 }
 
 std::optional<std::string> NetworkHome::whyNotWritable(Account& account) const
 {
-    if (!account.homes.makeDirectoryPath(mPath)) return mPath + " is missing and cannot be made, or cannot be opened";
+    if (!account.homes.makeDirectoryPath(mPath)) {
+        return "the folder " + mPath + " is missing and " + account.name() +
+               " may not make it, or may not open it; make it and give it to " + account.name();
+    }
     std::string probe = platform::systemPath(mPath) + "/.roamer-check-XXXXXX";
     const int file = mkstemp(probe.data());
-    if (file < 0) return mPath + " cannot be written: " + std::strerror(errno);
+    if (file < 0) {
+        const std::string reason = std::strerror(errno);
+        return "the folder " + mPath + " cannot be written: " + reason + "; see to its owner and its mode";
+    }
     close(file);
     unlink(probe.c_str());
     return std::nullopt;

@@ -19,6 +19,9 @@ inline bool needsPassword(const std::string& url)
     return !url.starts_with("file:") && !url.starts_with("nfs:");
 }
 
+/// For good: what happens in a person's homes happens with that person's rights. False when that is not allowed.
+[[nodiscard]] bool becomeUserOf(const Account& account);
+
 /// An account's network home, reached the way a login reaches it. What was mounted for it is given up with this
 /// process.
 class NetworkHome

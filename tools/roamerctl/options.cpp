@@ -1,16 +1,22 @@
 #include "options.h"
 
-#include <CLI/CLI.hpp>
-
 #include <iostream>
 #include <map>
 #include <memory>
+
+#include "colour.h"
+#include "command_line.h"
 
 namespace roamer::ctl
 {
 
 namespace
 {
+
+void addNoColour(CLI::App& command)
+{
+    command.add_flag_callback("--no-color", forbidColours, "No colours on a terminal either");
+}
 
 /// Declares a sub-command whose options become the request once they were understood.
 template <typename Options>
@@ -20,6 +26,7 @@ std::pair<CLI::App*, std::shared_ptr<Options>> declare(CLI::App& app, Request& r
     const auto options = std::make_shared<Options>(std::move(initial));
     CLI::App* command = app.add_subcommand(name, help);
     command->callback([options, &request] { request = *options; });
+    addNoColour(*command);
     return {command, options};
 }
 
@@ -81,6 +88,7 @@ void declareViews(CLI::App& app, Request& request)
 {
     auto [status, statusOptions] = declare<StatusOptions>(app, request, "status", "How it stands with an account");
     addUser(*status, statusOptions->user);
+    status->add_flag("--reach", statusOptions->reach, "Mount the network home, to see who has its lock");
     addJson(*status, statusOptions->json);
     status->footer("Exit status: 0 nothing waits for a person, 1 something does, 3 there is no such account.");
 
@@ -180,6 +188,13 @@ void declareFleet(CLI::App& app, Request& request)
     fleet->footer("Who needs help comes first. Exit status: 0 nothing waits, 1 something does, 3 no such folder.");
 }
 
+void declareCompletion(CLI::App& app, Request& request)
+{
+    auto [completion, options] =
+        declare<CompletionOptions>(app, request, "completion", "Print what makes a shell complete this command");
+    completion->add_option("SHELL", options->shell, "Which shell")->type_name("bash|zsh|fish")->required();
+}
+
 std::string helpHint(const CLI::App& app)
 {
     const auto commands = app.get_subcommands();
@@ -188,17 +203,24 @@ std::string helpHint(const CLI::App& app)
 
 } // namespace
 
-std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
+void declareCommands(CLI::App& app, Request& request)
 {
-    CLI::App app{"Sets up and looks after accounts whose home Roamer keeps in step with the network.", "roamerctl"};
     app.set_version_flag("--version", "roamerctl " ROAMER_VERSION);
-    app.require_subcommand(1);
-    Request request;
+    addNoColour(app);
     declareViews(app, request);
     declareMessages(app, request);
     declarePreferences(app, request);
     declareEnrolment(app, request);
     declareFleet(app, request);
+    declareCompletion(app, request);
+}
+
+std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
+{
+    CLI::App app{"Sets up and looks after accounts whose home Roamer keeps in step with the network.", "roamerctl"};
+    app.require_subcommand(1);
+    Request request;
+    declareCommands(app, request);
     try {
         const auto isCalled = [&](const CLI::App* command) { return command->check_name(argv[1]); };
         if (argc > 1 && argv[1][0] != '-' && std::as_const(app).get_subcommands(isCalled).empty())
@@ -208,7 +230,7 @@ std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
         app.exit(help);
         return kDone;
     } catch (const CLI::ParseError& error) {
-        std::cerr << "roamerctl: " << error.what() << "\n" << helpHint(app) << "\n";
+        std::cerr << colouredReason("roamerctl: ", Colour::Wrong) << error.what() << "\n" << helpHint(app) << "\n";
         return kUsage;
     }
     return request;

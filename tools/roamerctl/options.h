@@ -21,6 +21,7 @@ using UserName = std::optional<std::string>;
 
 struct StatusOptions {
     UserName user;
+    bool reach = false; ///< Mount the network home, to see who has its lock.
     bool json = false;
 };
 
@@ -102,9 +103,13 @@ struct FleetOptions {
     Form form = Form::Table;
 };
 
-using Request =
-    std::variant<StatusOptions, MessageOptions, GetOptions, SetOptions, KeysOptions, ExplainOptions, LogOptions,
-                 ConflictsOptions, AccountOptions, FirstSyncOptions, EnrollOptions, UnenrollOptions, FleetOptions>;
+struct CompletionOptions {
+    std::string shell;
+};
+
+using Request = std::variant<StatusOptions, MessageOptions, GetOptions, SetOptions, KeysOptions, ExplainOptions,
+                             LogOptions, ConflictsOptions, AccountOptions, FirstSyncOptions, EnrollOptions,
+                             UnenrollOptions, FleetOptions, CompletionOptions>;
 
 /// What the arguments ask for, or the status to exit with when they ask for help or make no sense (and that was said).
 std::variant<Request, ExitStatus> parse(int argc, const char* const* argv);

@@ -28,6 +28,7 @@ void PassWatcher::takeStatus(qulonglong, const QVariantMap& status)
     if (state == nullptr) return;
     if (*state != 0) {
         mHasBegun = true;
+        mBusyStatus = mStatus;
         if (mOnStatus) mOnStatus(mStatus);
     } else if (mHasBegun) {
         mHasEnded = true;
@@ -35,7 +36,8 @@ void PassWatcher::takeStatus(qulonglong, const QVariantMap& status)
 }
 
 std::optional<Dictionary> PassWatcher::waitForPass(std::chrono::seconds patience,
-                                                   const std::function<void(const Dictionary&)>& onStatus)
+                                                   const std::function<void(const Dictionary&)>& onStatus,
+                                                   const std::function<bool()>& mayBegin)
 {
     mOnStatus = onStatus;
     QElapsedTimer waited;
@@ -44,7 +46,7 @@ std::optional<Dictionary> PassWatcher::waitForPass(std::chrono::seconds patience
     tick.start(std::chrono::milliseconds(500));
     const auto mayStillCome = [&] {
         return mHasBegun ? mBus.hasOwner(braid::protocol::kBusName)
-                         : std::chrono::milliseconds(waited.elapsed()) < patience;
+                         : std::chrono::milliseconds(waited.elapsed()) < patience && mayBegin();
     };
     while (!mHasEnded && mayStillCome())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "account.h"
+#include "colour.h"
 #include "commands.h"
 #include "home/preference_keys.h"
 #include "lists/exclusion_entry.h"
@@ -19,8 +20,8 @@ constexpr std::size_t kNameWidth = 38;
 
 void printLine(const std::string& key, const std::string& value, std::string_view decidedBy)
 {
-    std::printf("%-*s %s  (%.*s)\n", static_cast<int>(kNameWidth), key.c_str(), value.c_str(),
-                static_cast<int>(decidedBy.size()), decidedBy.data());
+    const auto by = colouredDecider(decidedBy);
+    std::printf("%-*s %s  (%s)\n", static_cast<int>(kNameWidth), key.c_str(), value.c_str(), by.c_str());
 }
 
 /// What holds without the key; the table has it as Markdown.
@@ -115,7 +116,7 @@ ExitStatus run(const SetOptions& options)
                       account.name() + " cannot be written" +
                       (options.managed && account.effectiveUser->effectiveUid() != 0 ? "; that takes root." : "."));
     if (!options.managed && account.preferences.roamerValueIsForced(options.key))
-        std::fprintf(stderr, "roamerctl: written, but the administrator's file decides %s.\n", options.key.c_str());
+        complain("written, but the administrator's file decides " + options.key + ".");
     std::printf("Written. \"roamerctl refresh\" makes a running session take it over.\n");
     return kDone;
 }

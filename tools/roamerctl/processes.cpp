@@ -4,14 +4,21 @@
 #include <filesystem>
 #include <unistd.h>
 
+#include "colour.h"
 #include "commands.h"
 
 namespace roamer::ctl
 {
 
+void complain(const std::string& words)
+{
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s%s\n", colouredReason("roamerctl: ", Colour::Wrong).c_str(), words.c_str());
+}
+
 ExitStatus refuse(const std::string& reason)
 {
-    std::fprintf(stderr, "roamerctl: %s\n", reason.c_str());
+    complain(reason);
     return kRefused;
 }
 
@@ -31,7 +38,7 @@ ExitStatus become(const std::string& program, const std::vector<std::string>& ar
     vector.push_back(nullptr);
     std::fflush(nullptr);
     execvp(program.c_str(), vector.data());
-    return refuse(program + " cannot be started: " + std::strerror(errno));
+    return refuse("\"" + program + "\" cannot be started: " + std::strerror(errno) + ". Is the package whole?");
 }
 
 } // namespace roamer::ctl

@@ -13,6 +13,7 @@
 #include "engine_view.h"
 #include "home/preference_keys.h"
 #include "lists/sync_type.h"
+#include "network_home.h"
 #include "platform/sync_engine.h"
 #include "platform/system_root.h"
 #include "preference_value.h"
@@ -27,6 +28,7 @@ namespace
 
 constexpr const char* kConflictsLabel = "Conflicts";
 constexpr const char* kErrorsLabel = "Items not synced";
+constexpr const char* kLockLabel = "Home lock";
 
 struct Moment {
     const char* name;
@@ -65,18 +67,31 @@ std::string localTime(Date date)
     return {text.data(), length};
 }
 
-/// "free", "held by ..." or nothing when the network home is not at hand.
-std::optional<std::string> lockHolder(const std::optional<std::string>& networkHome, Account& account)
+constexpr const char* kFree = "free";
+
+/// Who has the lock of the network home, which is at hand.
+std::string holderOfLockIn(const std::string& networkHome)
 {
-    if (!networkHome || !account.homes.directoryIsReadable(*networkHome)) return std::nullopt;
-    const auto path = platform::systemPath(*networkHome) + "/.vexlc";
+    const auto path = platform::systemPath(networkHome) + "/.vexlc";
     const int lock = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
-    if (lock < 0) return "free";
+    if (lock < 0) return kFree;
     std::array<char, 64> text{};
     const auto length = read(lock, text.data(), text.size());
     close(lock);
-    if (length <= 0) return "free (a lock file without an owner lies there)";
+    if (length <= 0) return std::string(kFree) + " (a lock file without an owner lies there)";
     return "held by the computer " + std::string(text.data(), static_cast<std::size_t>(length)).substr(0, 17);
+}
+
+std::string lockHolder(const std::optional<std::string>& lastPlace, Account& account, bool mayMount)
+{
+    if (lastPlace && account.homes.directoryIsReadable(*lastPlace)) return holderOfLockIn(*lastPlace);
+    const auto url = account.homes.getOriginalUserHomeURL();
+    const bool isFolder = url && url->starts_with("file:");
+    if (!mayMount && !isFolder)
+        return "not known while the share is not mounted; \"roamerctl status --reach\" mounts it to look";
+    const auto reached = NetworkHome::reach(account, std::nullopt);
+    if (const auto* reason = std::get_if<std::string>(&reached)) return "not known: " + *reason;
+    return holderOfLockIn(std::get<std::unique_ptr<NetworkHome>>(reached)->path());
 }
 
 using Facts = std::vector<std::pair<std::string, std::string>>;
@@ -105,7 +120,7 @@ void addEngine(const braid::HomeStatus& home, Facts& facts, bool& needsPerson)
     facts.emplace_back(kErrorsLabel, std::to_string(errors));
 }
 
-Facts factsOf(Account& account, bool& needsPerson)
+Facts factsOf(Account& account, bool mayMount, bool& needsPerson)
 {
     Facts facts;
     const auto& record = account.record();
@@ -130,10 +145,19 @@ Facts factsOf(Account& account, bool& needsPerson)
         facts.emplace_back("Settings", "changed on the network; left out until the next login");
     std::optional<std::string> networkHome;
     if (home.partner && !home.partner->home.empty()) networkHome = home.partner->home;
-    facts.emplace_back("Home lock", lockHolder(networkHome, account).value_or("not known, the share is not mounted"));
+    facts.emplace_back(kLockLabel, lockHolder(networkHome, account, mayMount));
     for (const auto& moment : kMoments)
         facts.emplace_back(moment.name, whatSyncs(moment, account));
     return facts;
+}
+
+std::string colouredFact(const std::string& label, const std::string& text)
+{
+    if (label == kConflictsLabel || label == kErrorsLabel) return text == "0" ? text : coloured(text, Colour::Wrong);
+    if (label == kLockLabel) return coloured(text, text.starts_with(kFree) ? Colour::Good : Colour::Open);
+    const bool isLacking = text == "no" || text == "never" || text == "left something out" ||
+                           text.starts_with("does not") || text.starts_with("changed on the network");
+    return isLacking ? coloured(text, Colour::Open) : text;
 }
 
 std::string jsonName(const std::string& label)
@@ -159,8 +183,10 @@ ExitStatus run(const StatusOptions& options)
     if (const auto* reason = std::get_if<std::string>(&opened)) return refuse(*reason);
     auto& account = *std::get<std::unique_ptr<Account>>(opened);
 
+    // The share would be mounted for whoever asks.
+    if (options.reach && !becomeUserOf(account)) return refuse("only root may do this for somebody else.");
     bool needsPerson = false;
-    const auto facts = factsOf(account, needsPerson);
+    const auto facts = factsOf(account, options.reach, needsPerson);
     QJsonObject json;
     QJsonObject settings;
     for (const auto& [label, text] : facts) {
@@ -170,9 +196,7 @@ ExitStatus run(const StatusOptions& options)
             const auto number = value.toLongLong(&isNumber);
             json[QString::fromStdString(jsonName(label))] = isNumber ? QJsonValue(number) : QJsonValue(value);
         } else {
-            const bool isOpen = (label == kConflictsLabel || label == kErrorsLabel) && text != "0";
-            std::printf("%-18s %s\n", (label + ":").c_str(),
-                        isOpen ? coloured(text, Colour::Wrong).c_str() : text.c_str());
+            std::printf("%-18s %s\n", (label + ":").c_str(), colouredFact(label, text).c_str());
         }
     }
     if (!options.json) std::printf("\nDecided by administrator or person:\n");
@@ -186,7 +210,8 @@ ExitStatus run(const StatusOptions& options)
                 QJsonObject{{"value", QString::fromStdString(wordsOfPreferenceValue(*value))},
                             {"decidedBy", QString::fromStdString(by)}};
         } else {
-            std::printf("  %-36s %s  (%s)\n", name.c_str(), wordsOfPreferenceValue(*value).c_str(), by.c_str());
+            std::printf("  %-36s %s  (%s)\n", name.c_str(), wordsOfPreferenceValue(*value).c_str(),
+                        colouredDecider(by).c_str());
         }
     }
     if (options.json) {
@@ -202,6 +227,7 @@ ExitStatus run(const ConflictsOptions& options)
     if (const auto* reason = std::get_if<std::string>(&opened)) return refuse(*reason);
     std::vector<std::string> arguments = {"conflicts", std::get<std::unique_ptr<Account>>(opened)->localHome()};
     if (options.json) arguments.emplace_back("--json");
+    if (coloursAreForbidden()) arguments.emplace_back("--no-color");
     return become(siblingProgram("braid"), arguments);
 }
 

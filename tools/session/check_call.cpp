@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "left_over.h"
 #include "platform/failure.h"
 #include "platform/linux/application.h"
 #include "platform/linux/object_messaging.h"
@@ -36,8 +37,16 @@ struct Report {
     Outcome outcome;
     bool isComplete;
     std::int32_t status;
+    std::size_t conflicts;
+    std::size_t errors;
     std::array<char, 400> reason;
+    std::array<char, 400> closedFolder;
 };
+
+void copyInto(std::array<char, 400>& to, const std::string& text)
+{
+    std::copy_n(text.begin(), std::min(text.size(), to.size() - 1), to.begin());
+}
 
 CheckAnswer ask(platform::Pavo_Server& agent, const CheckCall& call)
 {
@@ -49,6 +58,7 @@ CheckAnswer ask(platform::Pavo_Server& agent, const CheckCall& call)
     } catch (const platform::Failure&) {
         // It has gone by itself, after its answer.
     }
+    answer.left = leftOver();
     return answer;
 }
 
@@ -85,8 +95,9 @@ CheckAnswer lookUpAndAsk(const CheckCall& call)
         ::putenv(const_cast<char*>(entry.c_str()));
 
     const CheckAnswer answer = lookUpAndAsk(call);
-    Report report{answer.outcome, answer.isComplete, answer.status, {}};
-    std::copy_n(answer.reason.begin(), std::min(answer.reason.size(), report.reason.size() - 1), report.reason.begin());
+    Report report{answer.outcome, answer.isComplete, answer.status, answer.left.conflicts, answer.left.errors, {}, {}};
+    copyInto(report.reason, answer.reason);
+    copyInto(report.closedFolder, answer.left.closedFolder);
     const ssize_t written = ::write(pipe, &report, sizeof report);
     ::_exit(written == static_cast<ssize_t>(sizeof report) ? 0 : 1);
 }
@@ -98,7 +109,12 @@ CheckAnswer readReport(int pipe)
     while ((got = ::read(pipe, &report, sizeof report)) < 0 && errno == EINTR) {}
     if (got != static_cast<ssize_t>(sizeof report)) return {};
     report.reason.back() = '\0';
-    return {report.outcome, report.isComplete, report.status, report.reason.data()};
+    report.closedFolder.back() = '\0';
+    return {report.outcome,
+            report.isComplete,
+            report.status,
+            report.reason.data(),
+            {report.conflicts, report.errors, report.closedFolder.data()}};
 }
 
 /// Until there is an answer. An agent that ended says no more: after a moment for what is still under way, neither does

@@ -6,6 +6,7 @@
 
 #include "arguments.h"
 #include "platform/linux/user_database.h"
+#include "status_words.h"
 
 namespace roamer::session
 {
@@ -24,6 +25,7 @@ struct CheckAnswer {
     bool isComplete = false; ///< The check's out-flag.
     std::int32_t status = -1;
     std::string reason{}; ///< Of NotAnswered, in words; "" when it is not known.
+    LeftOver left{};      ///< As it is after the answer.
 };
 
 struct CheckCall {

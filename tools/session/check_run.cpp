@@ -148,17 +148,24 @@ CheckAnswer askOwnAgent(Work& work, UserProcess& agent)
 
 Outcome outcomeOf(const CheckAnswer& answer)
 {
-    if (answer.outcome == CheckAnswer::Outcome::Answered) {
-        const auto verdict = verdictOf(answer.status, answer.isComplete);
-        return {verdict.mayGoOn, verdict.words};
+    const auto told = [](Verdict verdict) {
+        return Outcome{verdict.mayGoOn, verdict.isTold, std::move(verdict.words)};
+    };
+    constexpr const char* kHelp = "the next sync tries again, and the system log may say why";
+    switch (answer.outcome) {
+    case CheckAnswer::Outcome::Answered:
+        return told(verdictOf(answer.status, answer.isComplete, answer.left));
+    case CheckAnswer::Outcome::NotAnswered:
+        return told(failed(
+            "the agent ended before the sync was done" + (answer.reason.empty() ? "" : ": " + answer.reason), kHelp));
+    default:
+        return told(failed("the agent did not come up", kHelp));
     }
-    if (answer.outcome != CheckAnswer::Outcome::NotAnswered) return {false, "the agent did not come up"};
-    return {false, "the agent ended before the sync was done" + (answer.reason.empty() ? "" : ": " + answer.reason)};
 }
 
 Outcome stopped(const std::string& reason)
 {
-    return {false, "nothing was synced: " + reason};
+    return {.words = failed(reason, "the next login or logout tries again").words};
 }
 
 Outcome runSteps(Work& work)

@@ -13,6 +13,7 @@
 #include "check_run.h"
 #include "home_change.h"
 #include "secret.h"
+#include "status_words.h"
 #include "user_process.h"
 
 namespace
@@ -52,13 +53,14 @@ std::string gaveUp(const session::Arguments& arguments, session::Phase phase)
     const auto seconds = std::to_string(arguments.timeout->count());
     switch (phase) {
     case session::Phase::Preparing:
-        return "gave up after " + seconds + " s without a password; nothing was begun";
+        return "gave up after " + seconds + " s without a password; nothing was begun, and the next sync tries again";
     case session::Phase::Queueing:
         return "gave up after " + seconds + " s: another login or logout is still under way; nothing was begun";
     case session::Phase::Syncing:
         break;
     }
-    return "gave up waiting after " + seconds + " s; the sync goes on by itself";
+    return "gave up waiting after " + seconds +
+           " s; the sync goes on by itself, and \"roamerctl status\" shows its end";
 }
 
 int waitForCheck(const session::Arguments& arguments, const platform::UserEntry& user, const session::WaitingLine& line)
@@ -66,8 +68,13 @@ int waitForCheck(const session::Arguments& arguments, const platform::UserEntry&
     const auto heard = line.listen(arguments.timeout);
     const auto what = whatIsDone(arguments, user) + ": ";
     if (!heard.isOver) return complain(kMustStop, what + gaveUp(arguments, heard.phase));
-    if (!heard.outcome) return complain(kMustStop, what + "the process that did it was ended");
-    if (!heard.outcome->mayGoOn) return complain(kMustStop, what + heard.outcome->words);
+    if (!heard.outcome) {
+        const auto verdict = session::failed("the process that did it was ended", "the next sync goes on from there");
+        return complain(kMustStop, what + verdict.words);
+    }
+    const int status = heard.outcome->mayGoOn ? kMayGoOn : kMustStop;
+    // Whoever logs people in shows them what comes on standard error.
+    if (heard.outcome->isTold) return complain(status, what + heard.outcome->words);
     std::printf("roamer-session: %s%s\n", what.c_str(), heard.outcome->words.c_str());
     return kMayGoOn;
 }

@@ -13,6 +13,7 @@ namespace
 
 constexpr char kPhaseMark = 'P';
 constexpr char kMayGoOnMark = '+';
+constexpr char kQuietMark = '='; ///< May go on, and there is nothing to tell.
 constexpr char kMustStopMark = '-';
 constexpr std::size_t kLongestMessage = 1024;
 
@@ -46,7 +47,8 @@ void WaitingLine::tell(Phase phase) const
 
 void WaitingLine::tell(const Outcome& outcome) const
 {
-    send(mDescriptor.get(), (outcome.mayGoOn ? kMayGoOnMark : kMustStopMark) + outcome.words);
+    const char goesOn = outcome.isTold ? kMayGoOnMark : kQuietMark;
+    send(mDescriptor.get(), (outcome.mayGoOn ? goesOn : kMustStopMark) + outcome.words);
 }
 
 bool WaitingLine::isWatched() const
@@ -73,7 +75,9 @@ WaitingLine::Heard WaitingLine::listen(std::optional<std::chrono::seconds> time)
             continue;
         }
         heard.isOver = true;
-        if (!message.empty()) heard.outcome = Outcome{message[0] == kMayGoOnMark, message.substr(1)};
+        if (!message.empty()) {
+            heard.outcome = Outcome{message[0] != kMustStopMark, message[0] != kQuietMark, message.substr(1)};
+        }
         return heard;
     }
 }

@@ -19,6 +19,7 @@ enum class Phase : std::uint8_t {
 
 struct Outcome {
     bool mayGoOn = false;
+    bool isTold = true; ///< Whether the person should hear of it.
     std::string words;
 };
 
