@@ -13,6 +13,7 @@
 #include "platform/failure.h"
 #include "platform/linux/bus_values.h"
 #include "platform/system_root.h"
+#include "util/debug_log.h"
 #include "util/report.h"
 
 namespace platform
@@ -144,7 +145,9 @@ std::optional<QVariantList> EngineLink::ask(const char* method)
 {
     try {
         return call(method);
-    } catch (const Failure&) {
+    } catch (const Failure& failure) {
+        roamer::DebugLog(1, "Pavo.syncEngine: %s caught exception: name=\"%s\", reason=\"%s\"", method,
+                         failure.name().c_str(), failure.reason().c_str());
         return std::nullopt;
     }
 }

@@ -39,7 +39,7 @@ public:
     /// The reply's arguments. Raises Failure when the engine is gone, does not answer in time, or refuses the call.
     QVariantList call(const char* method, const QVariantList& arguments = {});
 
-    /// As `call`, but nothing instead of a Failure.
+    /// As `call`, but nothing and a line in the log instead of a Failure.
     std::optional<QVariantList> ask(const char* method);
 
     /// Asks for a pass; statuses that were sent about earlier passes and have not been delivered yet never will be: a
