@@ -27,7 +27,7 @@ std::optional<std::string> contentOf(const fs::path& path)
 bool isThere(const fs::path& path)
 {
     std::error_code error; // what cannot be looked at is nothing that an enrolment could have made
-    return fs::exists(fs::symlink_status(path, error)) || error;
+    return fs::symlink_status(path, error).type() != fs::file_type::not_found;
 }
 
 /// In one step, so that the file is never half.
