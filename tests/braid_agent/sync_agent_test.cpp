@@ -7,6 +7,7 @@
 #include "braid/protocol.h"
 #include "platform/linux/property_list_codec.h"
 #include "platform/sync_engine.h"
+#include "tests/braid_agent/hand_engine.h"
 #include "tests/fakes/fake_run_loop.h"
 #include "tests/fakes/recording_log.h"
 #include "tests/fakes/temp_root.h"
@@ -16,50 +17,11 @@ namespace
 
 using namespace braid::agent;
 namespace protocol = braid::protocol;
-using braid::PassReport;
 using braid::PassState;
 using braid::Progress;
 using roamer::Array;
 using roamer::Dictionary;
 using roamer::PropertyList;
-
-/// A pass that the test steps by hand.
-class HandEngine final : public PassEngine
-{
-public:
-    void start(PassRequest request, OnProgress onProgress, OnMatters onMatters, OnEnd onEnd) override
-    {
-        requests.push_back(std::move(request));
-        progress = std::move(onProgress);
-        meet = std::move(onMatters);
-        end = std::move(onEnd);
-    }
-    void stop() override { ++stops; }
-    braid::OpenMatters openMatters() override { return matters; }
-    bool isAsAgreed(const std::set<std::string>& paths) override { return std::ranges::includes(agreed, paths); }
-    std::optional<std::string> forget() override { return whyNotForgotten; }
-
-    /// The pass ends, with what is unresolved then in its report.
-    void endWith(int code, const std::string& reason = "")
-    {
-        PassResult result;
-        result.report.result = code;
-        result.report.reason = reason;
-        result.report.conflicts = matters.conflicts;
-        result.report.errors = matters.errors;
-        result.report.jobStatus = {{"", ""}};
-        end(result);
-    }
-
-    std::vector<PassRequest> requests;
-    OnProgress progress;
-    OnMatters meet;
-    OnEnd end;
-    int stops = 0;
-    braid::OpenMatters matters;
-    std::set<std::string> agreed;
-    std::optional<std::string> whyNotForgotten;
-};
 
 struct HandWatcher final : HomeWatcher {
     void watch(std::vector<braid::Job>, std::function<void(const HomeChanges&)> changed) override

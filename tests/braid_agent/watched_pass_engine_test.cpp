@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "braid/agent/watched_pass_engine.h"
+#include "tests/braid_agent/hand_engine.h"
 #include "tests/fakes/fake_run_loop.h"
 #include "tests/fakes/recording_log.h"
 
@@ -9,24 +10,6 @@ namespace
 {
 
 using namespace braid::agent;
-
-/// Begins passes, and ends them when the test says so.
-struct SlowEngine final : PassEngine {
-    void start(PassRequest, OnProgress onProgress, OnMatters, OnEnd onEnd) override
-    {
-        ++starts;
-        progress = std::move(onProgress);
-        end = std::move(onEnd);
-    }
-    void stop() override { ++stops; }
-    braid::OpenMatters openMatters() override { return {}; }
-    bool isAsAgreed(const std::set<std::string>&) override { return true; }
-    std::optional<std::string> forget() override { return std::nullopt; }
-
-    int starts = 0, stops = 0;
-    OnProgress progress;
-    OnEnd end;
-};
 
 struct WatchedPass : testing::Test {
     void start()
@@ -38,7 +21,7 @@ struct WatchedPass : testing::Test {
 
     fakes::RecordingLog log;
     fakes::FakeRunLoop loop;
-    SlowEngine inner;
+    HandEngine inner;
     std::string home = "/n";
     bool serverAnswers = true;
     int questions = 0;
@@ -90,7 +73,7 @@ TEST_F(WatchedPass, IsGivenUpWithASilentServerAndComesBackWithIt)
     EXPECT_EQ(results.size(), 1U) << "never inside the call";
     loop.runForSeconds(1);
     EXPECT_EQ(results, (std::vector{ETIMEDOUT, ETIMEDOUT}));
-    EXPECT_EQ(inner.starts, 1);
+    EXPECT_EQ(inner.requests.size(), 1U);
 
     inner.end({}); // the server is back
     EXPECT_FALSE(engine.isStuck());

@@ -18,7 +18,7 @@ namespace fakes
 
 /// The login manager and the screen saver, as far as a program that keeps the machine awake sees them. Serves on a
 /// thread of its own, so that the test's thread may wait for its answers.
-class MockLoginManager
+class MockLoginManager final : public QDBusVirtualObject
 {
 public:
     struct Lock {
@@ -27,15 +27,15 @@ public:
     };
 
     explicit MockLoginManager(const QString& address)
-        : mConnection(QDBusConnection::connectToBus(address, QStringLiteral("mock-login-manager"))), mManager(*this)
+        : mConnection(QDBusConnection::connectToBus(address, QStringLiteral("mock-login-manager")))
     {
-        mConnection.registerVirtualObject(QStringLiteral("/"), &mManager, QDBusConnection::SubPath);
-        mManager.moveToThread(&mThread);
+        mConnection.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
+        moveToThread(&mThread);
         mThread.start();
         mConnection.registerService(QStringLiteral("org.freedesktop.login1"));
         mConnection.registerService(QStringLiteral("org.freedesktop.ScreenSaver"));
     }
-    ~MockLoginManager()
+    ~MockLoginManager() override
     {
         QDBusConnection::disconnectFromBus(QStringLiteral("mock-login-manager"));
         mThread.quit();
@@ -43,8 +43,6 @@ public:
         for (const auto& lock : mLocks)
             ::close(lock.reading);
     }
-    MockLoginManager(const MockLoginManager&) = delete;
-    MockLoginManager& operator=(const MockLoginManager&) = delete;
 
     std::atomic<bool> refusesBlock = false;
     std::atomic<int> activities = 0; ///< How often the person was said to be active.
@@ -69,21 +67,13 @@ public:
         mConnection.send(signal << aboutToSleep);
     }
 
-private:
-    class Manager final : public QDBusVirtualObject
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override
     {
-    public:
-        explicit Manager(MockLoginManager& owner) : mOwner(owner) {}
-        QString introspect(const QString&) const override { return {}; }
-        bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override
-        {
-            return bus.send(mOwner.answer(message));
-        }
+        return bus.send(answer(message));
+    }
 
-    private:
-        MockLoginManager& mOwner;
-    };
-
+private:
     QDBusMessage answer(const QDBusMessage& message)
     {
         if (message.member() == QStringLiteral("SimulateUserActivity")) {
@@ -106,7 +96,6 @@ private:
     std::mutex mMutex;
     std::vector<Lock> mLocks;
     QDBusConnection mConnection;
-    Manager mManager;
     QThread mThread;
 };
 

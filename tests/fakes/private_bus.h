@@ -25,13 +25,9 @@ public:
         mFolder = name;
         const auto address = "unix:path=" + mFolder + "/bus";
         std::ofstream(mFolder + "/bus.conf")
-            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\""
-               " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n<busconfig><type>session</"
-               "type><listen>"
-            << address
-            << "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" "
-               "eavesdrop=\"true\"/>"
-               "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
+            << "<busconfig><type>session</type><listen>" << address << "</listen><auth>EXTERNAL</auth>"
+            << "<policy context=\"default\"><allow send_destination=\"*\" eavesdrop=\"true\"/>"
+            << "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
         start();
         ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
         ::setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + mFolder + "/nowhere").c_str(), 1);
@@ -47,7 +43,6 @@ public:
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
-    const std::string& folder() const { return mFolder; }
 
     /// The bus goes away under everybody's feet.
     void stop()

@@ -6,72 +6,28 @@
 #include <csignal>
 #include <regex>
 
-#include <sys/mount.h>
 #include <unistd.h>
 
-#include "braid/protocol.h"
 #include "platform/failure.h"
 #include "platform/linux/application.h"
-#include "platform/linux/directory_service.h"
 #include "platform/linux/process_start.h"
-#include "platform/linux/property_list_codec.h"
 #include "platform/linux/run_loop.h"
-#include "platform/linux/sync_engine.h"
 #include "tests/fakes/command_line.h"
-#include "tests/fakes/private_bus.h"
-#include "tests/fakes/temp_root.h"
+#include "tests/fakes/engine_rig.h"
 
 namespace
 {
 
 namespace fs = std::filesystem;
 
-/// A folder whose server answers nothing any more.
-class StalledFolder
-{
-public:
-    StalledFolder(const fs::path& of, fs::path at) : mAt(std::move(at))
-    {
-        fs::create_directories(mAt);
-        const auto started = fakes::runCommand("bindfs -f '" + of.string() + "' '" + mAt.string() +
-                                               "' > /dev/null 2>&1 & echo $!; sleep 0.5; mountpoint -q '" +
-                                               mAt.string() + "' && kill -STOP $!");
-        mIsThere = started.status == 0;
-        mProcess = std::stoi(started.output);
-    }
-    ~StalledFolder()
-    {
-        ::kill(mProcess, SIGKILL);
-        ::umount2(mAt.c_str(), MNT_DETACH);
-    }
-    bool isThere() const { return mIsThere; }
-
-private:
-    fs::path mAt;
-    int mProcess = 0;
-    bool mIsThere = false;
-};
-
 namespace protocol = braid::protocol;
 using fakes::TempRoot;
 using platform::PhdSyncSet;
 using roamer::Dictionary;
 
-class BraidAgent : public testing::Test
+class BraidAgent : public fakes::EngineRig
 {
 protected:
-    BraidAgent()
-    {
-        fs::create_directories(mLocal);
-        fs::create_directories(mNetwork);
-        const auto codec = platform::makePropertyListCodec();
-        const auto user = platform::makeDirectoryService(*codec)->loginName();
-        TempRoot::writeFile(mRoot.real("/Library/Directory/Local/Users/" + user + ".plist"),
-                            "<plist><dict><key>axAttrTypeStandard:NFSHomeDirectory</key><array><string>" +
-                                mLocal.string() + "</string></array></dict></plist>");
-        fs::create_directories(mRoot.real(protocol::kProgram).parent_path());
-        fs::create_symlink(BRAID_AGENT_PROGRAM, mRoot.real(protocol::kProgram));
-    }
     ~BraidAgent() override
     {
         if (enginePid() != 0) endEngine(SIGKILL);
@@ -100,15 +56,10 @@ protected:
         return condition();
     }
 
-    /// A set of one job, the whole home without "*.tmp", whose states are noted from now on.
-    std::shared_ptr<PhdSyncSet> createSet()
+    /// A set whose states are noted from now on.
+    std::shared_ptr<PhdSyncSet> createListenedSet()
     {
-        auto set = mManager->createPHDSyncSet("Roamer_Mirror", "file://" + mRoot.real("/share").string(), "jo ü");
-        for (auto* peer : {&set->localPeer(), &set->remotePeer()}) {
-            peer->setInclusionSets({{}});
-            peer->setExclusionSets({{{roamer::ComparisonForm::NameEndsWith, ".tmp"}}});
-        }
-        set->setDefaultSyncOptions({{{platform::kSyncOptionExclusionInclusionSetIndexKey, 0}}});
+        auto set = createSet(*mManager);
         listen(*set);
         return set;
     }
@@ -154,9 +105,6 @@ protected:
         return "";
     }
 
-    TempRoot mRoot;
-    fakes::PrivateBus mBus;
-    const fs::path mLocal = mRoot.real("/homes/local"), mNetwork = mRoot.real("/share/jo ü");
     std::unique_ptr<platform::Application> mApplication = platform::makeApplication();
     std::unique_ptr<platform::RunLoop> mLoop = platform::makeRunLoop();
     std::unique_ptr<platform::SyncManager> mManager = platform::makeSyncManager(*mLoop);
@@ -169,8 +117,8 @@ TEST_F(BraidAgent, OnlyReadingOrCreatingTheSetStartsIt)
     EXPECT_EQ(enginePid(), 0);
     EXPECT_EQ(mManager->phdSyncSet(), nullptr);
     EXPECT_TRUE(mManager->syncAgentIsRunning());
-    const auto set = createSet();
-    EXPECT_EQ(failureOf([&] { createSet(); }), "SyncSetExists");
+    const auto set = createListenedSet();
+    EXPECT_EQ(failureOf([&] { createSet(*mManager); }), "SyncSetExists");
 
     endEngine(SIGTERM);
     EXPECT_FALSE(mManager->syncAgentIsRunning());
@@ -182,7 +130,7 @@ TEST_F(BraidAgent, APassBringsTheHomesInStepAndTellsOfItsOwnOnly)
 {
     TempRoot::writeFile(mLocal / "notes/plan.txt", "from here");
     TempRoot::writeFile(mNetwork / "photos/\xff\xfe.jpg", "from there");
-    const auto set = createSet();
+    const auto set = createListenedSet();
     set->startSync();
     // No slice of the loop in between: the statuses of this pass wait to be delivered.
     for (int i = 0; i < 1000 && set->state() != 0; ++i)
@@ -200,7 +148,7 @@ TEST_F(BraidAgent, APassBringsTheHomesInStepAndTellsOfItsOwnOnly)
 
 TEST_F(BraidAgent, TerminatedDuringAPassItEndsCleanlyAndTheNextEngineGoesOn)
 {
-    auto set = createSet();
+    auto set = createListenedSet();
     set->setAutomaticSyncInterval(5000);
     set->setIsAutomaticallySyncing(true);
     startLongPass(*set);
@@ -222,7 +170,7 @@ TEST_F(BraidAgent, ALoginsEngineHasTheHomeToItselfAndTheSessionsComesBackAfterIt
                                                         {protocol::kUidArgument, std::to_string(::getuid())});
     int found = 0;
     EXPECT_TRUE(waitFor([&] { return (found = enginePid()) != 0 && found != session; }));
-    const auto set = createSet();
+    const auto set = createListenedSet();
     EXPECT_EQ(pass(*set), 0);
     ::kill(enginePid(), SIGTERM);
     EXPECT_TRUE(waitFor([&] { return !mManager->syncAgentIsRunning(); }));
@@ -232,16 +180,21 @@ TEST_F(BraidAgent, ALoginsEngineHasTheHomeToItselfAndTheSessionsComesBackAfterIt
 
 TEST_F(BraidAgent, GivesUpItsNameWhateverItIsStuckIn)
 {
-    auto set = createSet();
-    set->setRemoteHomePath(mRoot.real("/stalled").string());
-    StalledFolder stalled(mNetwork, mRoot.real("/stalled"));
-    if (!stalled.isThere()) GTEST_SKIP() << "bindfs cannot mount here";
+    auto set = createListenedSet();
+    const auto stalled = mRoot.real("/stalled").string();
+    fs::create_directories(stalled);
+    const auto server =
+        fakes::runCommand("bindfs -f '" + mNetwork.string() + "' '" + stalled +
+                          "' > /dev/null 2>&1 & echo $!; sleep 0.5; mountpoint -q '" + stalled + "' && kill -STOP $!");
+    if (server.status != 0) GTEST_SKIP() << "bindfs cannot mount here";
+    set->setRemoteHomePath(stalled);
     set->startSync();
     mLoop->runFor(platform::seconds(0.5));
     const auto start = mLoop->now();
     ::kill(enginePid(), SIGTERM);
     EXPECT_TRUE(waitFor([this] { return !mManager->syncAgentIsRunning(); }));
     EXPECT_LT(mLoop->now() - start, platform::seconds(0.3));
+    fakes::runCommand("umount -l '" + stalled + "'; kill -KILL " + server.output); // the number ends its line
 }
 
 } // namespace

@@ -79,9 +79,12 @@ esac
     std::string seen(const char* what = "seen") const { return TempRoot::readFile(clients / what); }
     std::string lobbyLog() const { return TempRoot::readFile(root.path() / "lobbyd.log"); }
 
+    static std::filesystem::path program()
+    {
+        return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "lobbyd";
+    }
     void startLobby()
     {
-        const std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "lobbyd";
         const auto log = root.path() / "lobbyd.log";
         TempRoot::writeFile(log, "");
         lobby = ::fork();
@@ -89,7 +92,7 @@ esac
             const int out = ::open(log.c_str(), O_WRONLY | O_APPEND);
             ::dup2(out, STDOUT_FILENO);
             ::dup2(out, STDERR_FILENO);
-            ::execl(program.c_str(), program.c_str(), "--session", "--clients", clients.c_str(), nullptr);
+            ::execl(program().c_str(), "lobbyd", "--session", "--clients", clients.c_str(), nullptr);
             ::_exit(127);
         }
         EXPECT_TRUE(waitFor([&] { return lobbyLog().find("serving") != std::string::npos; })) << lobbyLog();

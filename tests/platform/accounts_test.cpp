@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>

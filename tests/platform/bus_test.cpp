@@ -1,22 +1,16 @@
-// What travels on a message bus: the session manager's requests, the agent's five messages.
+// The agent's five messages on a message bus.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <cerrno>
 #include <regex>
 
 #include "platform/failure.h"
 #include "platform/linux/application.h"
-#include "platform/linux/message_port.h"
 #include "platform/linux/object_messaging.h"
-#include "platform/linux/property_list_codec.h"
 #include "platform/linux/run_loop.h"
 #include "tests/fakes/command_line.h"
 #include "tests/fakes/private_bus.h"
 #include "tests/fakes/recording_log.h"
-#include "tests/fakes/temp_root.h"
-#include "util/lobby_notify.h"
 
 namespace
 {
@@ -25,38 +19,6 @@ using namespace std::chrono_literals;
 using fakes::CommandResult;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-class BusTest : public testing::Test
-{
-protected:
-    fakes::PrivateBus bus;
-    fakes::RecordingLog log;
-    std::unique_ptr<platform::Application> application = platform::makeApplication();
-    std::unique_ptr<platform::RunLoop> loop = platform::makeRunLoop();
-};
-
-/// The real program beside the test program.
-TEST_F(BusTest, LobbydServesThePortAndEndsWithItsBus)
-{
-    const fakes::TempRoot root;
-    const std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "lobbyd";
-    std::FILE* out = ::popen((program + " --clients /nowhere 2>&1").c_str(), "r");
-    char line[200] = {};
-    EXPECT_STREQ(std::fgets(line, sizeof line, out),
-                 "lobbyd: serving \"com.kestrel.lobby.notify\" on the session bus\n");
-    const auto codec = platform::makePropertyListCodec();
-    const auto port = platform::makeMessagePort();
-    roamer::LobbyNotify lobby(*port, *codec);
-    std::int32_t status = 99;
-    EXPECT_EQ(lobby.LbNotifyWithData("file://" + bus.folder(), std::nullopt, 78408, status), bus.folder());
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(lobby.LbNotifyWithData("nfs://server/homes", std::nullopt, 78408, status), std::nullopt);
-    EXPECT_EQ(status, EOPNOTSUPP) << "no client for it";
-    EXPECT_EQ(fakes::runCommand(program + " --session").status, 1) << "the name is taken";
-    EXPECT_EQ(fakes::runCommand(program + " --system").status, 1) << "there is no system bus here";
-    bus.stop();
-    EXPECT_EQ(::pclose(out), 0);
-}
 
 constexpr const char* kName = "com.kestrel.roamer";
 
@@ -88,7 +50,7 @@ public:
     }
 };
 
-class ObjectMessagingTest : public BusTest
+class ObjectMessagingTest : public testing::Test
 {
 protected:
     ObjectMessagingTest()
@@ -109,6 +71,10 @@ protected:
         return condition();
     }
 
+    fakes::PrivateBus bus;
+    fakes::RecordingLog log;
+    std::unique_ptr<platform::Application> application = platform::makeApplication();
+    std::unique_ptr<platform::RunLoop> loop = platform::makeRunLoop();
     bool busWasLost = false;
     std::unique_ptr<platform::ObjectMessaging> messaging = platform::makeObjectMessaging([this] { busWasLost = true; });
     NotingServer server;

@@ -1,7 +1,6 @@
 // What the agent asks of the desktop's other programs: the managed-client server's alerts, the settings program.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <QDBusArgument>
 #include <QDBusConnection>

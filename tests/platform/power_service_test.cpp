@@ -74,35 +74,29 @@ TEST_F(PowerTest, TheNoticeOfASleepIsAnswered)
     EXPECT_EQ(held("delay", 0), 0U) << "the pass is over, the sleep that was announced may come";
 }
 
-TEST_F(PowerTest, WithoutTheRightToForbidSleepThePassGoesOnAndSaysSoOnce)
+TEST_F(PowerTest, WhereSleepCannotBeForbiddenThePassGoesOnAndSaysSoOnce)
 {
+    const auto twoPasses = [](roamer::VEXPowerManager& manager) {
+        for (int pass = 0; pass < 2; ++pass) {
+            manager.preventSystemSleep();
+            manager.reportUserActivity();
+            manager.allowSystemSleep();
+        }
+    };
     login->refusesBlock = true;
-    for (int pass = 0; pass < 2; ++pass) {
-        power.preventSystemSleep();
-        power.allowSystemSleep();
-    }
+    twoPasses(power);
     ASSERT_EQ(log.system.size(), 1U);
     EXPECT_NE(log.system[0].find("not by you"), std::string::npos);
-}
-
-TEST_F(PowerTest, WithoutALoginManagerThePassGoesOnAndSaysSoOnce)
-{
-    login.reset();
-    for (int pass = 0; pass < 2; ++pass) {
-        power.preventSystemSleep();
-        power.reportUserActivity();
-        power.allowSystemSleep();
-    }
-    ASSERT_EQ(log.system.size(), 1U);
-    EXPECT_NE(log.system[0].find("VEXPowerManager:72"), std::string::npos);
-}
-
-TEST_F(PowerTest, ThePersonCountsAsActive)
-{
-    power.reportUserActivity();
-    for (int look = 0; look < 100 && login->activities == 0; ++look)
+    for (int look = 0; look < 100 && login->activities < 2; ++look)
         loop->runFor(10ms);
-    EXPECT_EQ(login->activities, 1);
+    EXPECT_EQ(login->activities, 2) << "the person counts as active";
+
+    login.reset();
+    const auto alone = platform::makePowerService();
+    roamer::VEXPowerManager without{*alone};
+    twoPasses(without);
+    ASSERT_EQ(log.system.size(), 2U);
+    EXPECT_NE(log.system[1].find("VEXPowerManager:72"), std::string::npos);
 }
 
 } // namespace

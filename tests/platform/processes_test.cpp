@@ -1,7 +1,6 @@
 // Processes: the list of all, and one that is let go.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>

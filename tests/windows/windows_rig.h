@@ -58,16 +58,6 @@ protected:
         return fakes::TempRoot::readFile(root.path() / name);
     }
     std::string dump(const std::string& name) const { return "dump:" + (root.path() / name).string(); }
-    /// Processor time of the window's process, in the kernel's ticks.
-    long windowTicks() const
-    {
-        const auto stat = fakes::TempRoot::readFile("/proc/" + std::to_string(windowPid()) + "/stat");
-        long user = 0;
-        long system = 0;
-        std::sscanf(stat.c_str() + stat.rfind(')'), ") %*c %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %ld %ld", &user,
-                    &system);
-        return user + system;
-    }
     /// Of the window or alert that was started last.
     int windowPid() const { return std::stoi(fakes::TempRoot::readFile(root.real("/pid"))); }
 
