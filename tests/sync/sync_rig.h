@@ -1,20 +1,13 @@
 #pragma once
 
-#include <functional>
-#include <map>
-#include <string>
-#include <vector>
-
 #include "lists/sync_lists.h"
 #include "platform/linux/predicates.h"
 #include "sync/periodic_sync.h"
 #include "sync/sync_runner.h"
 #include "sync/sync_state.h"
 #include "tests/fakes/account_rig.h"
-#include "tests/fakes/fake_run_loop.h"
 #include "tests/fakes/fake_sync_engine.h"
 #include "tests/fakes/fake_window_system.h"
-#include "tests/fakes/small_services.h"
 
 namespace sync_test
 {
@@ -35,6 +28,9 @@ inline std::map<std::string, std::string> windowTexts()
         {"PAVO_PROG_TITLE_JOB_PREFERENCE", "settings"},
         {"PAVO_PROG_PATH_HOME_PATH", "Home"},
         {"PAVO_PROG_PATH_MESSAGE", "at %@"},
+        {"PAVO_PROG_STATUS_MESSAGE_PROGRESS", "%@/%@ %@%%"},
+        {"PAVO_PROG_STATUS_MESSAGE_ITEMS", "%@/%@ items %@%%"},
+        {"PAVO_PROG_STATUS_MESSAGE_BYTES", "%@ B"},
         {"PAVO_PROG_STATUS_MESSAGE_SYNCPPART_COMPLETE", "%@ complete"},
         {"PAVO_PROG_STATUS_MESSAGE_SYNCPART_SKIPPED", "%@ skipped"},
     };

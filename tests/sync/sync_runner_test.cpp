@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <cmath>
+
 #include "tests/sync/sync_rig.h"
 
 namespace
@@ -31,14 +33,22 @@ TEST(SyncRunner, ShowsAPassAndKeepsTheMachineAwakeUntilItsCompletion)
 {
     PassRig rig;
     rig.showWindow(kNowPeriodicSync);
+    const auto processing = [](PropertyList percent, int totalBytes) {
+        return status(SyncSetStateProcessing, {{platform::kProgressPercentCompleteKey, percent},
+                                               {platform::kProgressCompletedBytesKey, 100},
+                                               {platform::kProgressTotalBytesKey, totalBytes},
+                                               {platform::kProgressCompletedItemsKey, 1},
+                                               {platform::kProgressTotalItemsKey, 2}});
+    };
     rig.set.script(rig.loop, {{0.25, status(SyncSetStateStarting)},
-                              {0.65, status(SyncSetStateProcessing)},
+                              {0.45, processing(45.9, 200)},
+                              {0.65, processing(std::nan(""), 0)},
                               {0.85, status(SyncSetStateCleanup)},
                               {1.05, status(SyncSetStateIdle)}});
     rig.loop.at(0.7, [&] { EXPECT_FALSE(rig.maySleep()); });
     EXPECT_EQ(rig.run(kNowPeriodicSync, 1, 1, false, true), 0);
-    EXPECT_THAT(rig.seen, ElementsAre("STARTING|Home/|", "STARTING|at Home/|", "PROCESSING|at Home/|", "CLEANING||",
-                                      "CLEANING||SYNC_COMPLETE"));
+    EXPECT_THAT(rig.seen, ElementsAre("STARTING|Home/|", "STARTING|at Home/|", "PROCESSING|at Home/|100 B/200 B 45%",
+                                      "PROCESSING|at Home/|1/2 items 0%", "CLEANING||", "CLEANING||SYNC_COMPLETE"));
     EXPECT_FALSE(rig.outcome.wasCancelled || rig.outcome.allCancelled || rig.outcome.conflicts);
     EXPECT_TRUE(rig.maySleep());
 }

@@ -28,6 +28,10 @@ TEST(LobbyNotify, SendsTheRequestAndReadsTheReplyIfThereIsOne)
     EXPECT_EQ(status, -3) << "nobody owns the port";
     EXPECT_NE(log.system.back().find("com.kestrel.lobby.notify"), std::string::npos);
 
+    status = 0;
+    lobby.LbNotifyWithData("smb://server/\x01", std::nullopt, 0, status);
+    EXPECT_EQ(status, -3) << "what cannot be asked for is not mounted";
+
     const struct {
         const char* name;
         MessagePort::Reply reply;
