@@ -30,7 +30,6 @@ def wait_for(condition, seconds, what):
             raise AssertionError(f"waited {seconds} s in vain for {what}")
         time.sleep(0.05)
 
-
 # Shows no alert but answers it: by the first line of the file "answers", which it takes away. The answer "wait" keeps
 # the alert up until its reader goes or there is another answer; without an answer it is a program without a display.
 # What it was asked goes to the file "alerts".
@@ -109,11 +108,9 @@ class World:
     def close(self):
         if self.handed_over_a_password:
             # lobbyd keeps it in the kernel, beyond its own end: request 1006 takes it out again.
-            body = plistlib.dumps({"UserID": os.getuid()})
-            arguments = ("int32:1006", "array:byte:" + ",".join(str(byte) for byte in body))
-            self.bus(
-                "--dest=com.kestrel.lobby.notify", "/com/kestrel/MessagePort", "com.kestrel.MessagePort.Message", *arguments
-            )
+            body = ",".join(str(byte) for byte in plistlib.dumps({"UserID": os.getuid()}))
+            message = ("/com/kestrel/MessagePort", "com.kestrel.MessagePort.Message", "int32:1006", "array:byte:" + body)
+            self.bus("--dest=com.kestrel.lobby.notify", *message)
         for pid in self.pids("BraidAgent", "roamer", "roamer-session"):
             with contextlib.suppress(ProcessLookupError):
                 os.kill(pid, signal.SIGCONT)
@@ -136,11 +133,9 @@ class World:
         for entry in staged.iterdir():
             if entry.name != "Custodia.app":
                 (hearth / entry.name).symlink_to(entry)
-        for entry in (staged / "Custodia.app/Contents").iterdir():
+        for entry in [*(staged / "Custodia.app/Contents").iterdir(), *(staged / programs.relative_to(hearth)).iterdir()]:
             if entry.name != "ZilOS":
-                (hearth / "Custodia.app/Contents" / entry.name).symlink_to(entry)
-        for entry in (staged / "Custodia.app/Contents/ZilOS").iterdir():
-            (programs / entry.name).symlink_to(entry)
+                (hearth / entry.relative_to(staged)).symlink_to(entry)
         self.replace_program("roamer-alert", ALERT_DOUBLE)
         self.answer()
 
@@ -175,9 +170,9 @@ class World:
         return path.read_text().splitlines() if path.exists() else []
 
     @staticmethod
-    def write_plist(path, value, binary=False):
+    def write_plist(path, value):
         path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_bytes(plistlib.dumps(value, fmt=plistlib.FMT_BINARY if binary else plistlib.FMT_XML))
+        path.write_bytes(plistlib.dumps(value))
 
     def write_record(self, **changes):
         url = "file://" + urllib.parse.quote(str(self.share))
@@ -334,6 +329,10 @@ class World:
     def wait_for_log(self, text, seconds=30):
         wait_for(lambda: text in self.log(), seconds, f"the log line {text!r}; the log:\n{self.log()[-4000:]}")
 
+    def wait_for_pass(self, kind):
+        self.wait_for_log(f"Pavo.doSync:{kind} Going into runloop")
+        self.wait_for_log("syncState=SyncSetStateProcessing")
+
     def statuses(self):
         """The status of each pass, as the agent logged them."""
         return [int(match) for match in re.findall(r"done  Returning status = (-?\d+)", self.log())]
@@ -344,7 +343,10 @@ def write(path, text):
     path.write_text(text)
 
 
-OWN_FILES = ("Library/Preferences/com.kestrel.roamer.plist",)
+def write_many(home, count=2000):
+    """So many files that a pass is still under way when a test looks."""
+    for number in range(count):
+        write(home / f"Documents/many/{number // 500}/{number}.txt", f"{number}\n" * 20)
 
 
 def tree(home):
@@ -355,7 +357,7 @@ def tree(home):
         for name in folders + files:
             path = Path(folder) / name
             relative = str(path.relative_to(home))
-            if relative in OWN_FILES:
+            if relative == "Library/Preferences/com.kestrel.roamer.plist":
                 continue
             facts = path.lstat()
             if path.is_symlink():
