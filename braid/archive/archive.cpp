@@ -98,10 +98,10 @@ std::int64_t secondsNow()
     return disk::system().now() / kNanosecondsPerSecond;
 }
 
-constexpr const char* kSelectEntries = "SELECT name, kind, size, digest, unfinished,"
-                                       " local_inode, local_ctime, local_mtime, local_mode, local_attributes,"
-                                       " network_inode, network_ctime, network_mtime, network_mode, network_attributes"
-                                       " FROM item WHERE pair = ?1 AND folder = ?2";
+const std::string kSelect = "SELECT name, kind, size, digest, unfinished,"
+                            " local_inode, local_ctime, local_mtime, local_mode, local_attributes,"
+                            " network_inode, network_ctime, network_mtime, network_mode, network_attributes";
+const std::string kSelectEntries = kSelect + " FROM item WHERE pair = ?1 AND folder = ?2";
 
 /// From a row of that.
 Entry entryFrom(const Statement& row)
@@ -250,7 +250,7 @@ Outcome<std::unique_ptr<Archive>> Archive::prepared(Outcome<std::unique_ptr<Data
 
 void Archive::prepareStatements()
 {
-    mChildren = mDatabase->prepare((std::string{kSelectEntries} + " ORDER BY name").c_str());
+    mChildren = mDatabase->prepare((kSelectEntries + " ORDER BY name").c_str());
     mRecord = mDatabase->prepare("INSERT OR REPLACE INTO item (pair, folder, name, kind, size, digest, unfinished,"
                                  " local_inode, local_ctime, local_mtime, local_mode, local_attributes,"
                                  " network_inode, network_ctime, network_mtime, network_mode, network_attributes)"
@@ -341,7 +341,7 @@ std::vector<NamedEntry> Archive::children(std::string_view folder)
 
 std::optional<Entry> Archive::find(std::string_view path)
 {
-    Statement find = mDatabase->prepare((std::string{kSelectEntries} + " AND name = ?3").c_str());
+    Statement find = mDatabase->prepare((kSelectEntries + " AND name = ?3").c_str());
     find.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path));
     if (!find.step()) return std::nullopt;
     return entryFrom(find);
@@ -368,6 +368,20 @@ void Archive::recordBlocks(std::string_view path, const Digest& whole, std::span
     const DigestBytes key = bytesOf(whole);
     record.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path)).bindBlob(3, {key.data(), key.size()});
     record.bindBlob(4, {reinterpret_cast<const char*>(blocks.data()), blocks.size_bytes()}).run();
+}
+
+std::vector<NamedEntry> Archive::filesOf(const PerPeer<std::unordered_set<std::uint64_t>>& inodes)
+{
+    std::vector<NamedEntry> files;
+    const std::string text = kSelect + ", folder FROM item WHERE pair = ?1 AND kind = 1 AND unfinished = 0";
+    Statement all = mDatabase->prepare(text.c_str());
+    all.bind(0, mPair);
+    while (all.step()) {
+        const bool isOne =
+            inodes.local.contains(asUnsigned(all.number(5))) || inodes.network.contains(asUnsigned(all.number(10)));
+        if (isOne) files.push_back({joinPath(all.blob(15), all.blob(0)), entryFrom(all)});
+    }
+    return files;
 }
 
 std::uint64_t Archive::countEntries()
@@ -417,6 +431,32 @@ void Archive::forget(std::string_view path)
 {
     for (Statement* forget : {&mForget, &mForgetBlocks})
         forget->bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path)).run();
+}
+
+void Archive::replaceChangeTimes(Peer peer, const ChangeTime& now)
+{
+    const auto answer = [](sqlite3_context* context, int, sqlite3_value** values) {
+        const auto& asked = *static_cast<const ChangeTime*>(sqlite3_user_data(context));
+        const std::uint64_t inode = asUnsigned(sqlite3_value_int64(values[0]));
+        sqlite3_result_int64(context, asked(inode, sqlite3_value_int64(values[1])));
+    };
+    const auto define = [&](auto function) {
+        // SQLite hands the pointer back as it is.
+        void* data = const_cast<ChangeTime*>(&now);
+        mDatabase->note(sqlite3_create_function_v2(mDatabase->handle(), "ctime_now", 2, SQLITE_UTF8, data, function,
+                                                   nullptr, nullptr, nullptr));
+    };
+    define(+answer);
+    const bool isLocal = peer == Peer::Local;
+    mDatabase
+        ->prepare(isLocal ? "UPDATE item SET local_ctime = ctime_now(local_inode, local_ctime) WHERE pair = ?1"
+                            " AND kind = 1 AND local_ctime <> 0 AND ctime_now(local_inode, local_ctime) <> local_ctime"
+                          : "UPDATE item SET network_ctime = ctime_now(network_inode, network_ctime) WHERE pair = ?1"
+                            " AND kind = 1 AND network_ctime <> 0"
+                            " AND ctime_now(network_inode, network_ctime) <> network_ctime")
+        .bind(0, mPair)
+        .run();
+    define(static_cast<void (*)(sqlite3_context*, int, sqlite3_value**)>(nullptr));
 }
 
 void Archive::markUnfinished(std::string_view path, Peer peer)

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "braid/disk/facts.h"
@@ -88,6 +89,8 @@ public:
     std::optional<Entry> find(std::string_view path);
     /// The digests of the blocks of a large file whose content comes down to `whole`; empty where they are not known.
     std::vector<Digest> blocks(std::string_view path, const Digest& whole);
+    /// The files that had one of these inodes when both sides agreed on them, by their whole path. Reads everything.
+    std::vector<NamedEntry> filesOf(const PerPeer<std::unordered_set<std::uint64_t>>& inodes);
     std::uint64_t countEntries();
 
     /// Between the two the archive is only read; that spares a lock for every folder.
@@ -103,6 +106,10 @@ public:
     void forget(std::string_view path);
     /// Notes in the entry, if there is one, that this side is about to be brought to another state.
     void markUnfinished(std::string_view path, Peer peer);
+
+    /// Gives every stamp of a file on this side that is trusted the ctime that `now` answers. Reads everything.
+    using ChangeTime = std::function<std::int64_t(std::uint64_t inode, std::int64_t ctime)>;
+    void replaceChangeTimes(Peer peer, const ChangeTime& now);
 
     /// The unresolved matters of the pair. `isStale` tells which of the old ones this pass looked at again.
     void replaceMatters(const std::function<bool(std::string_view path)>& isStale,

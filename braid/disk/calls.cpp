@@ -78,6 +78,7 @@ Stat statFrom(const struct statx& raw)
     stat.device = (std::uint64_t{raw.stx_dev_major} << 32) | raw.stx_dev_minor;
     stat.size = stat.kind == Kind::Folder ? 0 : static_cast<std::int64_t>(raw.stx_size);
     stat.sparse = stat.kind == Kind::File && raw.stx_blocks * 512 < raw.stx_size;
+    stat.linked = stat.kind == Kind::File && raw.stx_nlink > 1;
     stat.mtime = nanoseconds(raw.stx_mtime);
     stat.ctime = nanoseconds(raw.stx_ctime);
     return stat;
@@ -224,6 +225,12 @@ int makeLink(int folder, const char* name, const std::string& target)
 {
     if (int code = seam::ask(Operation::MakeLink, folder, name)) return code;
     return lastError(system().symlinkat(target.c_str(), folder, name));
+}
+
+int addName(int folder, const char* name, int newFolder, const char* newName)
+{
+    if (int code = seam::ask(Operation::HardLink, newFolder, newName)) return code;
+    return lastError(system().linkat(folder, name, newFolder, newName));
 }
 
 Outcome<std::string> readLink(int folder, const char* name)

@@ -43,6 +43,8 @@ int rewrite(int file, std::string_view text);
 
 int makeFolder(int folder, const char* name, std::uint16_t mode);
 int makeLink(int folder, const char* name, const std::string& target);
+/// Gives the file a further name; EPERM, ENOTSUP, EMLINK and others where that cannot be.
+int addName(int folder, const char* name, int newFolder, const char* newName);
 Outcome<std::string> readLink(int folder, const char* name);
 int unlink(int folder, const char* name);
 int removeFolder(int folder, const char* name);

@@ -27,6 +27,7 @@ struct Stat {
     Kind kind = Kind::Absent;
     bool sparse = false; ///< Holds fewer blocks than its size needs.
     Journals journals = Journals::None;
+    bool linked = false;    ///< A file with a further name, perhaps in the trash: what is done to it shows there, too.
     std::uint16_t mode = 0; ///< The lower twelve bits; 0 for a link.
     std::uint32_t owner = 0;
     std::uint32_t group = 0;

@@ -137,7 +137,7 @@ Outcome<Descriptor> Trash::ownFolder(std::string_view homeFolder)
     return disk::openFolder(mPass.number(), homeFolder);
 }
 
-int Trash::keep(int folder, const char* name, std::string_view homePath, const Stat& seen)
+int Trash::keep(int folder, const char* name, std::string_view homePath, const Stat& seen, Stat* kept)
 {
     const std::string homeFolder{folderOf(homePath)};
     if (!mLast || homeFolder != mLastFolder) {
@@ -149,18 +149,19 @@ int Trash::keep(int folder, const char* name, std::string_view homePath, const S
         mLastFolder = homeFolder;
     }
     const std::string base{nameOf(homePath)};
-    std::string kept = base;
-    int code = disk::renameNew(folder, name, mLast.number(), kept.c_str());
+    std::string own = base;
+    int code = disk::renameNew(folder, name, mLast.number(), own.c_str());
     for (int version = 2; code == EEXIST && version < kMaxVersions; ++version) {
         const std::string suffix = "~" + std::to_string(version);
-        kept = base.substr(0, std::min(base.size(), kMaxName - suffix.size())) + suffix;
-        code = disk::renameNew(folder, name, mLast.number(), kept.c_str());
+        own = base.substr(0, std::min(base.size(), kMaxName - suffix.size())) + suffix;
+        code = disk::renameNew(folder, name, mLast.number(), own.c_str());
     }
     if (code != 0) return code;
 
-    const auto moved = disk::statAt(mLast.number(), kept.c_str());
+    const auto moved = disk::statAt(mLast.number(), own.c_str());
+    if (moved && kept) *kept = *moved;
     if (moved && isSameContentAfterRename(*moved, seen)) return 0;
-    const int back = disk::renameNew(mLast.number(), kept.c_str(), folder, name);
+    const int back = disk::renameNew(mLast.number(), own.c_str(), folder, name);
     return back == 0 ? EAGAIN : back; // it stays in the trash when its place was taken meanwhile
 }
 

@@ -20,7 +20,8 @@ public:
 
     /// Moves the item into the trash as the version that lay at `homePath`. `seen` is what the caller knows of it: if
     /// something else turns out to have been moved, it is put back and the code is EAGAIN. 0 or an errno value.
-    int keep(int folder, const char* name, std::string_view homePath, const Stat& seen);
+    /// `kept` gets what it looks like in the trash.
+    int keep(int folder, const char* name, std::string_view homePath, const Stat& seen, Stat* kept = nullptr);
 
     /// Removes what is too old or too much. Problems are left for the next time.
     void expire();

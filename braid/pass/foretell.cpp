@@ -90,6 +90,7 @@ std::vector<PlannedChange> Foretelling::run()
         if (action.toLocal != 0) add(What::Attributes, Peer::Local, action.path);
         if (action.toNetwork != 0) add(What::Attributes, Peer::Network, action.path);
     });
+    mPlan.links.each(write);
     mPlan.deletions.each(deletion);
     for (const FolderFinish& finish : mPlan.finishes)
         addFinish(finish);

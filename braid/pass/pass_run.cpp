@@ -258,13 +258,15 @@ PassRun::Stop PassRun::reportPlanOnly()
     counts.created = mPlan.folders.count();
     counts.deleted = mPlan.makeRoom.count() + mPlan.deletions.count();
     counts.updated = mPlan.restamps.count();
-    mPlan.items.each([&](ActionList::Index, const Action& action) {
+    const auto countWrite = [&](ActionList::Index, const Action& action) {
         if (action.verb == Action::Verb::Move) {
             ++counts.renamed;
         } else {
             ++(action.stats[action.target].exists() ? counts.updated : counts.created);
         }
-    });
+    };
+    mPlan.items.each(countWrite);
+    mPlan.links.each(countWrite);
     counts.bytes = bytesToCopy(mPlan);
     mReport.planned = foretell(mPlan, mCoverage, mHomePointers);
     mReport.unrecorded = unknownToArchive(mPlan, *mArchive, mTrustsArchive);

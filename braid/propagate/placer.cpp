@@ -47,6 +47,14 @@ int Placer::markUnfinished(const std::string& path, Peer peer)
     return failure ? failure->code : 0;
 }
 
+int Placer::keepInTrash(Peer peer, int folder, const char* name, const std::string& path, const Stat& seen)
+{
+    Stat kept;
+    const int code = mBench.trash[peer].keep(folder, name, path, seen, &kept);
+    if (code == 0) mBench.ownMoves[peer].note(seen, kept);
+    return code;
+}
+
 int Placer::putNew(const Staged& staged, int folder, const char* name)
 {
     const Home& home = *mBench.homes[staged.action->target];
@@ -59,7 +67,7 @@ int Placer::putOver(const Staged& staged, int folder, const char* name)
 {
     const Action& action = *staged.action;
     const int staging = mBench.homes[action.target]->staging();
-    Stat seen = action.stats[action.target];
+    Stat seen = mBench.asLeft(action.target, action.stats[action.target]);
     if (int code = checkUnchanged(folder, name, seen)) return code;
     if (seen.journals != Journals::None) {
         // Without this the gap until the new version lies there would look like somebody's work.
@@ -75,7 +83,7 @@ int Placer::putOver(const Staged& staged, int folder, const char* name)
     // Now both versions exist whatever happens. Was it really the one that the scan saw?
     const auto old = disk::statAt(staging, copy);
     int code = old && isSameContentAfterRename(*old, seen) ? 0 : EAGAIN;
-    if (code == 0) code = mBench.trash[action.target].keep(staging, copy, action.path, seen);
+    if (code == 0) code = keepInTrash(action.target, staging, copy, action.path, seen);
     if (code != 0) disk::exchange(staging, copy, folder, name);
     return code;
 }
@@ -85,7 +93,7 @@ int Placer::putOverWithoutExchange(const Staged& staged, int folder, const char*
 {
     const Action& action = *staged.action;
     if (int code = markUnfinished(action.path, action.target)) return code;
-    if (int code = mBench.trash[action.target].keep(folder, name, action.path, seen)) return code;
+    if (int code = keepInTrash(action.target, folder, name, action.path, seen)) return code;
     return putNew(staged, folder, name);
 }
 
@@ -127,6 +135,7 @@ int Placer::place(Staged& staged)
     const std::uint64_t attributes = stamp.attributes;
     const auto placed = disk::statAt(*folder, name.c_str());
     if (placed && isSameContentAfterRename(*placed, staged.stat)) {
+        mBench.ownMoves[target].note(staged.stat, *placed);
         stamp = stampFor(*mBench.homes[target], *placed, attributes);
     } else {
         // Somebody was at it already: agree on what was put there, and have the next pass look closely.
@@ -148,8 +157,10 @@ int Placer::move(const Action& action)
     if (!from) return from.problem().code;
     const auto sourceFolder = mBench.folder(source, folderOf(action.path));
     if (!sourceFolder) return sourceFolder.problem().code;
-    if (int code = checkUnchanged(*sourceFolder, newName.c_str(), action.stats[source])) return code;
-    if (int code = checkUnchanged(from->number(), oldName.c_str(), action.fromStat)) return code;
+    const Stat old = mBench.asLeft(target, action.fromStat);
+    const Stat model = mBench.asLeft(source, action.stats[source]);
+    if (int code = checkUnchanged(*sourceFolder, newName.c_str(), model)) return code;
+    if (int code = checkUnchanged(from->number(), oldName.c_str(), old)) return code;
 
     mBench.touch(target, folderOf(action.from));
     mBench.touch(target, folderOf(action.path));
@@ -157,14 +168,14 @@ int Placer::move(const Action& action)
         return code == EEXIST ? EAGAIN : code;
     }
     const auto moved = disk::statAt(*to, newName.c_str());
-    if (!moved || !isSameContentAfterRename(*moved, action.fromStat)) {
+    if (!moved || !isSameContentAfterRename(*moved, old)) {
         disk::renameNew(*to, newName.c_str(), from->number(), oldName.c_str());
         return EAGAIN;
     }
+    mBench.ownMoves[target].note(old, *moved);
     Entry entry = action.entry;
     entry.stamps[target] = stampFor(*mBench.homes[target], *moved, action.entry.stamps[target].attributes);
-    entry.stamps[source] =
-        stampFor(*mBench.homes[source], action.stats[source], action.entry.stamps[source].attributes);
+    entry.stamps[source] = stampFor(*mBench.homes[source], model, action.entry.stamps[source].attributes);
     mBench.forgetLater(action.from);
     mBench.recordLater(action.path, entry);
     if (entry.digest && entry.size >= kLargeFile) {
@@ -183,9 +194,10 @@ int Placer::makeFolder(const Action& action)
     if (!folder) return folder.problem().code;
     mBench.touch(target, above);
     if (action.stats[target].exists()) {
-        if (int code = checkUnchanged(*folder, name.c_str(), action.stats[target])) return code;
+        const Stat seen = mBench.asLeft(target, action.stats[target]);
+        if (int code = checkUnchanged(*folder, name.c_str(), seen)) return code;
         if (int code = markUnfinished(action.path, target)) return code;
-        if (int code = mBench.trash[target].keep(*folder, name.c_str(), action.path, action.stats[target])) return code;
+        if (int code = keepInTrash(target, *folder, name.c_str(), action.path, seen)) return code;
     }
     const Stat& model = action.stats[source];
     const auto mode = static_cast<std::uint16_t>(model.mode | 0700); // what goes inside must get in
@@ -221,7 +233,7 @@ int Placer::remove(const Action& action)
     if (int code = checkSourceStillGone(action)) return code;
     const auto folder = mBench.folder(target, above);
     if (!folder) return folder.problem().code;
-    const Stat& seen = action.stats[target];
+    const Stat seen = mBench.asLeft(target, action.stats[target]);
     if (seen.kind == Kind::Folder) {
         // Its times moved with what was deleted inside; only an empty one goes.
         const auto now = disk::statAt(*folder, name.c_str());
@@ -241,7 +253,7 @@ int Placer::remove(const Action& action)
     if (seen.journals != Journals::None) {
         if (int code = trashJournals(action, *folder, file)) return code;
     }
-    return mBench.trash[target].keep(*folder, name.c_str(), action.path, file);
+    return keepInTrash(target, *folder, name.c_str(), action.path, file);
 }
 
 int Placer::restampOne(const Action& action, Peer target, AttributeSet attributes)
@@ -272,7 +284,7 @@ int Placer::restamp(const Action& action)
     for (const Peer peer : kPeers) {
         const auto folder = mBench.folder(peer, folderOf(action.path));
         if (!folder) return folder.problem().code;
-        const Stat& seen = action.stats[peer];
+        const Stat seen = mBench.asLeft(peer, action.stats[peer]);
         const auto now = journals::lookAgain(*folder, name.c_str(), seen);
         if (!now) return now.problem().code;
         // A folder's times move with what this very pass did inside.
@@ -321,6 +333,7 @@ std::shared_ptr<const ContentDigest> Placer::knownContent(const Action& action)
     const Stat& target = action.stats[action.target];
     const Stat& source = action.stats[otherPeer(action.target)];
     if (target.kind != Kind::File || target.size < kLargeFile) return nullptr;
+    if (target.linked) return nullptr; // found to be touched only, it would be written to under all its names
     if (source.kind != Kind::File || source.journals == Journals::Live) return nullptr;
     const auto agreed = mBench.archive.find(action.path);
     if (!agreed || !agreed->digest || !stillLooksLike(target, *agreed, action.target)) return nullptr;

@@ -31,6 +31,7 @@ private:
     int putNew(const Staged& staged, int folder, const char* name);
     int putOver(const Staged& staged, int folder, const char* name);
     int putOverWithoutExchange(const Staged& staged, int folder, const char* name, const Stat& seen);
+    int keepInTrash(Peer peer, int folder, const char* name, const std::string& path, const Stat& seen);
     int trashJournals(const Action& action, int folder, Stat& database);
     int checkSourceStillGone(const Action& action);
     int markUnfinished(const std::string& path, Peer peer);

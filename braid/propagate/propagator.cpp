@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "linker.h"
 #include "placer.h"
 #include "staging_crew.h"
 
@@ -23,7 +24,10 @@ bool failsAtSource(const Problem& problem)
 class Propagator
 {
 public:
-    explicit Propagator(Workbench& bench) : mBench(bench), mPlan(bench.plan), mCrew(bench), mPlacer(bench) {}
+    explicit Propagator(Workbench& bench)
+        : mBench(bench), mPlan(bench.plan), mCrew(bench), mPlacer(bench), mLinker(bench)
+    {
+    }
 
     std::optional<Problem> run();
 
@@ -31,12 +35,14 @@ private:
     std::optional<Problem> countUpGenerations();
     std::optional<Problem> tellArchive();
     std::optional<Problem> makeFolders();
-    std::optional<Problem> handleItems();
-    std::vector<Action> nextBatch(ActionList::Index& at);
+    std::optional<Problem> handleItems(const ActionList& items);
+    std::vector<Action> nextBatch(const ActionList& items, ActionList::Index& at);
     void takeStaged(const std::vector<Action>& batch);
     std::optional<Problem> placeBatch();
     std::optional<Problem> removeAll(const ActionList& deletions);
     std::optional<Problem> restampAll();
+    std::optional<Problem> linkAll();
+    int link(const Action& action);
     std::optional<Problem> finishFolders();
     void finishFolder(FolderFinish& finish);
     void announceFolders();
@@ -49,6 +55,7 @@ private:
     Plan& mPlan;
     StagingCrew mCrew;
     Placer mPlacer;
+    Linker mLinker;
     std::vector<Staged> mBatch;          ///< Complete copies.
     std::set<std::string> mUnfinishable; ///< Folders that could not be written: not to be recorded as if they had been.
     std::optional<Problem> mLost;        ///< A home went away.
@@ -78,7 +85,8 @@ std::optional<Problem> Propagator::countUpGenerations()
 {
     PerPeer<bool> isWritten;
     const bool isAnything = mPlan.count() > 0 || !mPlan.records.empty() || !mPlan.forgets.empty();
-    for (const auto* list : {&mPlan.makeRoom, &mPlan.folders, &mPlan.items, &mPlan.restamps, &mPlan.deletions}) {
+    for (const auto* list :
+         {&mPlan.makeRoom, &mPlan.folders, &mPlan.items, &mPlan.restamps, &mPlan.links, &mPlan.deletions}) {
         list->each([&](ActionList::Index, const Action& action) {
             const bool both = action.verb == Action::Verb::Restamp;
             if (both ? action.toLocal != 0 : action.target == Peer::Local) isWritten.local = true;
@@ -183,13 +191,13 @@ void Propagator::failedToStage(const Action& action, const Problem& problem)
 }
 
 /// The next copies to make together, from `at` on, which moves on; moves on the way are carried out.
-std::vector<Action> Propagator::nextBatch(ActionList::Index& at)
+std::vector<Action> Propagator::nextBatch(const ActionList& items, ActionList::Index& at)
 {
     std::vector<Action> batch;
     std::uint64_t bytes = 0;
-    for (; at < mPlan.items.size() && batch.size() < kBatchItems && bytes < kBatchBytes && goesOn(); ++at) {
-        if (mPlan.items.isDropped(at)) continue;
-        Action action = mPlan.items[at];
+    for (; at < items.size() && batch.size() < kBatchItems && bytes < kBatchBytes && goesOn(); ++at) {
+        if (items.isDropped(at)) continue;
+        Action action = items[at];
         if (action.verb == Action::Verb::Move) {
             mBench.reporter.at(action.path);
             done(action, mPlacer.move(action), mBench.counts.renamed);
@@ -218,13 +226,13 @@ void Propagator::takeStaged(const std::vector<Action>& batch)
 }
 
 /// While one batch is made durable and put in place, the crew copies the next.
-std::optional<Problem> Propagator::handleItems()
+std::optional<Problem> Propagator::handleItems(const ActionList& items)
 {
     std::optional<Problem> problem;
     ActionList::Index at = 0;
     std::vector<Action> placing; // what mBatch points to
-    while (!problem && goesOn() && (at < mPlan.items.size() || !mBatch.empty())) {
-        std::vector<Action> next = nextBatch(at);
+    while (!problem && goesOn() && (at < items.size() || !mBatch.empty())) {
+        std::vector<Action> next = nextBatch(items, at);
         mCrew.start(next);
         if (!mBatch.empty() && goesOn()) problem = placeBatch();
         takeStaged(next);
@@ -274,6 +282,42 @@ std::optional<Problem> Propagator::restampAll()
     return mLost;
 }
 
+int Propagator::link(const Action& action)
+{
+    auto staged = mLinker.stage(action);
+    if (!staged) return staged.problem().code;
+    if (int code = mPlacer.place(*staged)) {
+        mCrew.discard(*staged);
+        return code;
+    }
+    mBench.recordLater(action.path, staged->entry);
+    mBench.recordBlocksLater(action.path, std::move(staged->content));
+    return 0;
+}
+
+/// What cannot be linked, here or at all, is copied.
+std::optional<Problem> Propagator::linkAll()
+{
+    if (mPlan.links.empty()) return std::nullopt;
+    if (auto problem = mBench.settle()) return problem; // the archive then tells what lies at the names to link to
+    ActionList copies;
+    for (ActionList::Index i = 0; i < mPlan.links.size() && goesOn(); ++i) {
+        Action action = mPlan.links[i];
+        mBench.reporter.at(action.path);
+        const bool isNew = !action.stats[action.target].exists();
+        const int code = link(action);
+        if (code == 0 || meansLostHome(code)) {
+            done(action, code, isNew ? mBench.counts.created : mBench.counts.updated);
+        } else {
+            action.verb = Action::Verb::Copy;
+            copies.add(action);
+        }
+        if (!mBench.hasMuchToSettle()) continue;
+        if (auto problem = mBench.settle()) return problem;
+    }
+    return mLost ? mLost : handleItems(copies);
+}
+
 std::optional<Problem> Propagator::finishFolders()
 {
     for (ActionList::Index i = mPlan.folders.size(); i-- > 0 && goesOn();) {
@@ -312,11 +356,13 @@ std::optional<Problem> Propagator::run()
     if (auto problem = tellArchive()) return problem;
     if (auto problem = removeAll(mPlan.makeRoom)) return problem;
     if (auto problem = makeFolders()) return problem;
-    if (auto problem = handleItems()) return problem;
+    if (auto problem = handleItems(mPlan.items)) return problem;
     if (auto problem = restampAll()) return problem;
+    if (auto problem = linkAll()) return problem;
     if (auto problem = removeAll(mPlan.deletions)) return problem;
     if (auto problem = finishFolders()) return problem;
-    return mBench.settle();
+    if (auto problem = mBench.settle()) return problem;
+    return mBench.tellOwnMoves();
 }
 
 } // namespace

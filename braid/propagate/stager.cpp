@@ -21,11 +21,6 @@ namespace
 constexpr int kMaxAttempts = 3;
 constexpr std::int64_t kQuiet = 50'000'000; // more than the coarsest step of a kernel's clock
 
-std::string oldName(std::uint64_t inode)
-{
-    return "old-" + std::to_string(inode);
-}
-
 } // namespace
 
 Outcome<Staged> Stager::stage(const Action& action)
@@ -226,7 +221,7 @@ int Stager::finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source
     const char* name = staged.name.c_str();
     staged.stat = *copy;
     if (action.stats[action.target].exists()) {
-        const std::string swapped = oldName(copy->inode);
+        const std::string swapped = swapName(copy->inode);
         if (int code = disk::renameOver(folder, name, folder, swapped.c_str())) return code;
         staged.name = swapped;
     }
@@ -252,7 +247,7 @@ std::optional<Problem> Stager::recover(Home& home, Trash& trash)
     const Listing left = listFolder(home.staging(), home.device(), "");
     if (left.problem) return left.problem;
     for (const Listing::Item& item : left.items) {
-        const bool isCopy = item.name.starts_with("new-") || item.name == oldName(item.stat.inode);
+        const bool isCopy = item.name.starts_with("new-") || item.name == swapName(item.stat.inode);
         int code = 0;
         if (item.stat.kind == Kind::Folder) {
             code = disk::removeFolder(home.staging(), item.name.c_str()); // not the engine's: it makes none here

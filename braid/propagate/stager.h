@@ -36,6 +36,9 @@ public:
     Outcome<Staged> stage(const Action& action);
     void discard(const Staged& staged) const;
 
+    /// The name of a file that will be swapped with an older version.
+    static std::string swapName(std::uint64_t inode) { return "old-" + std::to_string(inode); }
+
     /// Clears what a killed pass left behind: copies go, versions of a person's file go to the trash.
     static std::optional<Problem> recover(Home& home, Trash& trash);
 

@@ -113,6 +113,20 @@ std::optional<Problem> Workbench::settle()
     return archive.failure();
 }
 
+std::optional<Problem> Workbench::tellOwnMoves()
+{
+    if (ownMoves.local.empty() && ownMoves.network.empty()) return std::nullopt;
+    archive.begin();
+    for (const Peer peer : kPeers) {
+        const OwnMoves& moves = ownMoves[peer];
+        if (moves.empty()) continue;
+        archive.replaceChangeTimes(
+            peer, [&moves](std::uint64_t inode, std::int64_t ctime) { return moves.now(inode, ctime); });
+    }
+    archive.commit();
+    return archive.failure();
+}
+
 void Workbench::fail(const std::string& path, Peer peer, const Problem& problem)
 {
     addError(plan, path, peer, problem);

@@ -9,6 +9,7 @@
 #include "braid/jobs/coverage.h"
 #include "braid/pass/reporter.h"
 #include "braid/reconcile/plan.h"
+#include "own_moves.h"
 
 namespace braid
 {
@@ -40,6 +41,14 @@ public:
     PerPeer<Trash> trash;
     Counts counts;
     PerPeer<std::set<std::string>> disturbed; ///< Folders whose entries this pass changed.
+    PerPeer<OwnMoves> ownMoves;
+
+    /// What the scan saw, as this pass left it where it was at another name of the same file.
+    Stat asLeft(Peer peer, Stat seen) const
+    {
+        if (seen.linked) seen.ctime = ownMoves[peer].now(seen.inode, seen.ctime);
+        return seen;
+    }
 
     /// The folder, held open until another one of the same side is asked for.
     Outcome<int> folder(Peer peer, std::string_view path);
@@ -59,6 +68,8 @@ public:
     /// a problem the archive still holds the state before.
     std::optional<Problem> settle();
     bool hasMuchToSettle() const;
+    /// Tells the archive, which knows all of this pass, what the pass did to the change times of other names.
+    std::optional<Problem> tellOwnMoves();
 
     void fail(const std::string& path, Peer peer, const Problem& problem);
     bool isStopped() const { return stop.stop_requested(); }

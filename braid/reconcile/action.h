@@ -18,6 +18,7 @@ struct Action {
         MakeFolder,
         Copy, ///< A file or link, new or in place of what lies there.
         Move, ///< `from` lies on the target under its old path, unchanged.
+        Link, ///< A file that the target has under its name `from` already, which becomes one file with it there, too.
         Restamp,
         Delete,
         Record, ///< Nothing on the disks: only the archive has to learn it.
@@ -27,7 +28,7 @@ struct Action {
     Peer target = Peer::Network; ///< Not for Restamp, which may write both, and for Record.
     std::size_t job = 0;
     std::string path;
-    std::string from;    ///< Move only.
+    std::string from;    ///< Move and Link only.
     PerPeer<Stat> stats; ///< What the scan saw; the disk must still look so when the action is done.
     Stat fromStat;       ///< Move only: the item at `from`.
     AttributeSet toLocal = 0;

@@ -15,8 +15,9 @@ constexpr std::size_t kBlock = std::size_t{256} * 1024;
 constexpr unsigned kToLocalHome = 0x10;
 constexpr unsigned kUnrecorded = 0x20;
 
-// First byte of a stat: its kind in the lower three bits, and this.
+// First byte of a stat: its kind in the lower three bits, and these.
 constexpr unsigned kSparse = 0x08;
+constexpr unsigned kLinked = 0x40;
 constexpr unsigned kJournalsShift = 4; ///< Two bits.
 
 // First byte of an entry: its kind in the lower three bits, and these.
@@ -146,7 +147,7 @@ std::uint64_t ActionList::ownersNumber(const Stat& stat)
 
 void ActionList::addStat(const Stat& stat)
 {
-    addByte(mScratch, static_cast<unsigned>(stat.kind) | (stat.sparse ? kSparse : 0) |
+    addByte(mScratch, static_cast<unsigned>(stat.kind) | (stat.sparse ? kSparse : 0) | (stat.linked ? kLinked : 0) |
                           static_cast<unsigned>(stat.journals) << kJournalsShift);
     if (!stat.exists()) return;
     addRaw(mScratch, stat.mode);
@@ -163,6 +164,7 @@ Stat ActionList::takeStat(const char*& at) const
     const unsigned first = takeByte(at);
     stat.kind = static_cast<Kind>(first & 0x07);
     stat.sparse = (first & kSparse) != 0;
+    stat.linked = (first & kLinked) != 0;
     stat.journals = static_cast<Journals>(first >> kJournalsShift & 0x03);
     if (!stat.exists()) return stat;
     takeRaw(at, stat.mode);
@@ -209,6 +211,7 @@ ActionList::Position ActionList::write(const Action& action)
     for (const Peer peer : kPeers)
         addStat(action.stats[peer]);
     addEntry(action);
+    if (action.verb == Action::Verb::Link) addText(mScratch, action.from);
     if (action.verb == Action::Verb::Move) {
         addText(mScratch, action.from);
         addStat(action.fromStat);
@@ -258,6 +261,7 @@ Action ActionList::operator[](Index index) const
     for (const Peer peer : kPeers)
         action.stats[peer] = takeStat(at);
     takeEntry(at, action);
+    if (action.verb == Action::Verb::Link) action.from = takeText(at);
     if (action.verb == Action::Verb::Move) {
         action.from = takeText(at);
         action.fromStat = takeStat(at);

@@ -6,6 +6,7 @@
 #include "braid/disk/content.h"
 #include "braid/disk/extended.h"
 #include "judge.h"
+#include "other_names.h"
 
 namespace braid
 {
@@ -112,7 +113,7 @@ void stopMassDeletion(const WalkContext& context, Plan& plan)
     // Whatever happened to that home may have happened to what is left of it as well: nothing goes out until a person
     // has looked.
     for (ActionList* list :
-         {&plan.makeRoom, &plan.folders, &plan.items, &plan.restamps, &plan.deletions, &plan.records}) {
+         {&plan.makeRoom, &plan.folders, &plan.items, &plan.restamps, &plan.links, &plan.deletions, &plan.records}) {
         *list = {};
     }
     plan.forgets.clear();
@@ -136,6 +137,7 @@ void arrange(const WalkContext& context, Plan& plan, bool allowsMassDeletion)
 {
     dropEndedJobs(plan);
     joinMoves(context, plan);
+    joinOtherNames(context, plan);
     if (!allowsMassDeletion) stopMassDeletion(context, plan);
     const auto backwards = [](std::string_view one, std::string_view other) { return pathLess(other, one); };
     std::ranges::sort(plan.finishes, backwards, &FolderFinish::path);

@@ -30,6 +30,7 @@ struct Plan {
     ActionList folders;  ///< To make.
     ActionList items;    ///< Copies and moves.
     ActionList restamps;
+    ActionList links; ///< After all that the files may be linked to.
     ActionList deletions;
     ActionList records;
     std::vector<std::string> forgets;
@@ -45,7 +46,8 @@ struct Plan {
     /// How many actions change a home.
     std::size_t count() const
     {
-        return makeRoom.count() + folders.count() + items.count() + restamps.count() + deletions.count();
+        return makeRoom.count() + folders.count() + items.count() + restamps.count() + links.count() +
+               deletions.count();
     }
 };
 
