@@ -28,6 +28,7 @@ constexpr auto kVerbs = std::to_array<VerbFacts>({
     {Verb::SetAttribute, "sets an attribute of", 3, true},
     {Verb::Remove, "removes", 12, true},
     {Verb::Rename, "renames", 12, true},
+    {Verb::AddName, "links", 6, true},
     {Verb::MakeFolder, "makes the folder", 5, true},
     {Verb::MakeLink, "makes the link", 4, true},
     {Verb::Wait, "waits", 14, true},
@@ -66,6 +67,7 @@ private:
     bool mIsReal;
     History mHistory;
     std::uint64_t mSerial = 0;
+    Step mWritten; ///< The last one that named a file.
 };
 
 DiskTraits Maker::traits()
@@ -103,6 +105,11 @@ void Maker::addStep(Verb verb)
     step.path = path();
     step.other = path();
     step.number = ++mSerial;
+    if (verb == Verb::AddName && !mWritten.path.empty() && !oneIn(4)) {
+        step.home = mWritten.home; // what was written before is a file for sure
+        step.path = mWritten.path;
+    }
+    if (verb == Verb::Write || verb == Verb::AddName) mWritten = step;
     if (verb == Verb::SetMode) {
         constexpr auto kModes = std::to_array<unsigned>({0600, 0644, 0700, 0755, 0755, 0555, 0});
         step.number = kModes[below(kModes.size())];
@@ -175,7 +182,7 @@ std::string words(const Step& step)
     const char* word = std::ranges::find(kVerbs, step.verb, &VerbFacts::verb)->word;
     if (step.verb <= Verb::MakeLink) {
         text << kHomes[static_cast<std::size_t>(step.home)] << " " << word << " " << step.path;
-        if (step.verb == Verb::Rename) text << " to " << step.other;
+        if (step.verb == Verb::Rename || step.verb == Verb::AddName) text << " to " << step.other;
         text << " (" << step.number << ")";
         return text.str();
     }

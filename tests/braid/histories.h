@@ -22,6 +22,7 @@ struct Step {
         SetAttribute,
         Remove,
         Rename,
+        AddName,
         MakeFolder,
         MakeLink,
         Wait,
@@ -38,7 +39,7 @@ struct Step {
     Verb verb = Verb::Pass;
     int home{}; ///< 0 local, 1 network, 2 the local home of a third computer.
     std::string path{};
-    std::string other{};    ///< The new path of Rename.
+    std::string other{};    ///< The new path of Rename, the further one of AddName.
     std::uint64_t number{}; ///< Content, mode, time; what jobs a pass has.
     Mishap::Kind mishap{};
     long call{};

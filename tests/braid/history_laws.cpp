@@ -130,6 +130,12 @@ Failure Laws::isInStep(const PassReport& report, const PassSettings& settings, c
     return std::nullopt;
 }
 
+bool isAsBefore(const Seen& was, const Seen& is)
+{
+    return was.stat.inode == is.stat.inode && was.stat.mtime == is.stat.mtime && was.stat.mode == is.stat.mode &&
+           was.attributes == is.attributes;
+}
+
 Failure Laws::obeysRules(const PassSettings& settings, const Views& before, const Views& after) const
 {
     const Coverage coverage{settings.jobs};
@@ -144,8 +150,11 @@ Failure Laws::obeysRules(const PassSettings& settings, const Views& before, cons
             const auto is = after[peer].find(path);
             const bool isThere = is != after[peer].end();
             const bool wasThere = was != before[peer].end();
+            // What is done to another name of the file moves its ctime.
             if (isThere && wasThere && was->second.holdsSame(is->second) &&
-                (was->second.stat.kind == Kind::Folder || was->second.stat.ctime == is->second.stat.ctime)) {
+                (was->second.stat.kind == Kind::Folder ||
+                 (was->second.stat.linked ? isAsBefore(was->second, is->second)
+                                          : was->second.stat.ctime == is->second.stat.ctime))) {
                 continue;
             }
             // The way down to an included item is made.

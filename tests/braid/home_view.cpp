@@ -184,6 +184,12 @@ void carryOut(const Step& step, const std::string& home)
             disk::renameOver(folder.number(), name, target.number(), std::string{nameOf(step.other)}.c_str());
         return;
     }
+    case Verb::AddName: {
+        const Descriptor target = openFolderOf(home + "/" + step.other);
+        if (target && stat->kind == Kind::File)
+            disk::addName(folder.number(), name, target.number(), std::string{nameOf(step.other)}.c_str());
+        return;
+    }
     case Verb::MakeFolder:
         if (!stat->exists()) disk::makeFolder(folder.number(), name, 0755);
         return;
