@@ -1,6 +1,7 @@
 #include <ostream>
 
 #include "braid/text/folding.h"
+#include "colour.h"
 #include "commands.h"
 #include "json.h"
 #include "words.h"
@@ -43,12 +44,12 @@ std::string jsonMatters(const OpenMatters& matters)
 
 std::string plainMatters(const OpenMatters& matters)
 {
-    if (matters.conflicts.empty() && matters.errors.empty()) return "No conflicts.\n";
+    if (matters.conflicts.empty() && matters.errors.empty()) return coloured("No conflicts.", Colour::Good) + "\n";
     std::string out;
     for (const Conflict& conflict : matters.conflicts)
-        out += text::printable(conflict.path) + ": " + conflictWords(conflict) + "\n";
+        out += coloured(text::printable(conflict.path), Colour::Wrong) + ": " + conflictWords(conflict) + "\n";
     for (const ItemError& error : matters.errors)
-        out += text::printable(error.path) + ": not synced. " + error.message + "\n";
+        out += coloured(text::printable(error.path), Colour::Wrong) + ": not synced. " + error.message + "\n";
     return out;
 }
 

@@ -1,6 +1,7 @@
 #include <csignal>
 #include <iostream>
 
+#include "colour.h"
 #include "commands.h"
 #include "owner.h"
 
@@ -29,6 +30,7 @@ int main(int argc, char** argv)
     auto parsed = parse(argc, argv);
     if (const auto* status = std::get_if<ExitStatus>(&parsed)) return *status;
 
+    useColours(terminalTakesColours());
     const Streams streams{std::cout, std::cerr};
     const auto home = std::visit(HomeWrittenIn{}, std::get<Request>(parsed));
     if (!home.empty() && !becomeOwnerOf(home)) {

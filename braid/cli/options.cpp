@@ -7,6 +7,8 @@
 #include <iostream>
 #include <memory>
 
+#include "colour.h"
+
 namespace braid::cli
 {
 
@@ -104,9 +106,10 @@ void addExclusions(CLI::App& command, std::vector<MatchRule>& rules)
         ->take_all();
 }
 
-void addJson(CLI::App& command, bool& json)
+void addOutput(CLI::App& command, bool& json)
 {
     command.add_flag("--json", json, "Print the result as one JSON object");
+    command.add_flag_callback("--no-color", forbidColours, "No colours on a terminal either");
 }
 
 /// Each of these declares a sub-command, and makes it the request once it was understood.
@@ -137,7 +140,7 @@ void declareSync(CLI::App& app, Request& request)
     command.add_flag("--dry-run", options.settings.dryRun, "Say what would be done, and do nothing");
     command.add_flag("--allow-mass-deletion", options.settings.allowMassDeletion,
                      "Also when more than half of a home's items would be deleted");
-    addJson(command, options.json);
+    addOutput(command, options.json);
     command.callback([words, &request] {
         const auto* word = std::ranges::find(kResolveWords, words->resolve, &ResolveWord::word);
         if (word == kResolveWords.end()) {
@@ -162,7 +165,7 @@ void declareCheck(CLI::App& app, Request& request)
     command.add_option("LOCAL", settings.localHome, "The local home")->type_name("")->required();
     command.add_option("NETWORK", settings.networkHome, "The network home")->type_name("")->required();
     addExclusions(command, job.exclusions);
-    addJson(command, options->json);
+    addOutput(command, options->json);
     command.footer("Exit status: 0 they agree, 1 they do not and it says where, 2 usage, 3 refused.");
     command.callback([options, &request] { request = *options; });
 }
@@ -172,7 +175,7 @@ void declareConflicts(CLI::App& app, Request& request)
     const auto options = std::make_shared<ConflictsOptions>();
     CLI::App& command = *app.add_subcommand("conflicts", "What waits for a person: conflicts, and items not synced");
     command.add_option("LOCAL", options->localHome, "The local home")->type_name("")->required();
-    addJson(command, options->json);
+    addOutput(command, options->json);
     command.footer("Exit status: 0 nothing waits, 1 something does, 3 there is no such home.");
     command.callback([options, &request] { request = *options; });
 }
@@ -182,7 +185,7 @@ void declareStatus(CLI::App& app, Request& request)
     const auto options = std::make_shared<StatusOptions>();
     CLI::App& command = *app.add_subcommand("status", "What is known of a home: its partner, its last pass, its trash");
     command.add_option("LOCAL", options->localHome, "The local home")->type_name("")->required();
-    addJson(command, options->json);
+    addOutput(command, options->json);
     command.footer("Exit status: 0 said, 3 there is no such home.");
     command.callback([options, &request] { request = *options; });
 }
@@ -209,7 +212,7 @@ void declareResolve(CLI::App& app, Request& request)
     command.add_option("--network", resolution.networkHome, "The network home, if it is not where the last pass was")
         ->type_name("NETWORK");
     addExclusions(command, resolution.exclusions);
-    addJson(command, options->json);
+    addOutput(command, options->json);
     command.footer("Exit status: 0 decided, 1 something remains, 2 usage, 3 refused or aborted.");
     command.callback([options, &request] { request = *options; });
 }
@@ -246,7 +249,7 @@ void declareTrash(CLI::App& app, Request& request)
                 ->type_name("N")
                 ->check(CLI::NonNegativeNumber);
         }
-        addJson(command, options->json);
+        addOutput(command, options->json);
         command.footer("Exit status: 0 done, 1 something could not be done, 2 usage, 3 refused.");
         command.callback([options, &request] { request = *options; });
     }
@@ -257,7 +260,7 @@ void declareForget(CLI::App& app, Request& request)
     const auto options = std::make_shared<ForgetOptions>();
     CLI::App& command = *app.add_subcommand("forget", "Forget what both homes agreed on, and all recorded conflicts");
     command.add_option("LOCAL", options->localHome, "The local home")->required()->type_name("");
-    addJson(command, options->json);
+    addOutput(command, options->json);
     command.footer("Both homes and their trash stay as they are; the next sync runs as a first one.\n"
                    "Exit status: 0 done, 3 refused.");
     command.callback([options, &request] { request = *options; });

@@ -1,6 +1,7 @@
 #include "output.h"
 
 #include "braid/text/folding.h"
+#include "colour.h"
 #include "json.h"
 #include "words.h"
 
@@ -36,6 +37,12 @@ std::string jsonCounts(const std::map<std::string, std::uint64_t>& counts)
     return object.str();
 }
 
+Colour colourOf(PlannedChange::What what)
+{
+    if (what == PlannedChange::What::Create) return Colour::Good;
+    return what == PlannedChange::What::Delete ? Colour::Wrong : Colour::Open;
+}
+
 const char* changeWord(PlannedChange::What what)
 {
     switch (what) {
@@ -64,7 +71,8 @@ std::string plainChanges(const std::vector<PlannedChange>& changes)
 {
     std::string out;
     for (const PlannedChange& change : changes) {
-        out += std::string{placeWord(change.where)} + ": " + changeWord(change.what) + " ";
+        out += std::string{placeWord(change.where)} + ": " + coloured(changeWord(change.what), colourOf(change.what)) +
+               " ";
         if (!change.from.empty()) out += text::printable(change.from) + " -> ";
         out += text::printable(change.path) + "\n";
     }
@@ -118,10 +126,10 @@ std::string plainMatters(const PassReport& report)
 {
     std::string out;
     for (const Conflict& conflict : report.conflicts) {
-        out += "conflict (" + conflict.kind + "): " + text::printable(conflict.path) + "\n";
+        out += coloured("conflict (" + conflict.kind + "): ", Colour::Wrong) + text::printable(conflict.path) + "\n";
     }
     for (const ItemError& error : report.errors) {
-        out += "error: " + text::printable(error.path) + ": " + error.message + "\n";
+        out += coloured("error: ", Colour::Wrong) + text::printable(error.path) + ": " + error.message + "\n";
     }
     return out;
 }
@@ -138,7 +146,7 @@ std::string plainReport(const PassReport& report, bool dryRun)
         out += "left alone (no file, folder or link): " + text::printable(path) + "\n";
     }
     if (report.result == kPassSucceeded && report.conflicts.empty() && report.errors.empty() && !dryRun) {
-        out += "Both homes are in step.\n";
+        out += coloured("Both homes are in step.", Colour::Good) + "\n";
     }
     return out;
 }

@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "braid/text/folding.h"
+#include "colour.h"
 #include "commands.h"
 #include "json.h"
 #include "words.h"
@@ -41,6 +42,12 @@ std::string jsonStatus(const StatusOptions& options, const HomeStatus& status)
     return object.str() + "\n";
 }
 
+/// What waits for a person stands out.
+std::string counted(std::size_t count)
+{
+    return count == 0 ? "0" : coloured(std::to_string(count), Colour::Wrong);
+}
+
 std::string plainStatus(const StatusOptions& options, const HomeStatus& status)
 {
     std::string out = "Local home:    " + text::printable(options.localHome.native());
@@ -50,8 +57,8 @@ std::string plainStatus(const StatusOptions& options, const HomeStatus& status)
         out += "Network home:  " + home + " (" + partner->id + ")\n";
         out += "Last pass:     " + timeText(partner->lastPass * kNanosecondsPerSecond) + "\n";
         out += "In step:       " + std::to_string(partner->items) + " items\n";
-        out += "Conflicts:     " + std::to_string(status.matters.conflicts.size()) + "\n";
-        out += "Not synced:    " + std::to_string(status.matters.errors.size()) + "\n";
+        out += "Conflicts:     " + counted(status.matters.conflicts.size()) + "\n";
+        out += "Not synced:    " + counted(status.matters.errors.size()) + "\n";
     } else {
         out += "Network home:  none; this home was never synced\n";
     }
