@@ -215,7 +215,8 @@ void Laws::agree(const PassReport& report, const PassSettings& settings, const V
     for (const std::string& path : paths) {
         const Seen& local = seenAt(after.local, path);
         const auto job = coverage.jobOfPath(path);
-        if (!job || !report.jobStatus[*job].name.empty()) {
+        const bool isError = std::ranges::find(report.errors, path, &ItemError::path) != report.errors.end();
+        if (!job || !report.jobStatus[*job].name.empty() || isError) {
             mUnsure.insert(path); // comes back without trust if either side changed
         } else if (local.holdsSame(seenAt(after.network, path))) {
             mUnsure.erase(path);
