@@ -8,11 +8,9 @@
 #include "bus_service.h"
 #include "conflicts_process.h"
 #include "inotify_watcher.h"
-#include "platform/linux/far_link.h"
-#include "platform/linux/far_services.h"
-#include "platform/linux/file_system.h"
 #include "platform/linux/message_port.h"
 #include "platform/linux/run_loop.h"
+#include "server_question.h"
 #include "sync_agent.h"
 #include "threaded_pass_engine.h"
 #include "util/debug_log.h"
@@ -33,14 +31,9 @@ constexpr double kLoginPatienceSeconds = 8;
 // Whoever ended the engine before looks for its name ten times a second, and shall see that it is gone.
 constexpr double kNamePauseSeconds = 1;
 // A pass that obeys has ended by then; one that does not is stuck in a call to a server that does not answer.
-constexpr double kNameGoneSeconds = 0.15;
+constexpr double kNameGoneSeconds = 0.1;
 // Killing it there loses nothing.
 constexpr double kLongestEndSeconds = 5;
-
-// For one question to a server while a pass waits for it too. It is asked as often as the pass is looked at.
-constexpr platform::FarLink::Limits kServerPatience{.answer = std::chrono::seconds(3),
-                                                    .answerAfterSilence = std::chrono::seconds(3),
-                                                    .silence = std::chrono::seconds(0)};
 
 QString latin(const char* text)
 {
@@ -52,11 +45,12 @@ QString latin(const char* text)
 struct EngineProcess::Serving {
     Serving(EngineProcess& process, const PostToMain& post)
         : port(platform::makeMessagePort()), shares(*port, process.mCodec), store(process.mCodec, process.mHome),
-          setAside(process.mCodec, process.mHome), farLink(process.mCodec, kServerPatience),
-          files(platform::makeFarFileSystem(*nearFiles, farLink)), passes(process.mHome, shares, post),
+          setAside(process.mCodec, process.mHome), question(post), passes(process.mHome, shares, post),
           engine(
               passes, *process.mRunLoop, [this] { return passes.networkHome(); },
-              [this](const std::string& home) { return files->reach(home); }),
+              [this](const std::string& home, std::function<void()> answered) {
+                  question.ask(home, std::move(answered));
+              }),
           watcher(process.mHome, post), conflictsApp(process.mBus),
           syncAgent({*process.mRunLoop, store, setAside, engine, watcher, conflictsApp},
                     process.mKind == AgentPlace::Kind::Session),
@@ -68,9 +62,7 @@ struct EngineProcess::Serving {
     Shares shares;
     SyncSetStore store;
     SetAside setAside;
-    platform::FarLink farLink;
-    std::unique_ptr<platform::FileSystem> nearFiles = platform::makeFileSystem();
-    std::unique_ptr<platform::FileSystem> files;
+    ServerQuestion question;
     ThreadedPassEngine passes;
     WatchedPassEngine engine;
     InotifyWatcher watcher;
@@ -181,9 +173,9 @@ void EngineProcess::finish(End end)
     mEnd = end;
     mTimer.invalidate();
     if (mServing && mIsEnding) leaveBus();
-    if (mServing && mServing->engine.isStuck()) {
+    if (mServing && (mServing->engine.isStuck() || mServing->question.isUnderWay())) {
         // Nothing waits for a server that may never come back.
-        DebugLog(1, "agent: ending without the pass that was given up");
+        DebugLog(1, "agent: ending without what waits for the server");
         if (end == End::Again) mStartAnew();
         ::_exit(0);
     }

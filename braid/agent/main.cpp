@@ -14,8 +14,6 @@
 #include "local_home.h"
 #include "platform/linux/bus_connection.h"
 #include "platform/linux/directory_service.h"
-#include "platform/linux/far_protocol.h"
-#include "platform/linux/far_worker.h"
 #include "platform/linux/property_list_codec.h"
 #include "platform/linux/system_log.h"
 #include "util/debug_log.h"
@@ -73,8 +71,6 @@ int refuse(int status, const std::string& reason)
 
 int main(int count, char** arguments)
 {
-    const bool isWorker = count == 2 && std::strcmp(arguments[1], platform::far::kWorkerArgument) == 0;
-    if (isWorker) return platform::runFarWorker();
     const auto wanted = read(count, arguments);
     if (!wanted) return refuse(kExitUsage, "usage: BraidAgent -uid N [--session]");
     if (wanted->uid != ::getuid() || wanted->uid != ::geteuid()) {

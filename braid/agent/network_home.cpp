@@ -44,7 +44,9 @@ std::variant<ReachedHome, Refusal> openShare(const std::string& url, Shares& sha
     return ReachedHome{std::move(path), std::move(hold)};
 }
 
-std::variant<ReachedHome, Refusal> placeOf(const NetworkHome& home, Shares& shares)
+} // namespace
+
+std::variant<ReachedHome, Refusal> findNetworkHome(const NetworkHome& home, Shares& shares)
 {
     if (home.path) return ReachedHome{*home.path, shares.hold(*home.path)};
     if (!home.shareURL) return Refusal{EDESTADDRREQ, "nothing says where the network home is"};
@@ -55,21 +57,16 @@ std::variant<ReachedHome, Refusal> placeOf(const NetworkHome& home, Shares& shar
     return share;
 }
 
-} // namespace
-
-std::variant<ReachedHome, Refusal> reachNetworkHome(const NetworkHome& home, Shares& shares)
+std::optional<Refusal> whyNoHome(const std::string& path)
 {
-    auto place = placeOf(home, shares);
-    const auto* reached = std::get_if<ReachedHome>(&place);
-    if (reached == nullptr) return place;
     struct stat status {
     };
-    if (::stat(platform::systemPath(reached->path).c_str(), &status) != 0) {
+    if (::stat(platform::systemPath(path).c_str(), &status) != 0) {
         const int error = errno;
-        return Refusal{error, "the network home \"" + reached->path + "\" is not there: " + inWords(error)};
+        return Refusal{error, "the network home \"" + path + "\" is not there: " + inWords(error)};
     }
-    if (!S_ISDIR(status.st_mode)) return Refusal{ENOTDIR, "the network home \"" + reached->path + "\" is not a folder"};
-    return place;
+    if (!S_ISDIR(status.st_mode)) return Refusal{ENOTDIR, "the network home \"" + path + "\" is not a folder"};
+    return std::nullopt;
 }
 
 } // namespace braid::agent

@@ -32,8 +32,10 @@ struct ReachedHome {
     std::unique_ptr<Shares::Hold> hold; ///< Keeps its share mounted; null where nobody takes it away.
 };
 
-/// Finds the folder that is the network home; without a path it has the share mounted. Looks at the folder, which may
-/// take long when its server does not answer.
-std::variant<ReachedHome, Refusal> reachNetworkHome(const NetworkHome& home, Shares& shares);
+/// Finds the place of the network home; without a path it has the share mounted. Does not look whether it is there.
+std::variant<ReachedHome, Refusal> findNetworkHome(const NetworkHome& home, Shares& shares);
+
+/// Looks at the folder that is to be the network home, which may take long when its server does not answer.
+std::optional<Refusal> whyNoHome(const std::string& path);
 
 } // namespace braid::agent

@@ -205,6 +205,7 @@ void SyncAgent::startPass(Request wanted, Cause cause)
     mPassStart = mUses.runLoop.now();
     mCause = cause;
     mHasAsked = cause == Cause::Person;
+    if (cause != Cause::Person) mLastResult = kPassSucceeded;
     mProgress = Progress{};
     mProgress.state = PassState::Starting;
     mSchedule.passStarted();

@@ -115,10 +115,11 @@ PassResult Work::run()
 
 Work::Refused Work::reach()
 {
-    auto found = reachNetworkHome(mRequest.networkHome, mShares);
+    auto found = findNetworkHome(mRequest.networkHome, mShares);
     if (const auto* refused = std::get_if<Refusal>(&found)) return failed(refused->code, refused->reason);
     mNetwork = std::get<ReachedHome>(std::move(found));
     mOnFound(mNetwork.path);
+    if (const auto refused = whyNoHome(mNetwork.path)) return failed(refused->code, refused->reason);
     return std::nullopt;
 }
 

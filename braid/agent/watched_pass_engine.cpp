@@ -1,5 +1,6 @@
 #include "watched_pass_engine.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <tuple>
 #include <utility>
@@ -14,9 +15,11 @@ namespace
 
 using platform::seconds;
 
-constexpr double kLookSeconds = 2;
+constexpr double kLookSeconds = 1;
 constexpr double kQuietSeconds = 5;
-constexpr int kMostUnanswered = 2;
+constexpr double kPatienceSeconds = 6;
+// Who asked a pass to stop has plans: it obeys at once, or it stands at the server.
+constexpr double kPatienceWithStoppedSeconds = 2;
 
 /// Passes tell where they are ten times a second, also when they stand still.
 bool isFurther(const Progress& before, const Progress& now)
@@ -28,32 +31,32 @@ bool isFurther(const Progress& before, const Progress& now)
     return place(before) != place(now);
 }
 
-PassResult silentServer(const std::string& home)
+PassResult silentServer(const std::string& home, bool isStopped = false)
 {
     PassResult result;
-    result.report.result = ETIMEDOUT;
+    result.report.result = isStopped ? kPassAborted : ETIMEDOUT;
     result.report.reason = "the server of \"" + home + "\" does not answer";
     return result;
 }
 
 } // namespace
 
-WatchedPassEngine::WatchedPassEngine(PassEngine& engine, platform::RunLoop& runLoop, WhichHome whichHome,
-                                     Answers answers)
-    : mEngine(engine), mRunLoop(runLoop), mWhichHome(std::move(whichHome)), mAnswers(std::move(answers))
+WatchedPassEngine::WatchedPassEngine(PassEngine& engine, platform::RunLoop& runLoop, WhichHome whichHome, Ask ask)
+    : mEngine(engine), mRunLoop(runLoop), mWhichHome(std::move(whichHome)), mAsk(std::move(ask))
 {
 }
 
 void WatchedPassEngine::start(PassRequest request, OnProgress onProgress, OnMatters onMatters, OnEnd onEnd)
 {
     if (mIsStuck) {
-        mRefusal = mRunLoop.after({}, [this, onEnd = std::move(onEnd)] { onEnd(silentServer(mWhichHome())); });
+        mSoon = mRunLoop.after({}, [this, onEnd = std::move(onEnd)] { onEnd(silentServer(mWhichHome())); });
         return;
     }
     mOnEnd = std::move(onEnd);
     mLastSign = mRunLoop.now();
     mProgress = {};
-    mUnanswered = 0;
+    mAsked.reset();
+    mIsStopped = false;
     mTimer = mRunLoop.every(seconds(kLookSeconds), [this] { look(); });
     mEngine.start(
         std::move(request),
@@ -68,21 +71,37 @@ void WatchedPassEngine::start(PassRequest request, OnProgress onProgress, OnMatt
         [this](const PassResult& result) { ended(result); });
 }
 
+void WatchedPassEngine::stop()
+{
+    mEngine.stop();
+    mIsStopped = true;
+    if (mOnEnd) mSoon = mRunLoop.after({}, [this] { look(); });
+}
+
 void WatchedPassEngine::look()
 {
+    const auto now = mRunLoop.now();
     const auto home = mWhichHome();
-    if (mRunLoop.now() - mLastSign < seconds(kQuietSeconds) || home.empty() || mAnswers(home)) {
-        mUnanswered = 0;
-    } else if (++mUnanswered == kMostUnanswered) {
-        giveUp();
+    const bool isQuiet = mIsStopped || now - mLastSign >= seconds(kQuietSeconds);
+    if (!isQuiet || home.empty()) return;
+    if (mAsked) {
+        // A sign of life after the question is as good as its answer.
+        const auto patience = seconds(mIsStopped ? kPatienceWithStoppedSeconds : kPatienceSeconds);
+        if (now - std::max(*mAsked, mLastSign) >= patience) giveUp();
+        return;
     }
+    mAsked = now;
+    mAsk(home, [this, question = ++mQuestion] {
+        if (question == mQuestion) mAsked.reset();
+    });
 }
 
 void WatchedPassEngine::giveUp()
 {
-    const auto result = silentServer(mWhichHome());
+    const auto result = silentServer(mWhichHome(), mIsStopped);
     roamer::DebugLog(0, "pass: %s, going on without it", result.report.reason.c_str());
     mTimer.invalidate();
+    mSoon.invalidate();
     mIsStuck = true;
     mEngine.stop(); // for when the server is back
     std::exchange(mOnEnd, nullptr)(result);
@@ -91,6 +110,7 @@ void WatchedPassEngine::giveUp()
 void WatchedPassEngine::ended(const PassResult& result)
 {
     mTimer.invalidate();
+    if (mOnEnd) mSoon.invalidate();
     if (std::exchange(mIsStuck, false)) {
         roamer::DebugLog(1, "pass: the server is back, the pass that was given up has ended");
     } else {

@@ -26,10 +26,12 @@ struct WatchedPass : testing::Test {
     bool serverAnswers = true;
     int questions = 0;
     WatchedPassEngine engine{inner, loop, [this] { return home; },
-                             [this](const std::string&) {
+                             [this](const std::string&, std::function<void()> answered) {
                                  ++questions;
-                                 return serverAnswers;
+                                 if (serverAnswers) answered();
+                                 lateAnswer = std::move(answered);
                              }};
+    std::function<void()> lateAnswer;
     std::vector<int> results;
 };
 
@@ -46,8 +48,9 @@ TEST_F(WatchedPass, MayTakeItsTimeWhileItsServerAnswers)
     loop.runForSeconds(3600);
     EXPECT_GT(questions, 100);
     serverAnswers = false;
-    loop.runForSeconds(2);
-    serverAnswers = true; // once is no silence
+    loop.runForSeconds(4);
+    lateAnswer(); // takes its time
+    serverAnswers = true;
     loop.runForSeconds(60);
     home.clear();
     serverAnswers = false; // nor is a server that is not known yet
@@ -57,12 +60,23 @@ TEST_F(WatchedPass, MayTakeItsTimeWhileItsServerAnswers)
     EXPECT_FALSE(engine.isStuck());
 }
 
+TEST_F(WatchedPass, EndsAsStoppedWhenItIsStoppedWhileItsServerIsSilent)
+{
+    serverAnswers = false;
+    start();
+    loop.runForSeconds(1);
+    engine.stop();
+    loop.runForSeconds(2.1);
+    EXPECT_EQ(results, std::vector{braid::kPassAborted});
+    EXPECT_TRUE(engine.isStuck());
+}
+
 TEST_F(WatchedPass, IsGivenUpWithASilentServerAndComesBackWithIt)
 {
     serverAnswers = false;
     start();
     auto standing = loop.every(platform::seconds(0.1), [this] { inner.progress({}); });
-    loop.runForSeconds(10);
+    loop.runForSeconds(11);
     standing.invalidate();
     EXPECT_EQ(results, std::vector{ETIMEDOUT});
     EXPECT_TRUE(engine.isStuck());
