@@ -8,6 +8,7 @@
 #include "account.h"
 #include "colour.h"
 #include "commands.h"
+#include "engine_view.h"
 #include "network_home.h"
 #include "pass_watcher.h"
 #include "platform/failure.h"
@@ -49,7 +50,11 @@ ExitStatus explainNoPass()
     auto opened = Account::open(std::nullopt);
     if (auto* account = std::get_if<std::unique_ptr<Account>>(&opened)) {
         const auto reached = NetworkHome::reach(**account, std::nullopt);
-        if (const auto* problem = std::get_if<std::string>(&reached)) reason = *problem;
+        if (const auto* problem = std::get_if<std::string>(&reached)) {
+            reason = *problem;
+        } else if (const auto fault = std::get<std::unique_ptr<NetworkHome>>(reached)->whyNotWritable(**account)) {
+            reason = *fault;
+        }
     } else {
         reason = std::get<std::string>(opened);
     }
@@ -72,12 +77,12 @@ std::string whyFailed(const Dictionary& status, std::int64_t result)
     return words.why + "; " + words.help + ".";
 }
 
-/// Follows the pass that was asked for to its end.
-ExitStatus followPass(PassWatcher& watcher, const std::function<bool()>& mayStillCome)
+/// Follows the pass that was asked for to its end; nothing when none began, or it broke off.
+std::optional<ExitStatus> followPass(PassWatcher& watcher, const std::function<bool()>& mayBegin)
 {
     const bool onTerminal = isatty(STDERR_FILENO) != 0;
-    const auto status = watcher.waitForPass(kStartPatience, onTerminal ? showProgress : nullptr, mayStillCome);
-    if (!status) return explainNoPass();
+    const auto status = watcher.waitForPass(kStartPatience, onTerminal ? showProgress : nullptr, mayBegin);
+    if (!status) return std::nullopt;
     if (onTerminal) std::fprintf(stderr, "\r\033[K");
     if (const auto result = watcher.lastResult().value_or(0); result != 0) {
         complain("the sync did not come to its end. " + whyFailed(watcher.lastBusyStatus(), result) +
@@ -110,7 +115,16 @@ ExitStatus syncWithoutServer(PassWatcher& watcher)
         return runs;
     });
     if (runs) waitpid(child, nullptr, 0);
-    return status;
+    return status ? *status : explainNoPass();
+}
+
+/// An agent that was still closing an earlier sync did not hear, and ends with that sync.
+ExitStatus followServer(PassWatcher& watcher)
+{
+    bool serves = true;
+    const auto status = followPass(watcher, [&serves] { return serves = agentServes(); });
+    if (status) return *status;
+    return serves ? explainNoPass() : syncWithoutServer(watcher);
 }
 
 void send(MessageOptions::Message message, platform::Pavo_Server& server)
@@ -140,7 +154,7 @@ ExitStatus run(const MessageOptions& options)
         return refuse("the agent does not answer: " + failure.reason() +
                       ". \"systemctl --user restart roamer\" starts it anew.");
     }
-    if (server != nullptr) return waits ? followPass(watcher, [] { return true; }) : kDone;
+    if (server != nullptr) return waits ? followServer(watcher) : kDone;
     if (messaging->defaultConnection() == nullptr)
         return refuse("there is no message bus in this session; a login through the greeter, or \"dbus-run-session\", "
                       "makes one.");

@@ -126,16 +126,19 @@ void declareViews(CLI::App& app, Request& request)
 
 void addTruth(CLI::App& command, FirstSyncOptions::Truth& truth)
 {
-    static const std::map<std::string, FirstSyncOptions::Truth> kWords = {
-        {"both", FirstSyncOptions::Truth::Both},
-        {"local", FirstSyncOptions::Truth::Local},
-        {"network", FirstSyncOptions::Truth::Network},
+    using Truth = FirstSyncOptions::Truth;
+    static const std::map<std::string, Truth> kWords = {
+        {"both", Truth::Both}, {"local", Truth::Local}, {"network", Truth::Network}};
+    const auto understand = [&truth](const std::string& word) {
+        const auto known = kWords.find(word);
+        if (known == kWords.end())
+            throw CLI::ValidationError("--truth takes both, local or network, not \"" + word + "\"");
+        truth = known->second;
     };
     command
-        .add_option("--truth", truth,
-                    "Which home holds the truth where both have an item that differs: local or network wins; both, "
-                    "without this option, asks you")
-        ->transform(CLI::CheckedTransformer(kWords).description(""))
+        .add_option_function<std::string>("--truth", understand,
+                                          "Which home holds the truth where both have an item that differs: local or "
+                                          "network wins; both, without this option, asks you")
         ->type_name("both|local|network");
 }
 

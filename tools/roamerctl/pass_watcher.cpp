@@ -45,8 +45,8 @@ std::optional<Dictionary> PassWatcher::waitForPass(std::chrono::seconds patience
     QTimer tick; // so that the wait for a signal ends now and then
     tick.start(std::chrono::milliseconds(500));
     const auto mayStillCome = [&] {
-        return mHasBegun ? mBus.hasOwner(braid::protocol::kBusName)
-                         : std::chrono::milliseconds(waited.elapsed()) < patience && mayBegin();
+        const std::chrono::milliseconds elapsed(waited.elapsed());
+        return mHasBegun ? mBus.hasOwner(braid::protocol::kBusName) : elapsed < patience && mayBegin();
     };
     while (!mHasEnded && mayStillCome())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);

@@ -24,6 +24,7 @@ public:
 
     /// Waits for the next pass to begin, so long at most and while `mayBegin`, and then for its end. The last status of
     /// it; nothing when none began or the engine went away in it. `onStatus` gets each status of a pass under way.
+    /// `mayBegin` is asked about twice a second.
     std::optional<Dictionary> waitForPass(std::chrono::seconds patience,
                                           const std::function<void(const Dictionary&)>& onStatus,
                                           const std::function<bool()>& mayBegin);
