@@ -76,7 +76,8 @@ void Alerts::doNothingToSyncMsg(bool atLogin)
                                              .msg = text("PAVO_NOTHING_MESSAGE"),
                                              .btn = text(kOKButton),
                                              .btnAlt = &settingsButton});
-    if (!isDone) openSyncSettings();
+    // A process that is to end has asked nobody.
+    if (!isDone && !mRunLoop.waitsShallEnd()) openSyncSettings();
 }
 
 void Alerts::openSyncSettings()

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/failure.h"
 #include "tests/fakes/fake_bundles.h"
 #include "tests/fakes/fake_object_messaging.h"
 #include "tests/fakes/fake_run_loop.h"
@@ -161,6 +160,9 @@ TEST_F(Alerts, NothingToSyncLeadsToTheSettings)
     alerts.doNothingToSyncMsg(false);
     const std::pair<std::string, std::string> pane{"com.kestrel.preferences.users", "mobilityPref"};
     EXPECT_EQ(settings.revealed, std::vector{pane});
+    runLoop.endWaits();
+    alerts.doNothingToSyncMsg(false);
+    EXPECT_EQ(settings.revealed.size(), 1U) << "nobody was asked";
 }
 
 } // namespace
