@@ -68,9 +68,9 @@ bool makeLogDirectory(const std::string& path)
 {
     std::error_code error;
     if (fs::is_directory(path, error)) return true;
-    if (!fs::create_directories(path, error)) return false;
-    setMode(path, kLogDirectoryMode);
-    return true;
+    // Another process that starts at the same time may have been quicker.
+    if (fs::create_directories(path, error)) setMode(path, kLogDirectoryMode);
+    return !error;
 }
 
 bool isMaskMode(std::int32_t debugLevel)
