@@ -235,10 +235,11 @@ PassRun::Stop PassRun::startArchiveAfresh()
 
 PassRun::Stop PassRun::planWithArchive()
 {
+    PerPeer<ReadFiles> read;
     WalkContext context{
-        mHomePointers, *mArchive, mCoverage, mPools, mStop, mTrustsArchive, [this](const std::string& folder) {
-            mReporter.at(folder);
-        }};
+        mHomePointers, *mArchive, mCoverage,      mPools,
+        read,          mStop,     mTrustsArchive, [this](const std::string& folder) {
+            mReporter.at(folder); }};
     mArchive->beginReading();
     mPlan = planPass(context);
     mArchive->endReading();

@@ -34,8 +34,8 @@ class Judge
 {
 public:
     Judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const PerPeer<Stat>& stats,
-          const std::stop_token& stop)
-        : mHomes(homes), mFolder(folder), mName(name), mStats(stats), mStop(stop)
+          PerPeer<ReadFiles>& read, const std::stop_token& stop)
+        : mHomes(homes), mFolder(folder), mName(name), mStats(stats), mRead(read), mStop(stop)
     {
     }
 
@@ -54,6 +54,7 @@ private:
     FolderPair& mFolder;
     const std::string& mName;
     const PerPeer<Stat>& mStats;
+    PerPeer<ReadFiles>& mRead;
     const std::stop_token& mStop;
 
     const Entry* mEntry = nullptr;
@@ -132,13 +133,16 @@ bool Judge::judgeAttributes(Peer peer)
 
 bool Judge::read(Peer peer)
 {
+    const Stat& stat = mStats[peer];
+    if (!mDigest[peer] && stat.linked) mDigest[peer] = mRead[peer].find(stat);
     if (mDigest[peer]) return true;
     const auto folder = mFolder.on(peer);
     if (!folder) return fail(peer, folder.problem());
-    const auto digest = mStats[peer].kind == Kind::Link ? digestLink(*folder, mName.c_str())
-                                                        : digestFile(*folder, mName.c_str(), mStats[peer], mStop);
+    const auto digest =
+        stat.kind == Kind::Link ? digestLink(*folder, mName.c_str()) : digestFile(*folder, mName.c_str(), stat, mStop);
     if (!digest) return fail(peer, digest.problem());
     mDigest[peer] = *digest;
+    if (stat.linked) mRead[peer].keep(stat, *digest);
     return true;
 }
 
@@ -272,9 +276,9 @@ bool stillLooksLike(const Stat& stat, const Entry& entry, Peer peer)
 }
 
 Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const Entry* entry,
-                const PerPeer<Stat>& stats, const std::stop_token& stop)
+                const PerPeer<Stat>& stats, PerPeer<ReadFiles>& read, const std::stop_token& stop)
 {
-    return Judge{homes, folder, name, stats, stop}.run(entry);
+    return Judge{homes, folder, name, stats, read, stop}.run(entry);
 }
 
 } // namespace braid

@@ -6,6 +6,7 @@
 #include "braid/archive/archive.h"
 #include "braid/home/home.h"
 #include "decide.h"
+#include "read_files.h"
 
 namespace braid
 {
@@ -43,8 +44,8 @@ Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes);
 bool stillLooksLike(const Stat& stat, const Entry& entry, Peer peer);
 
 /// Compares what both sides hold with what was agreed, reading content only where the figures leave a doubt. `entry`
-/// is null where nothing was agreed.
+/// is null where nothing was agreed. `read` is of this pass.
 Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const Entry* entry,
-                const PerPeer<Stat>& stats, const std::stop_token& stop);
+                const PerPeer<Stat>& stats, PerPeer<ReadFiles>& read, const std::stop_token& stop);
 
 } // namespace braid

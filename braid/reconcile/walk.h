@@ -8,6 +8,7 @@
 #include "braid/home/home.h"
 #include "braid/jobs/coverage.h"
 #include "plan.h"
+#include "read_files.h"
 
 namespace braid
 {
@@ -18,6 +19,7 @@ struct WalkContext {
     Archive& archive;
     const Coverage& coverage;
     PerPeer<ListingPool>& pools;
+    PerPeer<ReadFiles>& read;
     std::stop_token stop;
     bool trustsArchive = true; ///< False: a first sync, nothing was ever agreed and nothing is deleted.
     std::function<void(const std::string& folder)> onFolder;
