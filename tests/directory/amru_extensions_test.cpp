@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "tests/directory/record_fixture.h"
 
 namespace roamer
@@ -69,17 +67,6 @@ TEST_F(AmruExtensionsTest, LocalByNodeName)
     EXPECT_TRUE(moved.rawIsLocal()) << "the failure is not remembered";
     EXPECT_FALSE(moved.isLocal());
     EXPECT_TRUE(record(kUserRecordType, {}).isLocal());
-}
-
-TEST_F(AmruExtensionsTest, Timestamps)
-{
-    const std::pair<const char*, double> cases[] = {
-        {"2001-01-02T01:02:03Z", 90123},        {"1900-01-01T00:00:00Z", -2147483637.0},
-        {"9999-12-31T23:59:59Z", 2147483637.0}, {"2023-02-29T00:00:00Z", AmruVEXRecord::kNoTimestamp},
-        {"", AmruVEXRecord::kNoTimestamp},
-    };
-    for (const auto& [text, seconds] : cases)
-        EXPECT_EQ(record(kUserRecordType, {{kTimestampAttribute, Array{text}}}).vexTimestamp(), seconds) << text;
 }
 
 } // namespace

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "tests/directory/record_fixture.h"
 
 namespace roamer
@@ -25,6 +23,7 @@ TEST_F(AmruVEXRecordTest, TheOverrideWinsAndHides)
         context, live, Dictionary{{kHomeAttribute, Array{}}, {kLongNameAttribute, Array{"Other"}}});
     EXPECT_EQ(record.home(), std::nullopt);
     EXPECT_EQ(record.longName(), "Other");
+    EXPECT_EQ(record.recordDetailsForAttributes(std::nullopt), (Dictionary{{kLongNameAttribute, Array{"Other"}}}));
     EXPECT_TRUE(live->asked.empty()) << "what the override decides is not asked of the record";
 
     const auto copy = record;
@@ -59,34 +58,6 @@ TEST_F(AmruVEXRecordTest, TypeAndNameComeFromTheOverrideOrTheRecordItself)
     }
 }
 
-TEST_F(AmruVEXRecordTest, DetailsMergeWhatTheListAsksFor)
-{
-    const Dictionary live{{kLongNameAttribute, Array{"Jo"}}, {"axAttrTypeNative:shell", Array{"/bin/sh"}}};
-    const Dictionary override{{kLongNameAttribute, Array{"Other"}},
-                              {"axAttrTypeNative:shell", Array{}},
-                              {kCachedGroupsAttribute, Array{"g"}},
-                              {kUuidCache, Array{"u"}}};
-    const Dictionary standard{{kLongNameAttribute, Array{"Other"}}};
-    const Dictionary native{{kCachedGroupsAttribute, Array{"g"}}};
-    const Dictionary all{{kLongNameAttribute, Array{"Other"}}, {kCachedGroupsAttribute, Array{"g"}}};
-    struct Case {
-        const char* name;
-        std::optional<std::string> attribute;
-        std::optional<Dictionary> expected;
-    } const cases[] = {
-        {"all", {}, all},
-        {"standard ones", kAllStandardAttributes, standard},
-        {"native ones, one hidden", kAllNativeAttributes, native},
-        {"a private one by its name", kUuidCache, Dictionary{{kUuidCache, Array{"u"}}}},
-        {"only a hidden one: null, not empty", "axAttrTypeNative:shell", {}},
-    };
-    const auto record = *AmruVEXRecord::vexrecordWithRecord(context, user(live), override);
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(record.recordDetailsForAttribute(c.attribute), c.expected);
-    }
-}
-
 TEST_F(AmruVEXRecordTest, ValuesByType)
 {
     const std::string dictionary = xml("<dict><key>k</key><string>v</string></dict>");
@@ -105,21 +76,6 @@ TEST_F(AmruVEXRecordTest, ValuesByType)
     EXPECT_EQ(record.firstValueForAttributeIfXMLDictionary("array"), std::nullopt);
     EXPECT_EQ(record.firstValueForAttributeIfXMLPList("bytes"), PropertyList(Dictionary{{"k", "v"}}));
     EXPECT_EQ(record.firstValueForAttributeIfXMLPList("number"), std::nullopt);
-}
-
-TEST_F(AmruVEXRecordTest, RecordsWrittenInAnAttribute)
-{
-    const auto group = xml("<dict><key>axAttrTypeStandard:RecordName</key><array><string>staff</string></array>"
-                           "<key>axAttrTypeStandard:RealName</key><string>Staff</string></dict>");
-    const auto record = *AmruVEXRecord::vexrecordWithOverride(
-        context, Dictionary{{kCachedGroupsAttribute, Array{"<damaged", group, 5, xml("<array/>"), bytes(group)}},
-                            {kCachedParentsAttribute, Array{"<damaged"}}});
-    const auto groups = record.cachedGroups();
-    ASSERT_TRUE(groups);
-    ASSERT_EQ(groups->size(), 2U);
-    EXPECT_EQ(groups->at(1).recordName(), "staff");
-    EXPECT_EQ(groups->at(0).longName(), "Staff") << "a value that is no array is taken as one of one";
-    EXPECT_EQ(record.cachedParents(), std::nullopt);
 }
 
 } // namespace

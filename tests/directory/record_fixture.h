@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <string>
-#include <utility>
-
 #include "directory/amru_vex_record.h"
 #include "directory/record_attributes.h"
 #include "platform/linux/property_list_codec.h"

@@ -1,13 +1,7 @@
 #pragma once
 
-#include <filesystem>
-#include <memory>
-#include <optional>
-#include <string>
-
 #include "home/home_locations.h"
 #include "home/roamer_preferences.h"
-#include "platform/bundle.h"
 #include "platform/linux/file_system.h"
 #include "platform/linux/preference_store.h"
 #include "platform/linux/property_list_codec.h"

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <sys/wait.h>
 #include <thread>

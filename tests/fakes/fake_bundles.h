@@ -1,11 +1,5 @@
 #pragma once
 
-#include <map>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "platform/bundle.h"
 
 namespace fakes

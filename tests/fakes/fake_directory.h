@@ -1,13 +1,5 @@
 #pragma once
 
-#include <algorithm>
-#include <map>
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "platform/directory_service.h"
 
 namespace fakes
@@ -30,29 +22,16 @@ public:
         return mAttributes.contains(attribute) ? *mAttributes.at(attribute).as<roamer::Array>()
                                                : std::optional<roamer::Array>();
     }
+    /// All of them, whatever is asked for.
     std::optional<roamer::Dictionary>
-    recordDetailsForAttributes(const std::optional<std::vector<std::string>>& attributes) const override
+    recordDetailsForAttributes(const std::optional<std::vector<std::string>>&) const override
     {
-        roamer::Dictionary details;
-        for (const auto& [name, values] : mAttributes) {
-            if (isWanted(name, attributes)) details[name] = values;
-        }
-        return details.empty() ? std::optional<roamer::Dictionary>() : details;
+        return mAttributes;
     }
 
     mutable std::vector<std::string> asked; ///< Attributes whose values were asked for, in order.
 
 private:
-    static bool isWanted(const std::string& name, const std::optional<std::vector<std::string>>& attributes)
-    {
-        if (!attributes) return true;
-        return std::any_of(attributes->begin(), attributes->end(), [&name](const std::string& wanted) {
-            return wanted == "axAttributesAll" || wanted == name ||
-                   (wanted == "axAttributesStandardAll" && name.starts_with("axAttrTypeStandard:")) ||
-                   (wanted == "axAttributesNativeAll" && name.starts_with("axAttrTypeNative:"));
-        });
-    }
-
     std::string mType;
     std::string mName;
     roamer::Dictionary mAttributes;

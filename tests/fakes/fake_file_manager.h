@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
-#include <string>
 
 #include "platform/file_manager.h"
 

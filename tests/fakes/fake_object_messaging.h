@@ -1,9 +1,7 @@
 #pragma once
 
 #include <map>
-#include <memory>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "platform/failure.h"

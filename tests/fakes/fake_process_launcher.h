@@ -2,8 +2,6 @@
 
 #include <functional>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "platform/failure.h"
 #include "platform/process_launcher.h"

@@ -1,10 +1,7 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
-#include <functional>
 #include <map>
-#include <utility>
 
 #include "platform/run_loop.h"
 

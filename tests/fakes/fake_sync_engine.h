@@ -1,15 +1,7 @@
 #pragma once
 
 #include <algorithm>
-#include <functional>
-#include <initializer_list>
-#include <memory>
-#include <optional>
-#include <set>
-#include <string>
 #include <tuple>
-#include <utility>
-#include <vector>
 
 #include "platform/failure.h"
 #include "platform/sync_engine.h"

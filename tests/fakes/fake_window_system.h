@@ -1,10 +1,6 @@
 #pragma once
 
-#include <functional>
-#include <memory>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "platform/window_system.h"
 

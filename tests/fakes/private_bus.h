@@ -43,7 +43,6 @@ public:
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
-
     /// The bus goes away under everybody's feet.
     void stop()
     {

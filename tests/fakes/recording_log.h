@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <string>
 #include <vector>
 
 #include "platform/system_log.h"

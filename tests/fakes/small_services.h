@@ -1,13 +1,8 @@
 #pragma once
 
-#include <array>
 #include <cerrno>
-#include <functional>
 #include <map>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "platform/disk_service.h"
 #include "platform/distributed_notifications.h"

@@ -1,17 +1,10 @@
 #pragma once
 
-#include <optional>
-#include <string>
-#include <variant>
-#include <vector>
-
 #include "flows/network_home_mount.h"
 #include "flows/refresh_preferences.h"
 #include "flows/sync_now.h"
 #include "home/home_unmount.h"
-#include "tests/fakes/fake_directory.h"
 #include "tests/fakes/fake_object_messaging.h"
-#include "tests/fakes/small_services.h"
 #include "tests/sync/sync_rig.h"
 #include "ui/alerts.h"
 

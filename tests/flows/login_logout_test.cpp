@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <tuple>
-
 #include "tests/flows/login_rig.h"
 
 namespace
@@ -124,6 +122,8 @@ void missingWithoutBackgroundSyncs(LoginRig& rig)
 TEST(LoginLogout, GoesAsFarAsItGetsAndGivesEverythingBack)
 {
     constexpr bool kLogin = true, kLogout = false;
+    constexpr const char *kMissing = "HOME_NET_HOME_MISSING", *kInUse = "HOME_IN_USE";
+    constexpr const char* kNewer = "HOME_NET_HOME_TIME_NEWER";
     struct Case {
         const char* name;
         bool atLogin;
@@ -141,21 +141,19 @@ TEST(LoginLogout, GoesAsFarAsItGetsAndGivesEverythingBack)
         {"no mount", kLogin, mountFails, 0, false, "", "mount engine periodic"},
         {"no mount", kLogout, mountFails, 65, false, "", "mount"},
         {"a stop during the mount", kLogin, stopTheMount, 0, false, "", "mount engine window periodic"},
-        {"no home there", kLogin, [](LoginRig& rig) { rig.mountOnAFile(); }, 0, false, "HOME_NET_HOME_MISSING",
+        {"no home there", kLogin, [](LoginRig& rig) { rig.mountOnAFile(); }, 0, false, kMissing,
          "mount unmount engine periodic"},
-        {"no home there, nor background syncs", kLogin, missingWithoutBackgroundSyncs, -61, false,
-         "HOME_NET_HOME_MISSING", "mount unmount engine"},
-        {"in use: later", kLogin, inUse<kDefault>, 0, false, "HOME_IN_USE", "mount unmount engine periodic"},
+        {"no home there, nor background syncs", kLogin, missingWithoutBackgroundSyncs, -61, false, kMissing,
+         "mount unmount engine"},
+        {"in use: later", kLogin, inUse<kDefault>, 0, false, kInUse, "mount unmount engine periodic"},
         {"in use: now, local home", kLogout, inUse<kAlternate, kOther>, 0, true, "HOME_IN_USEHOME_NET_HOME_TIME_NEWER",
          "mount unmount lock window pass saved completed"},
-        {"newer: network home", kLogin, newer<kDefault>, 0, true, "HOME_NET_HOME_TIME_NEWER",
+        {"newer: network home", kLogin, newer<kDefault>, 0, true, kNewer,
          "mount unmount lock engine window pass periodic saved"},
-        {"newer: later", kLogin, newer<kAlternate>, 0, false, "HOME_NET_HOME_TIME_NEWER",
-         "mount unmount engine periodic"},
+        {"newer: later", kLogin, newer<kAlternate>, 0, false, kNewer, "mount unmount engine periodic"},
         {"newer: the alert fails", kLogout, newerWithoutWords, 0, false, "", "mount unmount"},
         {"an unknown home would win", kLogin, neverSynced, 0, false, "", "mount unmount engine periodic"},
-        {"an unknown home loses", kLogout, neverSyncedButLocalWins, 0, false, "HOME_NET_HOME_TIME_NEWER",
-         "mount unmount"},
+        {"an unknown home loses", kLogout, neverSyncedButLocalWins, 0, false, kNewer, "mount unmount"},
         {"no engine", kLogin, noEngine, -10, false, "", "mount unmount"},
         {"no set", kLogin, noSet, 0, false, "", "mount unmount engine"},
         {"the engine refuses", kLogin, refuseToStart, 0, false, "", "mount unmount engine window pass periodic"},

@@ -1,12 +1,8 @@
 #pragma once
 
-#include <filesystem>
-#include <string>
-
 #include "flows/login_logout_sync.h"
 #include "platform/linux/file_manager.h"
 #include "tests/fakes/fake_process_launcher.h"
-#include "tests/fakes/small_services.h"
 #include "tests/flows/flow_rig.h"
 
 namespace flows_test

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <chrono>
-
 #include "tests/flows/flow_rig.h"
 
 namespace

@@ -44,21 +44,6 @@ TEST(HomeLocations, WhereTheNetworkHomeIs)
     }
 }
 
-TEST(HomeLocations, MakesAHomeThatIsValidWithItsMarker)
-{
-    fakes::AccountRig rig;
-    const auto home = rig.root.real("/srv/other/jo").string();
-    EXPECT_FALSE(rig.homes.directoryIsReadable(home));
-    EXPECT_TRUE(rig.homes.makeDirectoryPath(home));
-    EXPECT_TRUE(rig.homes.directoryIsReadable(home));
-    EXPECT_FALSE(rig.homes.isValidNetworkHome(home));
-    fakes::TempRoot::writeFile(home + "/.Braid", "a file will do");
-    EXPECT_TRUE(rig.homes.isValidNetworkHome(home));
-    EXPECT_TRUE(rig.homes.makeDirectoryPath(home)) << "a readable folder is left alone";
-    EXPECT_FALSE(rig.homes.makeDirectoryPath(home + "/.Braid/jo"));
-    EXPECT_EQ(fakes::TempRoot::readFile(home + "/.Braid"), "a file will do");
-}
-
 TEST(HomeLocations, NoFolderStandsInForAShareThatIsNotMounted)
 {
     fakes::AccountRig rig;

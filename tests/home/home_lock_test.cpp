@@ -1,7 +1,5 @@
-#include <array>
 #include <cerrno>
 #include <csignal>
-#include <functional>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>

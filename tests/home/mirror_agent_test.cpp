@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "tests/fakes/fake_process_launcher.h"
-#include "tests/fakes/fake_run_loop.h"
 #include "tests/fakes/fake_sync_engine.h"
 #include "tests/fakes/recording_log.h"
 #include "tests/fakes/small_services.h"

@@ -33,6 +33,9 @@ TEST(RoamerPreferences, TheManagedLayerWinsWholeAndForces)
 TEST(RoamerPreferences, SettingWritesTheUserFileAndIsSeenAtOnce)
 {
     AccountRig rig;
+    EXPECT_EQ(rig.preferences.getDefaultList(kExcludedAlways), std::nullopt);
+    rig.setDefaults({{kExcludedAlways, Array{"a"}}});
+    EXPECT_EQ(rig.preferences.getDefaultList(kExcludedAlways), Array{"a"}) << "looked for until it is found";
     rig.setManaged({{kIsNewMobileAccount, true}});
     const Date time = Date(std::chrono::milliseconds(1'764'000'000'250));
     rig.prefer(kRoamerTime, time); // makes the file

@@ -3,7 +3,6 @@
 #include "home/sync_times.h"
 #include "tests/fakes/account_rig.h"
 #include "tests/fakes/fake_run_loop.h"
-#include "tests/fakes/small_services.h"
 #include "tests/fakes/temp_environment.h"
 
 namespace
@@ -37,18 +36,9 @@ TEST(SyncTimes, BothPlacesGetTheSameInstantAndKeepTheRest)
     EXPECT_EQ(rig.preferences.getRoamerValue("mine"), PropertyList("stays"));
     EXPECT_EQ(rig.domains.dictionaryWithContentsOfFile(rig.copy),
               (Dictionary{{kRoamerTime, rig.loop.date()}, {"other", "stays"}}));
-}
-
-TEST(SyncTimes, ACopyThatIsDamagedOrCannotBeMade)
-{
-    TimesRig rig;
     fakes::TempRoot::writeFile(rig.copy, "damaged");
     rig.save(rig.share);
     EXPECT_EQ(rig.domains.dictionaryWithContentsOfFile(rig.copy), (Dictionary{{kRoamerTime, rig.loop.date()}}));
-    std::filesystem::remove_all(rig.networkHome + "/Library");
-    rig.loop.runForSeconds(60);
-    rig.save(rig.share);
-    EXPECT_FALSE(std::filesystem::exists(rig.networkHome + "/Library"));
 }
 
 TEST(SyncTimes, TheCopyIsNotWrittenThroughLinksOutOfTheHome)

@@ -1,7 +1,5 @@
 // The real BraidAgent and its real client: a bus, a system root and two homes of their own.
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <csignal>
 #include <regex>

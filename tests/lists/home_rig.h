@@ -1,10 +1,5 @@
 #pragma once
 
-#include <initializer_list>
-#include <memory>
-#include <string>
-#include <utility>
-
 #include "lists/sync_lists.h"
 #include "platform/linux/predicates.h"
 #include "tests/fakes/account_rig.h"

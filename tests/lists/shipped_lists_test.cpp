@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <string_view>
-#include <vector>
 
 #include "lists/exclusion_entry.h"
 #include "tests/lists/home_rig.h"

@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
-#include <functional>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/wait.h>

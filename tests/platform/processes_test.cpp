@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <csignal>
 #include <fcntl.h>
-#include <filesystem>
 #include <sstream>
 #include <sys/prctl.h>
 #include <sys/wait.h>

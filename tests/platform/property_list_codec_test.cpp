@@ -1,6 +1,5 @@
 #include "platform/linux/property_list_codec.h"
 
-#include <chrono>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
@@ -71,29 +70,6 @@ TEST_F(PropertyListForms, ReadsTextThatOthersWrite)
                      "<key>d</key><real>1e3</real><key>a</key><integer>-7</integer></dict></plist>";
     const Dictionary expected{{"a", -7}, {"b", "x<y>z"}, {"c", Data{std::byte{0}, std::byte{0xff}}}, {"d", 1000.0}};
     EXPECT_EQ(parsed(xml), PropertyList(expected));
-}
-
-TEST_F(PropertyListForms, ReadsABinaryDocumentOfAnotherWriter)
-{
-    // Made once with another implementation of the form.
-    constexpr std::string_view kHex =
-        "62706c6973743030d601020304050607101112061355617272617954646174615464617465546c6f6e675473616d6554"
-        "74657874a808090a0b0c0d0e0f100113ffffffffffffffff11012c1200011170130000010000000000233fe000000000"
-        "000009084200ff3341c85b19c28000005f10103031323334353637383961626364656668007a007700f6006c00660020"
-        "d83dde0008151b20252a2f343d3f484b5059626364677083000000000000010100000000000000140000000000000000"
-        "0000000000000094";
-    std::string bytes;
-    for (std::size_t i = 0; i < kHex.size(); i += 2)
-        bytes += static_cast<char>(std::stoi(std::string(kHex.substr(i, 2)), nullptr, 16));
-    const Dictionary expected{
-        {"array", Array{1, -1, 300, 70000, std::int64_t{1} << 40, 0.5, true, false}},
-        {"data", Data{std::byte{0}, std::byte{0xff}}},
-        {"date", seconds(1'795'554'309)},
-        {"text", "zwölf \xf0\x9f\x98\x80"},
-        {"same", "text"},
-        {"long", "0123456789abcdef"},
-    };
-    EXPECT_EQ(parsed(bytes), PropertyList(expected));
 }
 
 TEST_F(PropertyListForms, RefuseWhatTheyCannotHold)

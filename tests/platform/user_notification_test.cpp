@@ -106,14 +106,4 @@ TEST_F(UserNotification, AnythingButAnAnswerIsCancelledAndNeverTheDefault)
     }
 }
 
-TEST_F(UserNotification, AnAnswerCountsWhateverTheChildDoesBesides)
-{
-    const auto answer = answerText("<integer>1</integer>");
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(show("cat >/dev/null; sleep 30 & echo $! >left; cat answer", answer).flags, 1U);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << "what it leaves is not waited for";
-    ::kill(std::stoi(TempRoot::readFile(root.path() / "left")), SIGTERM);
-    EXPECT_TRUE(show("cat >/dev/null; cat answer", answerText("<integer>3</integer>")).succeeded) << "closed";
-}
-
 } // namespace

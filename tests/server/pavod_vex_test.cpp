@@ -126,6 +126,9 @@ TEST(StartPavo, NeedsFlowsABusAndItsNameButNoBundle)
     rig.messaging.published.clear();
     rig.bundles.bundles.clear();
     EXPECT_TRUE(rig.start());
+    const auto* first = roamer::gPavoServer.get();
+    EXPECT_FALSE(rig.start());
+    EXPECT_EQ(roamer::gPavoServer.get(), first) << "a second server is none";
 }
 
 } // namespace

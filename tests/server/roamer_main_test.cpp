@@ -97,21 +97,4 @@ TEST(RoamerMain, HandsACommandToTheAgentThatServesOrDropsIt)
     }
 }
 
-TEST(RoamerMain, CarriesACommandOutItselfWhereNobodyServes)
-{
-    MainRig rig;
-    rig.flows.whileRunning = [&] {
-        // Others that start meanwhile find this process.
-        EXPECT_TRUE(rig.messaging.published.contains("com.kestrel.roamer"));
-        EXPECT_EQ(rig.application.runs, 0);
-    };
-    EXPECT_EQ(rig.run({"-s"}), 0) << "the flow did not ask for the end";
-    EXPECT_THAT(rig.flows.started, ElementsAre("syncNow"));
-    EXPECT_THAT(rig.trace.codes, ElementsAre(kEntered, kEnded));
-
-    roamer::gPavoServer.reset();
-    EXPECT_TRUE(rig.endsProcess([&] { rig.run({"-r"}); })) << "a refresh always ends inside";
-    EXPECT_THAT(rig.flows.started, ElementsAre("syncNow", "refreshPreferences"));
-}
-
 } // namespace

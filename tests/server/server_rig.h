@@ -1,11 +1,5 @@
 #pragma once
 
-#include <functional>
-#include <memory>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "platform/application.h"
 #include "server/pavo_server.h"
 #include "tests/fakes/fake_bundles.h"

@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
-#include <filesystem>
-#include <functional>
 #include <set>
 #include <sys/stat.h>
 #include <sys/wait.h>

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <chrono>
-
 #include "tests/sync/sync_rig.h"
 
 namespace

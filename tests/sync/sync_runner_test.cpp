@@ -168,6 +168,23 @@ TEST(SyncRunner, AStopWhileCompletionIsShownIsForTheNextParts)
     }
 }
 
+TEST(SyncRunner, EndsWhenAnotherFlowsPassTookOver)
+{
+    PassRig rig;
+    rig.showWindow(kNowPeriodicSync);
+    SyncRunner::Outcome inner;
+    rig.loop.at(1.0, [&] {
+        rig.set.script(rig.loop, {{0.5, status(SyncSetStateIdle)}});
+        rig.runner.doSync(rig.engine.set, kLogoutPrefSync, 1, 1, true, true, true, &inner);
+        rig.texts.takeDownSyncProgress();
+        rig.set.result = -43;
+    });
+    EXPECT_EQ(rig.run(), 0);
+    EXPECT_TRUE(inner.syncCompleted);
+    EXPECT_FALSE(rig.outcome.syncCompleted || rig.outcome.wasCancelled);
+    EXPECT_FALSE(rig.set.hasCallback());
+}
+
 TEST(SyncRunner, AMissingTextIsRaisedAfterCleaningUp)
 {
     PassRig rig;

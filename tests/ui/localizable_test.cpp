@@ -1,8 +1,6 @@
 // The shipped texts against the code that asks for them.
 
-#include <filesystem>
 #include <gtest/gtest.h>
-#include <optional>
 #include <regex>
 #include <set>
 

@@ -4,7 +4,6 @@
 
 #include "tests/fakes/account_rig.h"
 #include "tests/fakes/fake_window_system.h"
-#include "tests/fakes/small_services.h"
 #include "ui/frame_text.h"
 
 namespace

@@ -35,6 +35,8 @@ TEST(RelativeDates, NearDaysHaveNames)
          "31.12.26"},
         {"days are local ones", "Asia/Tokyo", utc(2026, 5, 14, 14, 0), utc(2026, 5, 14, 15, 30), "Tomorrow at 00:30",
          "Tomorrow"},
+        {"years too", "America/New_York", utc(2027, 1, 1, 3, 0), utc(2026, 12, 31, 4, 0), "Yesterday at 23:00",
+         "Gestern"},
         {"across the start of summer time", "Europe/Berlin", utc(2026, 3, 29, 21, 30), utc(2026, 3, 28, 23, 30),
          "Heute um 00:30", "Heute"},
         {"before 1970", "Europe/Berlin", utc(2026, 5, 14, 12, 0), utc(1965, 7, 1, 0, 0), "01.07.65 01:00", "01.07.65"},

@@ -1,8 +1,5 @@
-#include <gtest/gtest.h>
-
 #include <csignal>
 
-#include "platform/linux/user_notification.h"
 #include "windows_rig.h"
 
 namespace

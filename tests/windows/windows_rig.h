@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "platform/linux/application.h"
 #include "platform/linux/bundle.h"
 #include "platform/linux/property_list_codec.h"
