@@ -10,6 +10,7 @@ import signal
 import subprocess
 import tempfile
 import time
+import unittest
 import urllib.parse
 from pathlib import Path
 
@@ -17,6 +18,7 @@ BUILD = Path(os.environ["ROAMER_BUILD_DIR"])
 AGENT = "System/Library/Hearth/Custodia.app/Contents/ZilOS/roamer"
 ENGINE = "System/Library/Hearth/BraidAgent.app/Contents/ZilOS/BraidAgent"
 USER = pwd.getpwuid(os.getuid()).pw_name
+MADE_USER = f"roamer-{os.getpid()}"
 
 
 def wait_for(condition, seconds, what):
@@ -170,9 +172,9 @@ class World:
         return path.read_text().splitlines() if path.exists() else []
 
     @staticmethod
-    def write_plist(path, value):
+    def write_plist(path, value, form=plistlib.FMT_XML):
         path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_bytes(plistlib.dumps(value))
+        path.write_bytes(plistlib.dumps(value, fmt=form))
 
     def write_record(self, **changes):
         url = "file://" + urllib.parse.quote(str(self.share))
@@ -189,8 +191,8 @@ class World:
         self.write_plist(self.root / f"Library/Directory/Local/Users/{self.user}.plist", record)
 
     def prefer(self, preferences):
-        """Sets the user's sync preferences."""
-        self.write_plist(self.local / "Library/Preferences/com.kestrel.roamer.plist", preferences)
+        """Sets the user's sync preferences, in the binary form as another program writes it."""
+        self.write_plist(self.local / "Library/Preferences/com.kestrel.roamer.plist", preferences, plistlib.FMT_BINARY)
 
     def preferences(self, home=None):
         path = (home or self.local) / "Library/Preferences/com.kestrel.roamer.plist"
@@ -367,3 +369,17 @@ def tree(home):
             else:
                 found[relative] = ("file", facts.st_mode & 0o7777, facts.st_mtime_ns, path.read_bytes())
     return found
+
+
+class MadeUser(unittest.TestCase):
+    """A user of this machine who is there for one test, and a folder that everybody may look into."""
+
+    def setUp(self):
+        if os.getuid() != 0:
+            self.skipTest("only root makes users")
+        self.top = Path(tempfile.mkdtemp(prefix="roamer-test-"))
+        self.addCleanup(shutil.rmtree, self.top)
+        self.top.chmod(0o755)
+        self.home = self.top / "home"
+        subprocess.run(["useradd", "--no-create-home", "--home-dir", self.home, MADE_USER], check=True)
+        self.addCleanup(subprocess.run, ["userdel", MADE_USER], check=True, capture_output=True)

@@ -4,15 +4,13 @@ import os
 import secrets
 import shutil
 import subprocess
-import sys
-import tempfile
 import unittest
 from pathlib import Path
 
-BUILD = Path(os.environ["ROAMER_BUILD_DIR"])
+from harness import BUILD, MADE_USER as USER, MadeUser
+
 PASSWORD = secrets.token_urlsafe()
 SERVICE = f"roamer-test-{os.getpid()}"
-USER = f"roamer-t{os.getpid() % 100000}"
 
 # Notes its arguments, its input and its environment, says what the file "words" holds, and ends as "status" says.
 STAND_IN = """#!/bin/sh
@@ -24,11 +22,11 @@ exit "$(cat "$(dirname "$0")/status")"
 """
 
 
-class Pam(unittest.TestCase):
+class Pam(MadeUser):
     def setUp(self):
-        self.top = Path(tempfile.mkdtemp(prefix="roamer-pam-"))
-        self.addCleanup(shutil.rmtree, self.top)
-        self.top.chmod(0o755)
+        super().setUp()
+        if not shutil.which("pamtester"):
+            self.skipTest("no pamtester here")
         program = self.top / "roamer-session"
         program.write_text(STAND_IN)
         program.chmod(0o755)
@@ -37,8 +35,6 @@ class Pam(unittest.TestCase):
         self.records = self.top / "Library/Directory/Local/Users"
         self.records.mkdir(parents=True)
         (self.records / f"{USER}.plist").write_text("record")
-        subprocess.run(["useradd", "--no-create-home", USER], check=True)
-        self.addCleanup(subprocess.run, ["userdel", USER], check=True, capture_output=True)
 
     def stack(self, password_check="/bin/true", options=""):
         service = Path("/etc/pam.d") / SERVICE
@@ -134,7 +130,4 @@ class Pam(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    if os.getuid() != 0:
-        print("a stack of its own in /etc/pam.d takes root")
-        sys.exit(77)
     unittest.main()

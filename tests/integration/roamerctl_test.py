@@ -5,29 +5,20 @@ import os
 import plistlib
 import shutil
 import subprocess
-import tempfile
 import unittest
-from pathlib import Path
 
-BUILD = Path(os.environ["ROAMER_BUILD_DIR"])
-USER = f"roamer-c{os.getpid() % 100000}"
+from harness import BUILD, MADE_USER as USER, MadeUser
 
 
-@unittest.skipUnless(os.getuid() == 0, "making a user takes root")
-class RoamerCtl(unittest.TestCase):
+class RoamerCtl(MadeUser):
     def setUp(self):
-        self.top = Path(tempfile.mkdtemp(prefix="roamer-ctl-"))
-        self.addCleanup(shutil.rmtree, self.top)
-        self.top.chmod(0o755)
-        self.home = self.top / "home"
+        super().setUp()
         self.share = self.top / "share"
         self.root = self.top / "root"
         self.record = self.root / f"Library/Directory/Local/Users/{USER}.plist"
         for folder in (self.home, self.share / USER, self.root / "Library/Preferences"):
             folder.mkdir(parents=True)
         (self.root / "System").symlink_to(BUILD / "root/System")
-        subprocess.run(["useradd", "--no-create-home", "--home-dir", str(self.home), USER], check=True)
-        self.addCleanup(subprocess.run, ["userdel", USER], check=True, capture_output=True)
         self.write(self.home / "Documents/plan.txt", "ours")
         self.write(self.share / USER / "letter.txt", "only there")
 
