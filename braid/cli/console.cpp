@@ -1,6 +1,9 @@
 #include "console.h"
 
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -69,8 +72,15 @@ std::optional<std::string> whyNoFolder(const std::filesystem::path& folder)
 {
     std::error_code error;
     const auto status = std::filesystem::status(folder, error);
-    if (std::filesystem::is_directory(status)) return std::nullopt;
+    if (std::filesystem::is_directory(status)) {
+        // What is not readable would pass for a home without conflicts that was never synced.
+        const bool isHidden = ::access((folder / ".Braid").c_str(), R_OK | X_OK) != 0 && errno == EACCES;
+        return isHidden ? std::optional("The permissions do not allow to look into \"" + folder.native() + "\".")
+                        : std::nullopt;
+    }
     if (std::filesystem::exists(status)) return "\"" + folder.native() + "\" is no folder.";
+    if (error == std::errc::permission_denied)
+        return "The permissions do not allow to reach \"" + folder.native() + "\".";
     return "There is no folder \"" + folder.native() + "\".";
 }
 

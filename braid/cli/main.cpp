@@ -10,15 +10,16 @@ namespace
 
 using namespace braid::cli;
 
-/// The one home that a command writes in; nothing for commands that only look, and for a pass, which writes in two.
-struct HomeWrittenIn {
+/// The home that a command is about: of two, the local one.
+struct HomeOf {
+    std::filesystem::path operator()(const SyncOptions& options) const { return options.settings.localHome; }
+    std::filesystem::path operator()(const CheckOptions& options) const { return options.settings.localHome; }
     std::filesystem::path operator()(const ResolveOptions& options) const { return options.resolution.localHome; }
     std::filesystem::path operator()(const TrashOptions& options) const { return options.home; }
-    std::filesystem::path operator()(const ForgetOptions& options) const { return options.localHome; }
     template <class Other>
-    std::filesystem::path operator()(const Other&) const
+    std::filesystem::path operator()(const Other& options) const
     {
-        return {};
+        return options.localHome;
     }
 };
 
@@ -32,8 +33,8 @@ int main(int argc, char** argv)
 
     useColours(terminalTakesColours());
     const Streams streams{std::cout, std::cerr};
-    const auto home = std::visit(HomeWrittenIn{}, std::get<Request>(parsed));
-    if (!home.empty() && !becomeOwnerOf(home)) {
+    const auto home = std::visit(HomeOf{}, std::get<Request>(parsed));
+    if (!becomeOwnerOf(home)) {
         streams.err << "braid: this process cannot act as the owner of " << home << "\n";
         return kRefusedOrAborted;
     }

@@ -53,6 +53,8 @@ struct KeepWord {
     Keep keep;
 };
 
+constexpr int kMostDays = 36'500;
+
 constexpr auto kKeepWords =
     std::to_array<KeepWord>({{"local", Keep::Local}, {"network", Keep::Network}, {"both", Keep::Both}});
 
@@ -247,7 +249,7 @@ void declareTrash(CLI::App& app, Request& request)
         } else {
             command.add_option("--days", options->days, "Only what went there more than N days ago")
                 ->type_name("N")
-                ->check(CLI::NonNegativeNumber);
+                ->check(CLI::Range(0, kMostDays));
         }
         addOutput(command, options->json);
         command.footer("Exit status: 0 done, 1 something could not be done, 2 usage, 3 refused.");
@@ -266,16 +268,26 @@ void declareForget(CLI::App& app, Request& request)
     command.callback([options, &request] { request = *options; });
 }
 
-/// The help that fits what was typed.
-std::string helpHint(const CLI::App& app)
+/// The words that were understood as commands, and the last of these.
+std::pair<std::string, const CLI::App*> commandTyped(const CLI::App& app)
 {
-    std::string words = "braid ";
+    std::string words = app.get_name();
     const CLI::App* at = &app;
     while (!at->get_subcommands().empty()) {
         at = at->get_subcommands()[0];
-        words += at->get_name() + " ";
+        words += " " + at->get_name();
     }
-    return "Try \"" + words + "--help\".";
+    return {words, at};
+}
+
+/// What is wrong with what was typed, and the help that fits.
+std::string complaint(const CLI::App& app, const CLI::ParseError& error)
+{
+    const auto [words, command] = commandTyped(app);
+    const auto unknown = app.remaining(true);
+    const bool lacksCommand = command->get_require_subcommand_min() > 0 && !unknown.empty();
+    return (lacksCommand ? "there is no \"" + words + " " + unknown.front() + "\"" : error.what()) + "\nTry \"" +
+           words + " --help\".\n";
 }
 
 } // namespace
@@ -299,7 +311,7 @@ std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
         app.exit(help);
         return kInStep;
     } catch (const CLI::ParseError& error) {
-        std::cerr << "braid: " << error.what() << "\n" << helpHint(app) << "\n";
+        std::cerr << "braid: " << complaint(app, error);
         return kUsage;
     }
     return request;

@@ -21,6 +21,14 @@ PassReport runWithLock(const PassSettings& settings, const std::stop_token& stop
     return runPass(settings, stop, std::get<std::unique_ptr<EngineLock>>(lock).get());
 }
 
+/// A pass that could not begin has not even zeros to tell of.
+bool hasSomethingToSay(const PassReport& report, bool dryRun)
+{
+    if (report.result == kPassSucceeded) return true;
+    const auto& [created, updated, deleted, renamed, bytes] = report.counts;
+    return !dryRun && (report.result == kPassAborted || created + updated + deleted + renamed > 0);
+}
+
 } // namespace
 
 ExitStatus run(const SyncOptions& options, Streams streams)
@@ -37,7 +45,12 @@ ExitStatus run(const SyncOptions& options, Streams streams)
     if (onTerminal) streams.err << "\r\033[K";
 
     const bool dryRun = settings.dryRun;
-    streams.out << (options.json ? jsonReport(report, dryRun) : plainReport(report, dryRun)) << std::flush;
+    if (options.json) {
+        streams.out << jsonReport(report, dryRun);
+    } else if (hasSomethingToSay(report, dryRun)) {
+        streams.out << plainReport(report, dryRun);
+    }
+    streams.out << std::flush;
     return statusOf(report, streams);
 }
 
