@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <limits>
 #include <span>
+#include <thread>
 
 #include "seam.h"
 #include "system.h"
@@ -173,6 +174,12 @@ Outcome<Descriptor> createFile(int folder, const char* name)
     if (number < 0) return Problem{errno, "write a copy of it", name};
     seam::inherit(folder, number);
     return Descriptor{number};
+}
+
+void closeBehind(Descriptor&& file)
+{
+    Descriptor mine = std::move(file);
+    if (system().isConcurrent()) std::thread([closes = std::move(mine)] {}).detach();
 }
 
 Outcome<Descriptor> openToWrite(int folder, const char* name, bool makes)

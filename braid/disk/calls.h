@@ -33,6 +33,9 @@ Outcome<Descriptor> openFile(int folder, const char* name);
 /// A new file that must not exist yet, for reading and writing, mode 0600.
 Outcome<Descriptor> createFile(int folder, const char* name);
 
+/// Closes it without waiting for it: to free what a large file held whose name is gone takes a while.
+void closeBehind(Descriptor&& file);
+
 /// For reading and writing; a missing one is made where `makes`. Never follows a link.
 Outcome<Descriptor> openToWrite(int folder, const char* name, bool makes);
 

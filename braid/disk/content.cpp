@@ -242,7 +242,7 @@ std::vector<std::size_t> changedBlocks(const ContentDigest& now, std::span<const
 
 bool copyWithoutMoving(const Descriptor& old, std::int64_t size, const Descriptor& target, const std::stop_token& stop)
 {
-    constexpr std::int64_t kChunk = std::int64_t{256} << 20; // a stop request is noticed between two chunks
+    constexpr std::int64_t kChunk = std::int64_t{32} << 20; // a stop request is noticed between two chunks
     if (seam::ask(seam::Operation::Write, target.number(), "") != 0) return false;
     if (disk::system().clone(target.number(), old.number()) == 0) return true;
     if (!disk::copiesOnServer(target.number())) return false;

@@ -67,10 +67,11 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
         if (seen->whole == action.known->whole) return unchangedContent(std::move(staged), *file, source);
     }
     staged.name = newName();
-    const auto copy = disk::createFile(home.staging(), staged.name.c_str());
+    auto copy = disk::createFile(home.staging(), staged.name.c_str());
     if (!copy) return copy.problem();
     const auto fail = [&](const Problem& problem) {
         discard(staged);
+        if (mBench.stop.stop_requested()) disk::closeBehind(std::move(*copy)); // who stops a pass waits for its end
         return problem;
     };
     auto content = bringContent(action, *file, source, *copy, seen ? &*seen : nullptr, staged);
