@@ -345,9 +345,9 @@ def write(path, text):
     path.write_text(text)
 
 
-def write_many(home, count=2000):
+def write_many(home):
     """So many files that a pass is still under way when a test looks."""
-    for number in range(count):
+    for number in range(2000):
         write(home / f"Documents/many/{number // 500}/{number}.txt", f"{number}\n" * 20)
 
 

@@ -22,7 +22,7 @@ class SyncNow(unittest.TestCase):
         self.assertEqual(tree(self.world.local), tree(self.world.network))
 
     def begin_a_long_pass(self):
-        write_many(self.world.local, 3000)
+        write_many(self.world.local)
         agent = self.world.start_agent("-s")
         self.world.wait_for_pass("kNowPeriodicSync")
         return agent

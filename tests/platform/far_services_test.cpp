@@ -153,6 +153,34 @@ TEST_F(FarServicesTest, AServerThatStopsAnsweringIsLeftAloneForAWhile)
     EXPECT_EQ(workers.size(), 3U);
 }
 
+TEST_F(FarServicesTest, AWorkerEndsWithItsProcess)
+{
+    std::array<int, 2> ready{};
+    ASSERT_EQ(pipe(ready.data()), 0);
+    const pid_t agent = fork();
+    if (agent == 0) {
+        manager->createFile(home, "f");
+        const bool holds = manager->openFile(home, "f", Access::ReadWriteDenyWrite).refNum != 0;
+        // The worker hangs as in a server's call: it does not see the end of the socket.
+        kill(workers.at(0), SIGSTOP);
+        if (write(ready[1], holds ? "+" : "-", 1) == 1) pause();
+        _exit(1);
+    }
+    char answer = '?';
+    ASSERT_EQ(read(ready[0], &answer, 1), 1);
+    ASSERT_EQ(answer, '+');
+    const auto open = [this] { return nearManager->openFile(home, "f", Access::ReadWriteDenyWrite).error; };
+    EXPECT_EQ(open(), platform::kFileDeniedByOther);
+    kill(agent, SIGKILL);
+    waitpid(agent, nullptr, 0);
+    int error = open();
+    for (int i = 0; i < 200 && error == platform::kFileDeniedByOther; ++i) {
+        usleep(10'000); // until the kernel has passed the signal on
+        error = open();
+    }
+    EXPECT_EQ(error, 0);
+}
+
 TEST_F(FarServicesTest, WorkAsWhoeverAsks)
 {
     if (geteuid() != 0) GTEST_SKIP() << "only the superuser acts as others";

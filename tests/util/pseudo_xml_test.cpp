@@ -1,24 +1,11 @@
-// Small functions from text to text or value.
-
 #include <gtest/gtest.h>
 
-#include "util/path_text.h"
 #include "util/pseudo_xml.h"
 
 namespace
 {
 
 using namespace roamer;
-
-TEST(PathText, JoinsWithOneSlash)
-{
-    for (const auto& [base, component, joined] : {std::tuple("/", "Library/Preferences", "/Library/Preferences"),
-                                                  {"/home/jo//", "//Library/", "/home/jo/Library"},
-                                                  {"", "Library", "Library"},
-                                                  {"/home/jo/", "", "/home/jo"},
-                                                  {"/", "", "/"}})
-        EXPECT_EQ(pathByAppending(base, component), joined);
-}
 
 TEST(PseudoXml, GivesTheInnerElements)
 {
