@@ -128,7 +128,10 @@ std::map<std::string, Computer> notesIn(const std::filesystem::path& folder)
     for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
         const auto name = it->path().filename().native();
         if (name.size() != kReplicaDigits) continue;
-        if (auto computer = readNote(it->path())) notes.emplace(name, *std::move(computer));
+        if (auto computer = readNote(it->path())) {
+            computer->id = name;
+            notes.emplace(name, *std::move(computer));
+        }
     }
     return notes;
 }

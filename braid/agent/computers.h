@@ -13,6 +13,7 @@ namespace braid::agent
 
 /// A computer that syncs with a network home, as it said itself after its last pass. Names no file of the person's.
 struct Computer {
+    std::string id; ///< Of its copy of the home; two computers may have one name.
     std::string name;
     std::int64_t lastPass = 0;     ///< Seconds since 1970, by its own clock.
     std::int64_t lastGoodPass = 0; ///< The last one that ran to its end; 0: none that is known.

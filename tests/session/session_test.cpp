@@ -95,6 +95,7 @@ TEST(Verdict, SaysWhatAStatusMeansAndWhetherThePersonMayGoOn)
     EXPECT_FALSE(verdictOf(0, true, {}).isTold);
     EXPECT_TRUE(verdictOf(0, false, {}).isTold);
     EXPECT_THAT(verdictOf(0, true, {.conflicts = 2, .errors = 1}).words, HasSubstr("2 conflicts and 1 item"));
+    EXPECT_THAT(verdictOf(0, false, {.closedFolder = "/home/jo"}).words, HasSubstr("\"/home/jo\" is closed"));
     EXPECT_THAT(verdictOf(EACCES, false, {.closedFolder = "/home/jo"}).words, HasSubstr("\"/home/jo\" is closed"));
 }
 

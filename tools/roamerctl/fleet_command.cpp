@@ -105,6 +105,7 @@ void printJson(const std::vector<Row>& rows)
     for (const auto& [home, c] : rows) {
         json.append(QJsonObject{{"home", QString::fromStdString(home)},
                                 {"computer", QString::fromStdString(c.name)},
+                                {"id", QString::fromStdString(c.id)},
                                 {"lastPass", static_cast<qint64>(c.lastPass)},
                                 {"lastGoodPass", static_cast<qint64>(c.lastGoodPass)},
                                 {"conflicts", static_cast<qint64>(c.conflicts)},
@@ -137,8 +138,8 @@ void printPrometheus(const std::vector<Row>& rows)
     for (const auto& metric : kMetrics) {
         std::printf("# HELP %s %s\n# TYPE %s gauge\n", metric.name, metric.help, metric.name);
         for (const auto& [home, c] : rows) {
-            std::printf("%s{home=\"%s\",computer=\"%s\"} %lld\n", metric.name, shown(home).c_str(),
-                        shown(c.name).c_str(), static_cast<long long>(metric.value(c)));
+            std::printf("%s{home=\"%s\",computer=\"%s\",id=\"%s\"} %lld\n", metric.name, shown(home).c_str(),
+                        shown(c.name).c_str(), shown(c.id).c_str(), static_cast<long long>(metric.value(c)));
         }
     }
 }

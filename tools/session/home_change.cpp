@@ -31,7 +31,8 @@ constexpr mode_t kNewFolderMode = 0700;
 
 std::string reason(const std::string& path)
 {
-    return "\"" + path + "\": " + std::strerror(errno);
+    return "that the home was changed cannot be noted, so other computers may notice it late: \"" + path +
+           "\": " + std::strerror(errno);
 }
 
 UniqueFd openFolderBeneath(const UniqueFd& home, const char* path)

@@ -24,6 +24,7 @@ constexpr std::string_view kMountLog = "\"journalctl -u roamer-lobbyd\" says mor
 constexpr std::string_view kNextTime = "try again when the network and the server are up";
 constexpr std::string_view kAnyTime = "try again at any time";
 constexpr std::string_view kAddress = "an administrator can correct the address of the network home";
+constexpr std::string_view kGiveBack = "an administrator gives it back to its owner with \"chown\"";
 constexpr std::string_view kRoom = "make room there, and the next sync goes on";
 
 // Not a portable account, and what the person stopped, are no reason to keep somebody out: the local home is there, and
@@ -95,6 +96,11 @@ std::string whatWaits(const LeftOver& left)
 
 Verdict doneWords(bool isComplete, const LeftOver& left)
 {
+    if (!left.closedFolder.empty()) {
+        return {true, true,
+                "not everything is synced: \"" + left.closedFolder + "\" is closed to this account. " +
+                    std::string(kSafe) + "; " + std::string(kGiveBack) + "."};
+    }
     const auto waits = whatWaits(left);
     if (isComplete && waits.empty()) return {true, false, "done, nothing is left to sync"};
     if (!waits.empty()) {
@@ -131,7 +137,7 @@ Verdict verdictOf(std::int32_t status, bool isComplete, const LeftOver& left)
     auto words = wordsOf(status);
     if (!left.closedFolder.empty()) {
         words.why = "\"" + left.closedFolder + "\" is closed to this account (status " + std::to_string(status) + ")";
-        words.help = "give it back to its owner with \"chown\"";
+        words.help = kGiveBack;
     }
     auto verdict = failed(words.why, words.help);
     const auto* facts = findStatus(status);
