@@ -174,14 +174,13 @@ LoginLogoutSync::Step LoginLogoutSync::mountHome(Run& run)
     const auto shownURL = urlWithoutUserInfo(url);
     DebugLog(2, "Pavo.doPavoLoginLogout: url = %s", logText(shownURL));
 
-    const auto home = userRecord().originalHome();
-    const bool isAbsolute = home && home->starts_with('/');
-    if (run.firstTimeSync && isAbsolute && mParts.homes.makeDirectoryPath(*home)) return Step::Continue;
+    const auto& record = userRecord();
+    if (run.firstTimeSync && mParts.homes.makeDirectoryPath(record.originalHome())) return Step::Continue;
 
     const bool async = run.atLogin || (url && url->starts_with("nfs://"));
     run.status =
         mParts.homeMount.waitForMount(url, async, run.atLogin ? kLoginSync : kLogoutSync, false, run.allowCancel,
-                                      userRecord().recordName(), run.password.text(), run.mountPoint);
+                                      record.recordName(), run.password.text(), run.mountPoint);
     DebugLog(2, "Pavo.doPavoLoginLogout: -waitForMount:%s = %ld mountPoint = %s", logText(shownURL),
              static_cast<long>(run.status), logText(run.mountPoint));
     const bool cancelled = mParts.state.mProgress && mParts.state.mProgress->wasCancelled();
@@ -192,15 +191,13 @@ LoginLogoutSync::Step LoginLogoutSync::checkNetworkHome(Run& run)
 {
     run.networkHomePath = mParts.homes.getNetworkHomePath(run.mountPoint);
     DebugLog(2, "Pavo.doPavoLoginLogout: getNetworkHomePath returned:  %s.", logText(run.networkHomePath));
-    // A share that was mounted nowhere would lead to a folder below wherever this process happens to be.
-    const bool isAbsolute = run.networkHomePath && run.networkHomePath->starts_with('/');
-    if (isAbsolute && mParts.homes.makeDirectoryPath(*run.networkHomePath)) return Step::Continue;
+    if (mParts.homes.makeDirectoryPath(run.networkHomePath)) return Step::Continue;
 
     DebugLog(1, "Pavo.doPavoLoginLogout: home at = %s is not writeable.   No sync will occur.",
              logText(run.networkHomePath));
     mParts.texts.takeDownSyncProgress();
     if (run.mountPoint) mParts.alerts.doSyncNetHomePathInvalidMsg(run.atLogin);
-    run.status = kLoginHomeNotWriteable;
+    run.status = kHomeNotWriteable;
     return Step::SetUpPeriodicSync;
 }
 

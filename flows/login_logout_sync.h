@@ -30,7 +30,6 @@ namespace roamer
 /// Statuses of the flow beside those of what it calls.
 inline constexpr std::int32_t kLoginStartSyncFailed = -1;
 inline constexpr std::int32_t kLoginEngineNotStarted = -10;
-inline constexpr std::int32_t kLoginHomeNotWriteable = -61;
 
 /// What the flow works with. All borrowed.
 struct LoginLogoutParts {
@@ -59,7 +58,7 @@ struct LoginLogoutParts {
 
 /// The syncs at login and logout, which keep the one who logs the person in or out waiting. Main thread only.
 ///
-/// Statuses: 0; that of the account check; that of the mount; kLoginHomeNotWriteable; kLoginEngineNotStarted;
+/// Statuses: 0; that of the account check; that of the mount; kHomeNotWriteable; kLoginEngineNotStarted;
 /// kLoginStartSyncFailed; that of the pass. At login with background syncs on, the status of their set-up takes the
 /// place of all that came before it but that of the account check. A person who chooses to sync later is no error.
 ///

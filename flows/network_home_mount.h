@@ -23,6 +23,8 @@ namespace roamer
 
 inline constexpr std::int32_t kMountInProgress = 1;
 inline constexpr std::int32_t kMountUserCancelled = -128;
+/// Of a flow that finds no network home on the share and cannot make one.
+inline constexpr std::int32_t kHomeNotWriteable = -61;
 /// Stands for an error 1 of the one who mounts, which would read as "in progress", and for a mount that no thread could
 /// be had for.
 inline constexpr std::int32_t kMountFailed = 65;

@@ -18,13 +18,7 @@ namespace
 
 constexpr std::uint32_t kTraceSyncNowBegin = 0x21090010;
 constexpr std::uint32_t kTraceSyncNowEnd = 0x21090014;
-constexpr std::int32_t kHomeNotWriteable = -61;
 constexpr bool kNotAtLogin = false;
-
-std::string dateText(const std::optional<Date>& date)
-{
-    return date ? PropertyList(*date).description() : "(null)";
-}
 
 } // namespace
 
@@ -131,10 +125,8 @@ SyncNow::Step SyncNow::readKeysAndHome(Run& run)
 
 SyncNow::Step SyncNow::findDueJobs(Run& run)
 {
-    const auto times = readPreferenceSyncTimes(mParts.preferences);
+    const auto times = readPreferenceSyncTimes(mParts.preferences, "syncNow");
     run.newerTime = times.networkNewer;
-    DebugLog(2, "Pavo.syncNow: lastPrefSyncTime=\"%s\", lastPrefSyncFailedTime=\"%s\"",
-             dateText(times.lastSync).c_str(), dateText(times.networkNewer).c_str());
 
     const auto isDue = [this](std::int32_t type) {
         MatchRules exclusion;
@@ -168,9 +160,7 @@ SyncNow::Step SyncNow::mountHome(Run& run)
     if (run.status != 0) return unableToMount();
 
     const auto home = mParts.homes.getNetworkHomePath(run.mountPoint);
-    // A share that was mounted nowhere would lead to a folder below wherever this process happens to be.
-    const bool isAbsolute = home && home->starts_with('/');
-    if (!isAbsolute || !mParts.homes.makeDirectoryPath(*home)) {
+    if (!mParts.homes.makeDirectoryPath(home)) {
         DebugLog(1, "Pavo.syncNow home at = %s is not writeable.", logText(home));
         run.status = kHomeNotWriteable;
         return unableToMount();

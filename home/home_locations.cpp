@@ -110,16 +110,17 @@ bool HomeLocations::directoryIsReadable(const std::string& path) const
     return mFileSystem.directoryIsReadable(path);
 }
 
-bool HomeLocations::makeDirectoryPath(const std::string& path) const
+bool HomeLocations::makeDirectoryPath(const std::optional<std::string>& path) const
 {
-    if (directoryIsReadable(path)) return true;
+    if (!path || !path->starts_with('/')) return false;
+    if (directoryIsReadable(*path)) return true;
     std::string folder;
-    for (const auto& component : pathComponents(path)) {
+    for (const auto& component : pathComponents(*path)) {
         folder = component == "/" ? component : pathByAppending(folder, component);
         // Most of them exist; whether it all worked shows in the end.
         (void)mFileSystem.createDirectory(folder);
     }
-    return directoryIsReadable(path);
+    return directoryIsReadable(*path);
 }
 
 } // namespace roamer

@@ -32,8 +32,10 @@ public:
     /// Whether the folder can be opened and listed.
     bool directoryIsReadable(const std::string& path) const;
 
-    /// Creates the folder with missing parents unless it is readable already; whether it is readable afterwards.
-    bool makeDirectoryPath(const std::string& path) const;
+    /// Creates the folder with missing parents unless it is readable already; whether it is readable afterwards. Never
+    /// for null, and never for a relative path: a share that was mounted nowhere would lead to a folder below wherever
+    /// this process happens to be.
+    bool makeDirectoryPath(const std::optional<std::string>& path) const;
 
 private:
     const std::optional<AmruVEXRecord>& mUserRecord;

@@ -35,10 +35,14 @@ std::string dateText(const std::optional<Date>& date)
 
 } // namespace
 
-PreferenceSyncTimes readPreferenceSyncTimes(RoamerPreferences& preferences)
+PreferenceSyncTimes readPreferenceSyncTimes(RoamerPreferences& preferences, const char* operation)
 {
-    return {.lastSync = preferences.getRoamerValue<Date>(kRoamerTime, std::nullopt),
-            .networkNewer = preferences.getRoamerValue<Date>(kNetworkHomeNewerTime, std::nullopt)};
+    const PreferenceSyncTimes times{.lastSync = preferences.getRoamerValue<Date>(kRoamerTime, std::nullopt),
+                                    .networkNewer =
+                                        preferences.getRoamerValue<Date>(kNetworkHomeNewerTime, std::nullopt)};
+    DebugLog(2, "Pavo.%s: lastPrefSyncTime=\"%s\", lastPrefSyncFailedTime=\"%s\"", operation,
+             dateText(times.lastSync).c_str(), dateText(times.networkNewer).c_str());
+    return times;
 }
 
 PeriodicSync::PeriodicSync(SyncSets& sets, SyncLists& lists, SyncOptions& options, RoamerPreferences& preferences,
@@ -52,10 +56,7 @@ PeriodicSync::getPeriodicSyncSet(std::int32_t syncType, std::int32_t prefSyncTyp
                                  const std::optional<std::string>& networkHomeMountpoint, bool create,
                                  bool alwaysSyncPrefs)
 {
-    const auto times = readPreferenceSyncTimes(mPreferences);
-    DebugLog(2, "Pavo.getPeriodicSyncSet: lastPrefSyncTime=\"%s\", lastPrefSyncFailedTime=\"%s\"",
-             dateText(times.lastSync).c_str(), dateText(times.networkNewer).c_str());
-
+    const auto times = readPreferenceSyncTimes(mPreferences, "getPeriodicSyncSet");
     SyncJob preferenceJob;
     if (times.allowPreferenceJob(alwaysSyncPrefs)) preferenceJob = jobFor(prefSyncType, networkHomeMountpoint);
     const SyncJob backgroundJob = jobFor(syncType, networkHomeMountpoint);

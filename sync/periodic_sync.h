@@ -28,7 +28,8 @@ struct PreferenceSyncTimes {
         return !networkNewer || always || (lastSync && *networkNewer < *lastSync);
     }
 };
-PreferenceSyncTimes readPreferenceSyncTimes(RoamerPreferences& preferences);
+/// The log line about them names the operation that asks.
+PreferenceSyncTimes readPreferenceSyncTimes(RoamerPreferences& preferences, const char* operation);
 
 /// Configures the engine's set for syncs in the background and switches them on and off. Main thread only. The
 /// engine's failures are logged and end here.
