@@ -79,17 +79,7 @@ std::int16_t HomeLock::pavoCheckAndOpenVEXLockFileInHomeDir(const std::optional<
     result = homeDir ? mFiles.readFolderIdentity(taking.home, identity) : platform::kFileNoFolder;
     if (failed(result, "look-up of the home", taking.home)) return 0;
 
-    const int opened = openLock(taking);
-    result = opened;
-    const bool isOurs = opened == 0 || (opened == platform::kFileOpenForWriting && recoverRefNum && taking.refNum != 0);
-    if (isOurs && ethernetAddress) {
-        // What the file says counts now, however it was opened.
-        result = readHolder(taking);
-        if (result != 0) taking.refNum = 0;
-    } else if (!isOurs) {
-        taking.refNum = 0;
-    }
-    if (taking.refNum == 0) {
+    if (!isOurs(taking, result)) {
         logRefusal(result, taking.path);
         return 0;
     }
@@ -97,6 +87,19 @@ std::int16_t HomeLock::pavoCheckAndOpenVEXLockFileInHomeDir(const std::optional<
     DebugLog(2, "Pavo.pavoCheckAndOpenVEXLockFileInHomeDir: writing enet addr, previous err = %d", result);
     writeHolder(taking);
     return taking.refNum;
+}
+
+/// Opens the lock file and, with an address, asks it for its holder; when it is another's, it is not left open.
+/// `result` is what the caller is told either way.
+bool HomeLock::isOurs(Taking& taking, int& result)
+{
+    result = openLock(taking);
+    const bool takesOver = result == platform::kFileOpenForWriting && taking.recover && taking.refNum != 0;
+    if (result != 0 && !takesOver) return false;
+    if (!taking.address) return true;
+    // What the file says counts now, however it was opened.
+    result = readHolder(taking);
+    return result == 0;
 }
 
 /// Opens the lock file, made and hidden first where there is none.
@@ -118,7 +121,7 @@ int HomeLock::openLock(Taking& taking)
 }
 
 /// 0 when the file is empty or names this computer; otherwise it is closed, and why is returned.
-int HomeLock::readHolder(Taking& taking)
+int HomeLock::readHolder(const Taking& taking)
 {
     std::array<char, kComparedBytes> buffer{};
     const auto got = mFiles.readFile(taking.refNum, 0, std::as_writable_bytes(std::span(buffer)));

@@ -43,8 +43,9 @@ public:
 
 private:
     struct Taking;
+    bool isOurs(Taking& taking, int& result);
     int openLock(Taking& taking);
-    int readHolder(Taking& taking);
+    int readHolder(const Taking& taking);
     void writeHolder(const Taking& taking);
 
     platform::FileManager& mFiles;
