@@ -85,7 +85,7 @@ int MirrorAgent::launchDirectly(const std::vector<std::string>& arguments)
 void MirrorAgent::killMirrorAgent(int pid)
 {
     DebugLog(2, "Pavo.killMirrorAgent pid = %d", pid);
-    if (pid == 0 || isSharedByOthers(pid)) return;
+    if (pid == 0 || leaveToOthers(pid)) return;
     const int status = mLauncher.terminate(pid);
     DebugLog(2, "Pavo.killMirrorAgent: kill status = %d", status);
     waitForEnd(pid);
@@ -95,7 +95,7 @@ void MirrorAgent::killMirrorAgent(int pid)
     mStartHold.reset();
 }
 
-bool MirrorAgent::isSharedByOthers(int pid)
+bool MirrorAgent::leaveToOthers(int pid)
 {
     if (pid != mPid || mUsers == 0) return false;
     return --mUsers > 0;

@@ -36,7 +36,8 @@ public:
 
 private:
     int launchDirectly(const std::vector<std::string>& arguments);
-    bool isSharedByOthers(int pid);
+    /// One user less of the engine; true when others stay, who will stop it.
+    bool leaveToOthers(int pid);
     void waitForEnd(int pid);
 
     platform::ProcessLauncher& mLauncher;
