@@ -69,6 +69,7 @@ public:
 private:
     struct Pass;
     class BorrowedCallback;
+    struct Standstill;
 
     // A pass.
     void beginPass(Pass& pass);
@@ -98,6 +99,7 @@ private:
     // The waits.
     bool idleWaitIsOver(const Set& set, BorrowedCallback& callback, SyncCallbackData::Time start, double maxWait);
     bool conflictsKeepWaiting(bool conflictsOnly, const Set& set, const BorrowedCallback& callback);
+    bool standsStill(bool conflictsOnly, Standstill& standstill, double maxWait);
     void logConflictState(bool conflictsOnly) const;
     bool stepWindow();
     double secondsSince(SyncCallbackData::Time time) const;

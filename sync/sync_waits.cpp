@@ -17,26 +17,38 @@ constexpr double kStaleStatusSeconds = 10.0;
 
 } // namespace
 
+/// Since when a wait for a person has seen the same counts.
+struct SyncRunner::Standstill {
+    SyncCallbackData::Time since;
+    std::uint32_t conflicts = 0;
+    std::uint32_t errors = 0;
+};
+
 /// Takes the set's status callback when a wait asks for it and puts the former one back when the wait is over.
 class SyncRunner::BorrowedCallback
 {
 public:
-    BorrowedCallback(SyncRunner& runner, const Set& set, const char* restoreLog)
-        : mRunner(runner), mSet(set), mRestoreLog(restoreLog)
+    BorrowedCallback(SyncRunner& runner, const Set& set, const char* operation)
+        : mRunner(runner), mSet(set), mOperation(operation)
     {
     }
     ~BorrowedCallback()
     {
         if (!mInstalled) return;
-        DebugLog(2, "%s", mRestoreLog);
+        DebugLog(2,
+                 "Pavo.%s: phdSyncSet.statusCallbackDelegate = saveStatusCallbackDelegate; "
+                 "phdSyncSet.statusCallbackSelector = saveStatusCallbackSelector;",
+                 mOperation);
         mSet->setStatusCallback(std::move(mBefore));
     }
     BorrowedCallback(const BorrowedCallback&) = delete;
     BorrowedCallback& operator=(const BorrowedCallback&) = delete;
 
     bool isInstalled() const { return mInstalled; }
-    void install()
+    void installOnce()
     {
+        if (mInstalled) return;
+        DebugLog(2, "Pavo.%s: phdSyncSet.statusCallback = waitForSyncCallBack;", mOperation);
         mBefore = mSet->statusCallback();
         mSet->setStatusCallback([&runner = mRunner](const Dictionary& status) { runner.waitForSyncCallBack(status); });
         mInstalled = true;
@@ -45,7 +57,7 @@ public:
 private:
     SyncRunner& mRunner;
     Set mSet;
-    const char* mRestoreLog;
+    const char* mOperation;
     platform::StatusCallback mBefore;
     bool mInstalled = false;
 };
@@ -69,10 +81,7 @@ void SyncRunner::waitTillSyncIdle(Set set, double minWait, double maxWait)
     const auto serial = mSyncData.serial;
     mSyncData.lastCallBack.reset();
     {
-        BorrowedCallback callback(*this, set,
-                                  "Pavo.waitTillSyncIdle: phdSyncSet.statusCallbackDelegate = "
-                                  "saveStatusCallbackDelegate; phdSyncSet.statusCallbackSelector = "
-                                  "saveStatusCallbackSelector;");
+        BorrowedCallback callback(*this, set, "waitTillSyncIdle");
         while (serial == mSyncData.serial) {
             if (secondsSince(start) > minWait && idleWaitIsOver(set, callback, start, maxWait)) break;
             if (!stepWindow() || mRunLoop.waitsShallEnd()) break;
@@ -97,10 +106,7 @@ bool SyncRunner::idleWaitIsOver(const Set& set, BorrowedCallback& callback, Sync
     // Another flow's wait inside a slice of this one forgets the time of the last status when it ends.
     if (!callback.isInstalled() || !mSyncData.lastCallBack) waitForSyncCallBack(set->info());
     if (mSyncData.syncIsIdle) return true;
-    if (!callback.isInstalled()) {
-        DebugLog(2, "Pavo.waitTillSyncIdle: phdSyncSet.statusCallback = waitForSyncCallBack;");
-        callback.install();
-    }
+    callback.installOnce();
     const double silence = mSyncData.lastCallBack ? secondsSince(*mSyncData.lastCallBack) : 0.0;
     // A status that has just arrived is older than no time at all, however coarse the clock.
     if (silence <= maxWait && maxWait > 0.0) return false;
@@ -114,39 +120,18 @@ bool SyncRunner::idleWaitIsOver(const Set& set, BorrowedCallback& callback, Sync
 bool SyncRunner::waitTillConflictsResolved(bool conflictsOnly, Set set, double maxWait)
 {
     DebugLog(2, "Pavo.waitTillConflictsResolved:%d maxWait = %f", conflictsOnly, maxWait);
-    auto start = mRunLoop.now();
+    Standstill standstill{.since = mRunLoop.now()};
     const auto serial = mSyncData.serial;
     mSyncData.lastCallBack.reset();
-    std::uint32_t conflictsBefore = 0;
-    std::uint32_t errorsBefore = 0;
     bool result = true;
     {
-        BorrowedCallback callback(*this, set,
-                                  "Pavo.waitTillConflictsResolved: phdSyncSet.statusCallbackDelegate = "
-                                  "saveStatusCallbackDelegate; phdSyncSet.statusCallbackSelector = "
-                                  "saveStatusCallbackSelector;");
+        BorrowedCallback callback(*this, set, "waitTillConflictsResolved");
         while (serial == mSyncData.serial && conflictsKeepWaiting(conflictsOnly, set, callback)) {
-            if (!callback.isInstalled()) {
-                DebugLog(2, "Pavo.waitTillConflictsResolved: phdSyncSet.statusCallback = waitForSyncCallBack;");
-                callback.install();
-            }
-            if (mRunLoop.waitsShallEnd()) {
+            callback.installOnce();
+            if (mRunLoop.waitsShallEnd() || standsStill(conflictsOnly, standstill, maxWait)) {
                 result = false;
                 break;
             }
-            const bool moved =
-                mSyncData.unresolvedConflicts != conflictsBefore || mSyncData.unresolvedErrors != errorsBefore;
-            if (maxWait > 0.0 && moved) start = mRunLoop.now();
-            if (maxWait > 0.0 && !moved && secondsSince(start) > maxWait) {
-                DebugLog(1,
-                         "Pavo.waitTillConflictsResolved:%d  timing out after waiting %f seconds, braidUIRunning = %d, "
-                         "unresolvedConflicts = %u, unresolvedErrors = %u ",
-                         conflictsOnly, secondsSince(start), mSyncData.braidUIRunning, conflictsBefore, errorsBefore);
-                result = false;
-                break;
-            }
-            conflictsBefore = mSyncData.unresolvedConflicts;
-            errorsBefore = mSyncData.unresolvedErrors;
             if (!stepWindow()) break;
             logConflictState(conflictsOnly);
             mRunLoop.runFor(platform::seconds(kConflictSliceSeconds));
@@ -171,6 +156,24 @@ bool SyncRunner::conflictsKeepWaiting(bool conflictsOnly, const Set& set, const 
     if (mManager.syncAgentIsRunning() && mSyncData.braidUIRunning && !settled) return true;
     logConflictState(conflictsOnly);
     return false;
+}
+
+/// Whether nothing was settled for too long.
+bool SyncRunner::standsStill(bool conflictsOnly, Standstill& standstill, double maxWait)
+{
+    const auto conflicts = mSyncData.unresolvedConflicts;
+    const auto errors = mSyncData.unresolvedErrors;
+    if (conflicts != standstill.conflicts || errors != standstill.errors) {
+        standstill = {.since = mRunLoop.now(), .conflicts = conflicts, .errors = errors};
+        return false;
+    }
+    const double waited = secondsSince(standstill.since);
+    if (!(maxWait > 0.0 && waited > maxWait)) return false;
+    DebugLog(1,
+             "Pavo.waitTillConflictsResolved:%d  timing out after waiting %f seconds, braidUIRunning = %d, "
+             "unresolvedConflicts = %u, unresolvedErrors = %u ",
+             conflictsOnly, waited, mSyncData.braidUIRunning, conflicts, errors);
+    return true;
 }
 
 void SyncRunner::logConflictState(bool conflictsOnly) const
