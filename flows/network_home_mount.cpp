@@ -261,7 +261,7 @@ void NetworkHomeMount::showCancelled(const Request& request)
     if (!mState.mProgress) return;
     const auto title = mTexts.getProgressTitle(request.syncType, ProgressTexts::kStateCancelling, 1, 1);
     const std::string noPath;
-    mState.mProgress->updateProgress(kProgressStopAnimation, title ? &*title : nullptr, &noPath,
+    mState.mProgress->updateProgress(kProgressStopAnimation, pointerTo(title), &noPath,
                                      mTexts.localizedText("PAVO_PROG_STATUS_MESSAGE_SYNC_CANCELED"), nullptr, false);
 }
 

@@ -12,11 +12,6 @@ namespace roamer
 namespace
 {
 
-const std::string* pointer(const std::optional<std::string>& text)
-{
-    return text ? &*text : nullptr;
-}
-
 const std::string* failureText(const PropertyList& pass, const char* key)
 {
     const auto* entry = pass.as<Dictionary>();
@@ -81,7 +76,7 @@ void SyncRunner::showComplete(Pass& pass)
     }
     const std::optional<std::string> title =
         mTexts.getProgressTitle(pass.type, SyncSetStateCleanup, pass.part, pass.parts);
-    updateWindow(1.0, pointer(title), pointer(message), std::nullopt);
+    updateWindow(1.0, pointerTo(title), pointerTo(message), std::nullopt);
     waitTillSyncIdle(pass.set, 2.0, 30.0);
     if (isCurrent(pass) && mState.mProgress && mState.mProgress->wasCancelled()) {
         pass.outcome.allCancelled = !mState.mProgress->wasOptionCancelled();
@@ -98,11 +93,11 @@ void SyncRunner::showCancelled(Pass& pass)
     }
     const auto title = cancelTitle(pass);
     const std::string noMessage;
-    updateWindow(kProgressAnimate, pointer(title), &noMessage, false);
+    updateWindow(kProgressAnimate, pointerTo(title), &noMessage, false);
     waitTillSyncIdle(pass.set, 1.0, 30.0);
     if (!isCurrent(pass)) return;
     const auto message = cancelMessage(pass);
-    updateWindow(kProgressStopAnimation, pointer(title), pointer(message), false);
+    updateWindow(kProgressStopAnimation, pointerTo(title), pointerTo(message), false);
     waitTillSyncIdle(pass.set, 2.0, 0.0);
 }
 

@@ -20,11 +20,6 @@ bool reportsPasses(std::int32_t state)
     return state >= SyncSetStateProcessing && state <= SyncSetStateFinished;
 }
 
-const std::string* pointer(const std::optional<std::string>& text)
-{
-    return text ? &*text : nullptr;
-}
-
 } // namespace
 
 void SyncRunner::statusCallBack(const Dictionary& status)
@@ -53,8 +48,9 @@ void SyncRunner::showStatus(const Dictionary& status)
 {
     if (!mState.mProgress) return;
     const auto update = statusUpdate(mTexts, mSyncData, status);
-    const bool stopPressed = mState.mProgress->updateProgress(update.value, pointer(update.title), pointer(update.path),
-                                                              &update.message, nullptr, update.relaxKeepInFront);
+    const bool stopPressed =
+        mState.mProgress->updateProgress(update.value, pointerTo(update.title), pointerTo(update.path), &update.message,
+                                         nullptr, update.relaxKeepInFront);
     if (!stopPressed) return;
     DebugLog(2, "Pavo.statusCallBack Stop button pressed");
     if (const auto set = mSyncData.phdSyncSet.lock()) set->abortSync();

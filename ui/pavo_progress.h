@@ -16,6 +16,12 @@ inline constexpr double kProgressUnchanged = -1.0;
 inline constexpr double kProgressStopAnimation = -2.0;
 inline constexpr double kProgressAnimate = -3.0;
 
+/// A text that may be missing, as the controller takes it. Valid as long as the text is.
+inline const std::string* pointerTo(const std::optional<std::string>& text)
+{
+    return text ? &*text : nullptr;
+}
+
 /// The controller of the one progress window: title, path, message, bar, cancel button, and a close box if asked for.
 ///
 /// It has no loop of its own. Its owner calls runModal again and again from the loop in which it waits, and reads the

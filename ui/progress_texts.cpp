@@ -20,11 +20,6 @@ std::optional<std::string> copied(const std::string* text)
     return text != nullptr ? std::optional<std::string>(*text) : std::nullopt;
 }
 
-const std::string* pointerTo(const std::optional<std::string>& text)
-{
-    return text ? &*text : nullptr;
-}
-
 /// Part numbers are shown as signed ones, like every number that goes through a %d.
 std::string partText(std::uint32_t part)
 {
