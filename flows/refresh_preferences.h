@@ -20,8 +20,8 @@ public:
     RefreshPreferences(SharedState& state, UserAccount& account, SyncSets& sets, RoamerPreferences& preferences,
                        PeriodicSync& periodicSync, platform::RunLoop& runLoop);
 
-    /// First waits, without limit, for the end of a pass that runs in the background, unless the process is to end. -1 when another command runs,
-    /// else the status of the account check, else that of the set-up.
+    /// First waits, without limit, for the end of a pass that runs in the background, unless the process is to end. -1
+    /// when another command runs, else the status of the account check, else that of the set-up.
     std::int32_t refreshPreferences();
 
 private:
