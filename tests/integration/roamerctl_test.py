@@ -104,6 +104,9 @@ class RoamerCtl(MadeUser):
             (("set", "roamerTime", "now"), 2, "written by Roamer itself"),
             (("get", "syncPeriod"), 2, "roamerctl keys"),
             (("set", "syncPeriodSeconds", "300"), 0, "refresh"),
+            (("set", "syncedFolders", str(self.home / "Documents")), 0, ""),  # as a shell makes of ~/Documents
+            (("get", "syncedFolders"), 0, "~/Documents\n"),
+            (("unset", "syncedFolders"), 0, ""),
             (("set", "excludedItems", "endsWith:.iso"), 0, ""),
             (("set", "excludedItems-managed", "fullPath:~/Old", "--managed"), 0, ""),
             (("set", "syncPeriodSeconds", "900", "--managed"), 0, ""),

@@ -167,7 +167,7 @@ std::optional<std::string> writePreferences(const EnrollOptions& options, const 
                                                                              {kSyncedFolders, options.folders}};
     for (const auto& [key, words] : lists) {
         if (words.empty()) continue;
-        auto value = preferenceValueFromWords(*findPreferenceKey(key), words);
+        auto value = preferenceValueFromWords(*findPreferenceKey(key), foldersInHome(words, account.localHome()));
         if (const auto* reason = std::get_if<std::string>(&value)) return std::string(key) + " " + *reason;
         if (!account.write(key, std::get<PropertyList>(value), false)) return "the preferences cannot be written";
     }
@@ -235,12 +235,16 @@ ExitStatus run(const UnenrollOptions& options)
     const auto record = platform::systemPath(recordPath(options.user));
     if (options.user.empty() || options.user.find('/') != std::string::npos || access(record.c_str(), F_OK) != 0)
         return refuse(options.user + " is not enrolled on this computer.");
-    std::printf("Both homes, the preferences and the trash stay as they are; they are no longer synced.\n");
-    if (options.dryRun) return kDone;
+    constexpr const char* kStays =
+        "Both homes, the preferences and the trash stay as they are; they are no longer synced.";
+    if (options.dryRun) {
+        std::printf("%s\n", kStays);
+        return kDone;
+    }
     if (unlink(record.c_str()) != 0)
         return refuse("the account's record cannot be removed: " + std::string(std::strerror(errno)) + "." +
                       (geteuid() != 0 ? " That takes root." : ""));
-    std::printf("%s is not enrolled any more.\n", options.user.c_str());
+    std::printf("%s is not enrolled any more. %s\n", options.user.c_str(), kStays);
     return kDone;
 }
 

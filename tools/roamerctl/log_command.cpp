@@ -21,13 +21,15 @@ constexpr const char* kDebugOutputKey = "debugOutput";
 
 ExitStatus setLevel(int level)
 {
+    if (geteuid() != 0 && access(platform::systemPath("/Library/Preferences").c_str(), W_OK) != 0)
+        return refuse("the log's level cannot be written; that takes root.");
     const auto codec = platform::makePropertyListCodec();
     const auto store = platform::makePreferenceStore(*codec);
     const PreferenceDomains domains(*store, *codec);
     auto dictionary = domains.dictionaryWithPrefsFromDomain(kLevelDomain).value_or(Dictionary{});
     dictionary[kDebugOutputKey] = std::to_string(level);
     if (!domains.writePrefsInDomain(dictionary, kLevelDomain))
-        return refuse("the log's level cannot be written; that takes root.");
+        return refuse("the log's level cannot be written. Is the disk full?");
     std::printf("Programs that start from now on log up to level %d.\n", level);
     return kDone;
 }

@@ -1,6 +1,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <cstdio>
+#include <unistd.h>
 
 #include "account.h"
 #include "colour.h"
@@ -8,6 +9,7 @@
 #include "home/preference_keys.h"
 #include "lists/exclusion_entry.h"
 #include "platform/failure.h"
+#include "platform/system_root.h"
 #include "preference_value.h"
 
 namespace roamer::ctl
@@ -93,24 +95,31 @@ ExitStatus run(const SetOptions& options)
         refuse(options.key + " works in the administrator's file only; add --managed.");
         return kUsage;
     }
+    auto opened = Account::open(options.user);
+    if (const auto* reason = std::get_if<std::string>(&opened)) return refuse(*reason);
+    auto& account = *std::get<std::unique_ptr<Account>>(opened);
     std::optional<PropertyList> value;
     if (!options.words.empty()) {
-        auto parsed = preferenceValueFromWords(*key, options.words);
+        const bool namesFolders = key->type == PreferenceType::Folders;
+        auto parsed = preferenceValueFromWords(*key, namesFolders ? foldersInHome(options.words, account.localHome())
+                                                                  : options.words);
         if (const auto* reason = std::get_if<std::string>(&parsed)) {
             refuse(options.key + " " + *reason + ".");
             return kUsage;
         }
         value = std::get<PropertyList>(std::move(parsed));
     }
-    auto opened = Account::open(options.user);
-    if (const auto* reason = std::get_if<std::string>(&opened)) return refuse(*reason);
-    auto& account = *std::get<std::unique_ptr<Account>>(opened);
     if (value) {
         if (const auto fault = faultInRules(account, *value); !fault.empty()) {
             refuse("the rule cannot be understood: " + fault);
             return kUsage;
         }
     }
+    const auto self = account.effectiveUser->effectiveUid();
+    if (!options.managed && self != 0 && self != account.record().uid())
+        return refuse("only root may do this for somebody else.");
+    if (options.managed && access(platform::systemPath("/Library/Managed Preferences").c_str(), W_OK) != 0 && self != 0)
+        return refuse("the administrator's file cannot be written; that takes root.");
     if (!account.write(options.key, value, options.managed))
         return refuse(std::string("the ") + (options.managed ? "administrator's" : "person's") + " file for " +
                       account.name() + " cannot be written" +

@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <cstdlib>
 
 #include "lists/exclusion_entry.h"
 #include "platform/linux/xml_date.h"
@@ -92,6 +93,17 @@ std::string wordOfElement(const PropertyList& element)
 }
 
 } // namespace
+
+std::vector<std::string> foldersInHome(std::vector<std::string> words, const std::string& home)
+{
+    const char* ownHome = std::getenv("HOME");
+    for (auto& word : words) {
+        for (const std::string& top : {home, std::string(ownHome != nullptr ? ownHome : "")}) {
+            if (top.size() > 1 && word.starts_with(top + "/")) word = "~" + word.substr(top.size());
+        }
+    }
+    return words;
+}
 
 std::variant<PropertyList, std::string> preferenceValueFromWords(const PreferenceKey& key,
                                                                  const std::vector<std::string>& words)

@@ -15,6 +15,10 @@ namespace roamer::ctl
 ///
 /// Folders: one word each, "~/Documents" or "Documents". Rules: one word each, COMPARISON:VALUE; the comparison "path"
 /// means exactly this path. Whether a regular expression can be understood is not looked at.
+/// Folders as a shell leaves them: what it made of "~/" is taken back, whether it knew the account's home or that of
+/// whoever types.
+std::vector<std::string> foldersInHome(std::vector<std::string> words, const std::string& home);
+
 std::variant<PropertyList, std::string> preferenceValueFromWords(const PreferenceKey& key,
                                                                  const std::vector<std::string>& words);
 
