@@ -56,8 +56,9 @@ Outcome<Staged> Linker::stage(const Action& action)
     staged.isDatabase = true; // perhaps; then journals of another version must not lie beside it
     staged.entry = *agreed;
     staged.entry.stamps[source] = stampFor(*mBench.homes[source], *wanted, agreed->stamps[source].attributes);
-    staged.content.whole = agreed->digest.value_or(Digest{});
-    if (agreed->digest) staged.content.blocks = mBench.archive.blocks(action.from, *agreed->digest);
+    if (agreed->digest && agreed->size >= kLargeFile) {
+        staged.content = {*agreed->digest, mBench.archive.blocks(action.from, *agreed->digest)};
+    }
     return staged;
 }
 

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <unordered_map>
-#include <vector>
 
 #include "braid/disk/facts.h"
 
@@ -19,24 +17,30 @@ public:
     void note(const Stat& before, const Stat& now)
     {
         if (!before.linked && !now.linked) return;
-        std::vector<std::int64_t>& ctimes = mFiles[now.inode];
-        if (!ctimes.empty() && ctimes.back() != before.ctime) ctimes.clear(); // somebody else was at it, too
-        if (ctimes.empty()) ctimes.push_back(before.ctime);
-        ctimes.push_back(now.ctime);
+        const auto [file, isNew] = mFiles.try_emplace(now.inode, Span{before.ctime, now.ctime});
+        if (isNew) return;
+        if (file->second.last != before.ctime) file->second.first = before.ctime; // somebody else was at it, too
+        file->second.last = now.ctime;
     }
 
     /// What has become of a change time.
     std::int64_t now(std::uint64_t inode, std::int64_t ctime) const
     {
         const auto file = mFiles.find(inode);
-        if (file == mFiles.end() || std::ranges::find(file->second, ctime) == file->second.end()) return ctime;
-        return file->second.back();
+        if (file == mFiles.end()) return ctime;
+        const auto [first, last] = file->second;
+        // In between there were only others of the engine's own.
+        return ctime == first || (ctime > first && ctime < last) ? last : ctime;
     }
 
     bool empty() const { return mFiles.empty(); }
 
 private:
-    std::unordered_map<std::uint64_t, std::vector<std::int64_t>> mFiles; ///< Oldest first.
+    struct Span {
+        std::int64_t first = 0; ///< Before the engine began.
+        std::int64_t last = 0;
+    };
+    std::unordered_map<std::uint64_t, Span> mFiles; ///< By inode.
 };
 
 } // namespace braid

@@ -246,6 +246,14 @@ void ActionList::drop(Index index)
     mDropped[index] = true;
 }
 
+void ActionList::compact()
+{
+    if (mDroppedCount == 0) return;
+    ActionList kept;
+    each([&](Index, const Action& action) { kept.add(action); });
+    *this = std::move(kept);
+}
+
 Action ActionList::operator[](Index index) const
 {
     const Position position = mPositions[index];

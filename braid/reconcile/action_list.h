@@ -31,6 +31,8 @@ public:
     bool isDropped(Index index) const { return index < mDropped.size() && mDropped[index]; }
     void drop(Index index);
     void replace(Index index, const Action& action);
+    /// Gives back the memory of what was dropped; those that are left get other indices.
+    void compact();
 
     /// Visits those that are left with their index, in order. They may be dropped or replaced on the way.
     template <class Visit>

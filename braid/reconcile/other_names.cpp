@@ -141,10 +141,12 @@ void OtherNames::link()
 void OtherNames::run()
 {
     copyRatherThanRestamp();
+    mPlan.restamps.compact();
     findCopies();
     if (mFirst.local.empty() && mFirst.network.empty()) return;
     findNamesInStep();
     link();
+    mPlan.items.compact();
 }
 
 } // namespace
