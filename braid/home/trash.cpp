@@ -122,19 +122,14 @@ Outcome<Descriptor> Trash::ownFolder(std::string_view homeFolder)
     }
     // An item that was once a file here may be a folder now; then this version goes beside it.
     auto present = disk::openFolder(mPass.number(), homeFolder);
-    if (present || present.problem().code != ENOENT) return present;
+    if (present || present.problem().code != ENOENT || homeFolder.empty()) return present;
 
-    std::string made;
-    while (made.size() < homeFolder.size()) {
-        const auto slash = homeFolder.find('/', made.empty() ? 0 : made.size() + 1);
-        const std::string next{homeFolder.substr(0, slash)};
-        const auto parent = disk::openFolder(mPass.number(), made);
-        if (!parent) return parent.problem();
-        const int code = disk::makeFolder(parent->number(), std::string{nameOf(next)}.c_str(), 0700);
-        if (code != 0 && code != EEXIST) return Problem{code, "make the trash", next};
-        made = next;
-    }
-    return disk::openFolder(mPass.number(), homeFolder);
+    auto parent = ownFolder(folderOf(homeFolder));
+    if (!parent) return parent;
+    const std::string name{nameOf(homeFolder)};
+    const int code = disk::makeFolder(parent->number(), name.c_str(), 0700);
+    if (code != 0 && code != EEXIST) return Problem{code, "make the trash", std::string{homeFolder}};
+    return disk::openFolder(parent->number(), name);
 }
 
 int Trash::keep(int folder, const char* name, std::string_view homePath, const Stat& seen, Stat* kept)

@@ -235,11 +235,18 @@ PassRun::Stop PassRun::startArchiveAfresh()
 
 PassRun::Stop PassRun::planWithArchive()
 {
-    PerPeer<ReadFiles> read;
+    Reading reading;
+    reading.canWait = !mSettings.dryRun;
     WalkContext context{
-        mHomePointers, *mArchive, mCoverage,      mPools,
-        read,          mStop,     mTrustsArchive, [this](const std::string& folder) {
-            mReporter.at(folder); }};
+        .homes = mHomePointers,
+        .archive = *mArchive,
+        .coverage = mCoverage,
+        .pools = mPools,
+        .reading = reading,
+        .stop = mStop,
+        .trustsArchive = mTrustsArchive,
+        .onFolder = [this](const std::string& folder) { mReporter.at(folder); },
+    };
     mArchive->beginReading();
     mPlan = planPass(context);
     mArchive->endReading();

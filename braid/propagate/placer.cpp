@@ -323,7 +323,11 @@ int Placer::restampTouched(const Staged& staged)
 {
     Action action = *staged.action;
     action.verb = Action::Verb::Restamp;
-    (action.target == Peer::Local ? action.toLocal : action.toNetwork) = kAllAttributes;
+    const PerPeer<Stamp>& stamps = action.entry.stamps;
+    AttributeSet differing = kModifiedTime;
+    if (action.stats.local.mode != action.stats.network.mode) differing |= kMode;
+    if (stamps.local.attributes != stamps.network.attributes) differing |= kExtended;
+    (action.target == Peer::Local ? action.toLocal : action.toNetwork) = differing;
     action.entry.digest = staged.entry.digest;
     return restamp(action);
 }
@@ -332,14 +336,16 @@ std::shared_ptr<const ContentDigest> Placer::knownContent(const Action& action)
 {
     const Stat& target = action.stats[action.target];
     const Stat& source = action.stats[otherPeer(action.target)];
-    if (target.kind != Kind::File || target.size < kLargeFile) return nullptr;
+    if (target.kind != Kind::File) return nullptr;
+    // A small file of another size has changed, and is copied whole.
+    if (target.size < kLargeFile && source.size != target.size) return nullptr;
     if (target.linked) return nullptr; // found to be touched only, it would be written to under all its names
     if (source.kind != Kind::File || source.journals == Journals::Live) return nullptr;
     const auto agreed = mBench.archive.find(action.path);
     if (!agreed || !agreed->digest || !stillLooksLike(target, *agreed, action.target)) return nullptr;
     auto known = std::make_shared<ContentDigest>();
     known->whole = *agreed->digest;
-    known->blocks = mBench.archive.blocks(action.path, known->whole);
+    if (target.size >= kLargeFile) known->blocks = mBench.archive.blocks(action.path, known->whole);
     return known;
 }
 

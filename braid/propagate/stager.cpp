@@ -120,11 +120,12 @@ int Stager::completeDatabase(const Action& action, int sourceFolder, const Stat&
 }
 
 /// Somebody only touched it: there is nothing to copy but its attributes.
-Outcome<Staged> Stager::unchangedContent(Staged staged, const Descriptor& file, const Stat& source)
+Outcome<Staged> Stager::unchangedContent(Staged staged, const Descriptor& file, const Stat& source) const
 {
     const auto after = disk::statOf(file.number());
     if (!after) return after.problem();
     if (!isUnchanged(*after, source)) return Problem{EAGAIN, "copy it", staged.action->path};
+    mCount(static_cast<std::uint64_t>(source.size));
     staged.isContentThere = true;
     staged.entry.digest = staged.action->known->whole;
     staged.content = *staged.action->known;

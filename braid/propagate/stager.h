@@ -45,7 +45,7 @@ public:
 private:
     Outcome<Staged> stageFile(const Action& action, int sourceFolder, const Stat& source);
     Outcome<Staged> stageLink(const Action& action, int sourceFolder, const Stat& source);
-    static Outcome<Staged> unchangedContent(Staged staged, const Descriptor& file, const Stat& source);
+    Outcome<Staged> unchangedContent(Staged staged, const Descriptor& file, const Stat& source) const;
     Outcome<ContentDigest> bringContent(const Action& action, const Descriptor& source, const Stat& stat,
                                         const Descriptor& copy, const ContentDigest* seen, Staged& staged);
     int completeDatabase(const Action& action, int sourceFolder, const Stat& source, const Descriptor& copy,

@@ -35,7 +35,7 @@ struct Action {
     AttributeSet toNetwork = 0;
     bool isRecorded = true; ///< False: something about the item was kept out, so nothing is agreed yet.
     Entry entry;            ///< What is to be agreed on; for Delete what was.
-    /// Copy of a large file: what the target is known to hold. Not kept by an ActionList.
+    /// Copy of a file: what the target is known to hold, where that can save copying. Not kept by an ActionList.
     std::shared_ptr<const ContentDigest> known;
 };
 

@@ -34,8 +34,8 @@ class Judge
 {
 public:
     Judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const PerPeer<Stat>& stats,
-          PerPeer<ReadFiles>& read, const std::stop_token& stop)
-        : mHomes(homes), mFolder(folder), mName(name), mStats(stats), mRead(read), mStop(stop)
+          Reading& reading, const std::stop_token& stop)
+        : mHomes(homes), mFolder(folder), mName(name), mStats(stats), mReading(reading), mStop(stop)
     {
     }
 
@@ -54,7 +54,7 @@ private:
     FolderPair& mFolder;
     const std::string& mName;
     const PerPeer<Stat>& mStats;
-    PerPeer<ReadFiles>& mRead;
+    Reading& mReading;
     const std::stop_token& mStop;
 
     const Entry* mEntry = nullptr;
@@ -134,7 +134,7 @@ bool Judge::judgeAttributes(Peer peer)
 bool Judge::read(Peer peer)
 {
     const Stat& stat = mStats[peer];
-    if (!mDigest[peer] && stat.linked) mDigest[peer] = mRead[peer].find(stat);
+    if (!mDigest[peer] && stat.linked) mDigest[peer] = mReading.done[peer].find(stat);
     if (mDigest[peer]) return true;
     const auto folder = mFolder.on(peer);
     if (!folder) return fail(peer, folder.problem());
@@ -142,18 +142,20 @@ bool Judge::read(Peer peer)
         stat.kind == Kind::Link ? digestLink(*folder, mName.c_str()) : digestFile(*folder, mName.c_str(), stat, mStop);
     if (!digest) return fail(peer, digest.problem());
     mDigest[peer] = *digest;
-    if (stat.linked) mRead[peer].keep(stat, *digest);
+    if (stat.linked) mReading.done[peer].keep(stat, *digest);
     return true;
 }
 
-/// Somebody was at this large file, and at no other version of it: it will be copied. That takes reading it, which then
-/// shows whether it was only touched.
+/// Somebody was at this file, and at no other version of it: it will be copied. That takes reading it, on several
+/// threads, which then shows whether it was only touched.
 bool Judge::isReadWhenCopied(Peer peer) const
 {
     const Peer other = otherPeer(peer);
     const Stamp& stamp = mEntry->stamps[peer];
-    return mStats[peer].size >= kLargeFile && stamp.ctime != 0 && stamp.mtime != mStats[peer].mtime &&
-           mStats[other].kind == Kind::File && mDoubt[other] == Doubt::Same;
+    // What has several names is touched under all of them, so that it must not be copied for it.
+    const bool isOne = !mStats[peer].linked && !mStats[other].linked;
+    return mReading.canWait && (isOne || mStats[peer].size >= kLargeFile) && stamp.ctime != 0 &&
+           stamp.mtime != mStats[peer].mtime && mStats[other].kind == Kind::File && mDoubt[other] == Doubt::Same;
 }
 
 /// Reads files only where the decision hangs on it.
@@ -276,9 +278,9 @@ bool stillLooksLike(const Stat& stat, const Entry& entry, Peer peer)
 }
 
 Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const Entry* entry,
-                const PerPeer<Stat>& stats, PerPeer<ReadFiles>& read, const std::stop_token& stop)
+                const PerPeer<Stat>& stats, Reading& reading, const std::stop_token& stop)
 {
-    return Judge{homes, folder, name, stats, read, stop}.run(entry);
+    return Judge{homes, folder, name, stats, reading, stop}.run(entry);
 }
 
 } // namespace braid

@@ -36,6 +36,12 @@ struct Judgement {
     Peer problemAt = Peer::Local;
 };
 
+/// How one pass reads content.
+struct Reading {
+    bool canWait = true;     ///< What seems to have changed is copied, and copying it shows whether it has.
+    PerPeer<ReadFiles> done; ///< Files with several names.
+};
+
 /// A stamp for an item that lies in `home` as `stat` says. An item younger than the file system's step could change
 /// once more without looking different, so its stamp is not trusted.
 Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes);
@@ -44,8 +50,8 @@ Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes);
 bool stillLooksLike(const Stat& stat, const Entry& entry, Peer peer);
 
 /// Compares what both sides hold with what was agreed, reading content only where the figures leave a doubt. `entry`
-/// is null where nothing was agreed. `read` is of this pass.
+/// is null where nothing was agreed. `reading` is of this pass.
 Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const Entry* entry,
-                const PerPeer<Stat>& stats, PerPeer<ReadFiles>& read, const std::stop_token& stop);
+                const PerPeer<Stat>& stats, Reading& reading, const std::stop_token& stop);
 
 } // namespace braid

@@ -90,7 +90,8 @@ void Subtree::visitItem(const std::string& folder, const Coverage::State& cover,
     node.path = path;
     node.job = *job;
     node.stats[mSide] = item.stat;
-    const Judgement judgement = judge(mContext.homes, pair, item.name, entry, node.stats, mContext.read, mContext.stop);
+    const Judgement judgement =
+        judge(mContext.homes, pair, item.name, entry, node.stats, mContext.reading, mContext.stop);
     if (judgement.problem) {
         addError(mPlan, path, mSide, *judgement.problem);
         hold(folder);

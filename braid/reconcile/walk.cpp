@@ -200,7 +200,8 @@ void Walk::mergeItem(const Task& task, FolderPair& folder, const Row& row)
         return;
     }
 
-    const Judgement judgement = judge(mContext.homes, folder, row.name, row.entry, stats, mContext.read, mContext.stop);
+    const Judgement judgement =
+        judge(mContext.homes, folder, row.name, row.entry, stats, mContext.reading, mContext.stop);
     if (judgement.problem) {
         if (mContext.stop.stop_requested()) return;
         addError(mPlan, path, judgement.problemAt, *judgement.problem);

@@ -7,6 +7,7 @@
 #include "braid/disk/listing_pool.h"
 #include "braid/home/home.h"
 #include "braid/jobs/coverage.h"
+#include "judge.h"
 #include "plan.h"
 #include "read_files.h"
 
@@ -19,7 +20,7 @@ struct WalkContext {
     Archive& archive;
     const Coverage& coverage;
     PerPeer<ListingPool>& pools;
-    PerPeer<ReadFiles>& read;
+    Reading& reading;
     std::stop_token stop;
     bool trustsArchive = true; ///< False: a first sync, nothing was ever agreed and nothing is deleted.
     std::function<void(const std::string& folder)> onFolder;
