@@ -22,6 +22,7 @@ namespace
 
 constexpr std::size_t kLimitBytes = 4096;
 constexpr std::size_t kReplicaDigits = 32;
+constexpr std::string_view kReplicaWord = "id "; ///< Before the digits, in the home's own note of who it is.
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 // A note is for people, who think in days: not every pass needs to write it.
 constexpr std::int64_t kFreshSeconds = 600;
@@ -150,8 +151,9 @@ std::vector<Computer> meetComputers(const std::filesystem::path& networkHome, co
                                     const PassReport& report)
 {
     const auto replica = textOf(localHome / ".Braid" / "replica");
-    if (!replica || replica->size() < kReplicaDigits) return {};
-    const std::string own = replica->substr(0, kReplicaDigits);
+    if (!replica || !replica->starts_with(kReplicaWord)) return {};
+    const std::string own = replica->substr(kReplicaWord.size(), kReplicaDigits);
+    if (own.size() < kReplicaDigits) return {};
     writeNote(folderOf(networkHome) / own, report);
     std::vector<Computer> others;
     for (auto& [name, computer] : notesIn(folderOf(networkHome))) {
