@@ -1,7 +1,6 @@
 #include "util/debug_log_file.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "platform/linux/log_host.h"
 #include "platform/linux/property_list_codec.h"
@@ -52,12 +51,9 @@ protected:
         return TempRoot::readFile(root.real(kLogFile));
     }
     std::filesystem::path archive(const std::string& suffix) const { return root.real(kLogFile).string() + suffix; }
-    static mode_t modeOf(const std::filesystem::path& path)
+    static int modeOf(const std::filesystem::path& path)
     {
-        struct stat info {
-        };
-        EXPECT_EQ(stat(path.c_str(), &info), 0) << path;
-        return info.st_mode & 07777U;
+        return static_cast<int>(std::filesystem::status(path).permissions());
     }
 
     TempRoot root;
@@ -91,8 +87,8 @@ TEST_F(DebugLogFile, LevelsAndMasksDecideWhatIsWrittenAndHow)
         const auto text = run("<string>" + std::string(level) + "</string>");
         EXPECT_EQ(text, kBanner + "ReadDebugLevel gDebugLevel = " + std::to_string(gDebugLevel) + "\n" + expected);
     }
-    EXPECT_EQ(modeOf(root.real(kLogFile)), 0662U);
-    EXPECT_EQ(modeOf(root.real(kLogDirectory)), 0755U);
+    EXPECT_EQ(modeOf(root.real(kLogFile)), 0662);
+    EXPECT_EQ(modeOf(root.real(kLogDirectory)), 0755);
     EXPECT_EQ(host.owner, std::pair(0U, 80U)) << "the log is the administrators'";
 }
 
@@ -116,7 +112,7 @@ TEST_F(DebugLogFile, RollsOnlyAboveTheThresholdIntoTheFirstFreeSlot)
     TempRoot::writeFile(archive(".1"), "plain");
     EXPECT_TRUE(run().starts_with(kBanner));
     EXPECT_FALSE(std::filesystem::exists(archive(".2")));
-    EXPECT_EQ(modeOf(archive(".2.gz")), 0640U);
+    EXPECT_EQ(modeOf(archive(".2.gz")), 0640);
     EXPECT_EQ(TempRoot::readFile(archive(".0.gz")) + TempRoot::readFile(archive(".1")), "packedplain");
 
     const std::string old(kRollThreshold + 1, 'x');
