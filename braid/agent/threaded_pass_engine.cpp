@@ -119,6 +119,8 @@ Work::Refused Work::reach()
     if (const auto* refused = std::get_if<Refusal>(&found)) return failed(refused->code, refused->reason);
     mNetwork = std::get<ReachedHome>(std::move(found));
     mOnFound(mNetwork.path);
+    // By now the stop may have been told as done.
+    if (mStop.stop_requested()) return aborted();
     if (const auto refused = whyNoHome(mNetwork.path)) return failed(refused->code, refused->reason);
     return std::nullopt;
 }

@@ -31,12 +31,22 @@ bool isFurther(const Progress& before, const Progress& now)
     return place(before) != place(now);
 }
 
-PassResult silentServer(const std::string& home, bool isStopped = false)
+PassResult ended(int code, std::string reason)
 {
     PassResult result;
-    result.report.result = isStopped ? kPassAborted : ETIMEDOUT;
-    result.report.reason = "the server of \"" + home + "\" does not answer";
+    result.report.result = code;
+    result.report.reason = std::move(reason);
     return result;
+}
+
+PassResult silentServer(const std::string& home, bool isStopped = false)
+{
+    return ended(isStopped ? kPassAborted : ETIMEDOUT, "the server of \"" + home + "\" does not answer");
+}
+
+PassResult stopped()
+{
+    return ended(kPassAborted, "the sync was stopped");
 }
 
 } // namespace
@@ -48,24 +58,34 @@ WatchedPassEngine::WatchedPassEngine(PassEngine& engine, platform::RunLoop& runL
 
 void WatchedPassEngine::start(PassRequest request, OnProgress onProgress, OnMatters onMatters, OnEnd onEnd)
 {
-    if (mIsStuck) {
+    if (mIsStuck && !mIsMounting) {
         mSoon = mRunLoop.after({}, [this, onEnd = std::move(onEnd)] { onEnd(silentServer(mWhichHome())); });
         return;
     }
-    mOnEnd = std::move(onEnd);
+    Start wanted{std::move(request), std::move(onProgress), std::move(onMatters), std::move(onEnd)};
+    if (mIsStuck) {
+        mNext = std::move(wanted);
+    } else {
+        begin(std::move(wanted));
+    }
+}
+
+void WatchedPassEngine::begin(Start start)
+{
+    mOnEnd = std::move(start.onEnd);
     mLastSign = mRunLoop.now();
     mProgress = {};
     mAsked.reset();
     mIsStopped = false;
     mTimer = mRunLoop.every(seconds(kLookSeconds), [this] { look(); });
     mEngine.start(
-        std::move(request),
-        [this, onProgress = std::move(onProgress)](const Progress& progress) {
+        std::move(start.request),
+        [this, onProgress = std::move(start.onProgress)](const Progress& progress) {
             if (isFurther(mProgress, progress)) mLastSign = mRunLoop.now();
             mProgress = progress;
             if (!mIsStuck) onProgress(progress);
         },
-        [this, onMatters = std::move(onMatters)](const OpenMatters& fresh) {
+        [this, onMatters = std::move(start.onMatters)](const OpenMatters& fresh) {
             if (!mIsStuck) onMatters(fresh);
         },
         [this](const PassResult& result) { ended(result); });
@@ -75,19 +95,27 @@ void WatchedPassEngine::stop()
 {
     mEngine.stop();
     mIsStopped = true;
-    if (mOnEnd) mSoon = mRunLoop.after({}, [this] { look(); });
+    if (auto next = std::exchange(mNext, std::nullopt)) {
+        mSoon = mRunLoop.after({}, [onEnd = std::move(next->onEnd)] { onEnd(stopped()); });
+    } else if (mOnEnd) {
+        mSoon = mRunLoop.after({}, [this] { look(); });
+    }
 }
 
 void WatchedPassEngine::look()
 {
     const auto now = mRunLoop.now();
     const auto home = mWhichHome();
+    if (mIsStopped && home.empty()) {
+        mIsMounting = true;
+        return giveUp(stopped());
+    }
     const bool isQuiet = mIsStopped || now - mLastSign >= seconds(kQuietSeconds);
     if (!isQuiet || home.empty()) return;
     if (mAsked) {
         // A sign of life after the question is as good as its answer.
         const auto patience = seconds(mIsStopped ? kPatienceWithStoppedSeconds : kPatienceSeconds);
-        if (now - std::max(*mAsked, mLastSign) >= patience) giveUp();
+        if (now - std::max(*mAsked, mLastSign) >= patience) giveUp(silentServer(home, mIsStopped));
         return;
     }
     mAsked = now;
@@ -96,10 +124,9 @@ void WatchedPassEngine::look()
     });
 }
 
-void WatchedPassEngine::giveUp()
+void WatchedPassEngine::giveUp(const PassResult& result)
 {
-    const auto result = silentServer(mWhichHome(), mIsStopped);
-    roamer::DebugLog(0, "pass: %s, going on without it", result.report.reason.c_str());
+    roamer::DebugLog(mIsStopped ? 1 : 0, "pass: %s, going on without it", result.report.reason.c_str());
     mTimer.invalidate();
     mSoon.invalidate();
     mIsStuck = true;
@@ -112,7 +139,9 @@ void WatchedPassEngine::ended(const PassResult& result)
     mTimer.invalidate();
     if (mOnEnd) mSoon.invalidate();
     if (std::exchange(mIsStuck, false)) {
-        roamer::DebugLog(1, "pass: the server is back, the pass that was given up has ended");
+        roamer::DebugLog(1, "pass: the one that was given up has ended");
+        mIsMounting = false;
+        if (auto next = std::exchange(mNext, std::nullopt)) begin(*std::move(next));
     } else {
         std::exchange(mOnEnd, nullptr)(result);
     }
@@ -120,7 +149,7 @@ void WatchedPassEngine::ended(const PassResult& result)
 
 std::optional<std::string> WatchedPassEngine::forget()
 {
-    if (mIsStuck) return "The running sync waits for a server that does not answer.";
+    if (mIsStuck && !mIsMounting) return "The running sync waits for a server that does not answer.";
     return mEngine.forget();
 }
 

@@ -16,7 +16,9 @@ namespace braid::agent
 ///
 /// A pass that makes no progress is no reason: large files and slow disks take their time. The server is asked besides,
 /// and when it leaves that unanswered too, the pass is told as failed (ETIMEDOUT), or as stopped where that was asked
-/// for. Its thread still waits for the server. Until it comes back, every other pass fails at once.
+/// for. Its thread still waits for the server. Until it comes back, every other pass fails at once. A pass that is
+/// stopped while its share is being mounted has touched no home yet and is told as stopped at once; the next one begins
+/// when the mount has come back.
 class WatchedPassEngine final : public PassEngine
 {
 public:
@@ -39,9 +41,16 @@ public:
 
 private:
     using Time = platform::RunLoop::Clock::time_point;
+    struct Start {
+        PassRequest request;
+        OnProgress onProgress;
+        OnMatters onMatters;
+        OnEnd onEnd;
+    };
 
+    void begin(Start start);
     void look();
-    void giveUp();
+    void giveUp(const PassResult& result);
     void ended(const PassResult& result);
 
     PassEngine& mEngine;
@@ -56,6 +65,8 @@ private:
     std::uint64_t mQuestion = 0; ///< The answer to an earlier one than this comes too late to mean anything.
     bool mIsStopped = false;
     bool mIsStuck = false;
+    bool mIsMounting = false;   ///< Stuck, but not at a home.
+    std::optional<Start> mNext; ///< For when it is not any more.
     platform::Timer mTimer;
     platform::Timer mSoon;
 };

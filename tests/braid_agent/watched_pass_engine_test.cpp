@@ -71,6 +71,24 @@ TEST_F(WatchedPass, EndsAsStoppedWhenItIsStoppedWhileItsServerIsSilent)
     EXPECT_TRUE(engine.isStuck());
 }
 
+TEST_F(WatchedPass, StoppedWhileItsShareIsMountedHasEndedAndTheNextOneWaitsForTheMount)
+{
+    home.clear();
+    start();
+    engine.stop();
+    loop.runForSeconds(0.1);
+    EXPECT_EQ(results, std::vector{braid::kPassAborted});
+    start();
+    loop.runForSeconds(10);
+    EXPECT_EQ(inner.requests.size(), 1U);
+    EXPECT_FALSE(engine.forget());
+    inner.end({});
+    EXPECT_EQ(inner.requests.size(), 2U);
+    inner.end({});
+    EXPECT_EQ(results, (std::vector{braid::kPassAborted, 0}));
+    EXPECT_FALSE(engine.isStuck());
+}
+
 TEST_F(WatchedPass, IsGivenUpWithASilentServerAndComesBackWithIt)
 {
     serverAnswers = false;
