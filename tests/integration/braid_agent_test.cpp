@@ -187,7 +187,7 @@ TEST_F(BraidAgent, GivesUpItsNameWhateverItIsStuckIn)
     if (server.status != 0) GTEST_SKIP() << "bindfs cannot mount here";
     set->setRemoteHomePath(stalled);
     set->startSync();
-    mLoop->runFor(platform::seconds(0.5));
+    mLoop->runFor(platform::seconds(6.5)); // the engine asks the silent server by now
     const auto start = mLoop->now();
     ::kill(enginePid(), SIGTERM);
     EXPECT_TRUE(waitFor([this] { return !mManager->syncAgentIsRunning(); }));
