@@ -152,10 +152,10 @@ bool Judge::isReadWhenCopied(Peer peer) const
 {
     const Peer other = otherPeer(peer);
     const Stamp& stamp = mEntry->stamps[peer];
-    // What has several names is touched under all of them, so that it must not be copied for it.
+    // What has several names is touched under all of them, and must be neither copied nor linked anew for it.
     const bool isOne = !mStats[peer].linked && !mStats[other].linked;
-    return mReading.canWait && (isOne || mStats[peer].size >= kLargeFile) && stamp.ctime != 0 &&
-           stamp.mtime != mStats[peer].mtime && mStats[other].kind == Kind::File && mDoubt[other] == Doubt::Same;
+    return mReading.canWait && isOne && stamp.ctime != 0 && stamp.mtime != mStats[peer].mtime &&
+           mStats[other].kind == Kind::File && mDoubt[other] == Doubt::Same;
 }
 
 /// Reads files only where the decision hangs on it.
