@@ -4,7 +4,9 @@
 #include <unicode/unistr.h>
 
 #include <atomic>
+#include <mutex>
 #include <utility>
+#include <vector>
 
 #include "braid/disk/facts.h"
 #include "braid/text/folding.h"
@@ -21,6 +23,8 @@ constexpr std::int32_t kRegexStackBytes = 1 << 20;
 // A pattern that ran into the limit so often would stall a pass item by item; from then on it gets a single step, which
 // is plenty for what an honest pattern does with a path.
 constexpr unsigned kRegexPatience = 20;
+// And after so many more it is not asked any longer: it matches nothing.
+constexpr unsigned kRegexGivenUp = 1000;
 
 bool isRegex(Comparison comparison)
 {
@@ -90,17 +94,43 @@ struct MatchRule::Compiled {
 
     bool matchesRegex(std::string_view text) const
     {
-        UErrorCode status = U_ZERO_ERROR;
-        const std::u16string units = text::toUtf16(text);
+        if (timesTooSlow >= kRegexGivenUp) return false;
+        thread_local std::u16string units;
+        text::toUtf16(text, units);
         const icu::UnicodeString input{false, units.data(), static_cast<std::int32_t>(units.size())};
-        const std::unique_ptr<icu::RegexMatcher> matcher{regex->matcher(input, status)};
-        if (U_FAILURE(status) || !matcher) return false;
+        std::unique_ptr<icu::RegexMatcher> matcher = takeMatcher();
+        if (!matcher) return false;
+        UErrorCode status = U_ZERO_ERROR;
         matcher->setTimeLimit(timesTooSlow < kRegexPatience ? kRegexTimeLimit : 1, status);
-        matcher->setStackLimit(kRegexStackBytes, status);
+        matcher->reset(input);
         const bool matched = matcher->matches(status) != 0;
         if (status == U_REGEX_TIME_OUT) ++timesTooSlow;
+        static const icu::UnicodeString kNothing;
+        matcher->reset(kNothing); // it only borrows its input
+        const std::lock_guard lock{mutex};
+        idle.push_back(std::move(matcher));
         return U_SUCCESS(status) && matched;
     }
+
+    /// One that is ready for use, made if all others are asked at this moment: a matcher serves one thread at a time.
+    std::unique_ptr<icu::RegexMatcher> takeMatcher() const
+    {
+        {
+            const std::lock_guard lock{mutex};
+            if (!idle.empty()) {
+                auto matcher = std::move(idle.back());
+                idle.pop_back();
+                return matcher;
+            }
+        }
+        UErrorCode status = U_ZERO_ERROR;
+        std::unique_ptr<icu::RegexMatcher> matcher{regex->matcher(status)};
+        if (matcher) matcher->setStackLimit(kRegexStackBytes, status);
+        return U_SUCCESS(status) ? std::move(matcher) : nullptr;
+    }
+
+    mutable std::mutex mutex;
+    mutable std::vector<std::unique_ptr<icu::RegexMatcher>> idle; // after `regex`, which they use
 };
 
 MatchRule::MatchRule(Comparison comparison, std::string value, std::shared_ptr<const Compiled> compiled)
@@ -115,7 +145,8 @@ std::variant<MatchRule, std::string> MatchRule::make(Comparison comparison, std:
         UErrorCode status = U_ZERO_ERROR;
         UParseError where{};
         where.offset = -1;
-        const std::u16string units = text::toUtf16(value);
+        std::u16string units;
+        text::toUtf16(value, units);
         const icu::UnicodeString pattern{units.data(), static_cast<std::int32_t>(units.size())};
         compiled->regex.reset(icu::RegexPattern::compile(pattern, 0, where, status));
         if (U_FAILURE(status) || !compiled->regex) return reasonOf(status, where);

@@ -115,10 +115,9 @@ void foldCharacters(std::string_view bytes, std::vector<char32_t>& characters)
         [&](std::uint8_t byte) { characters.push_back(kFirstAfterUnicode + byte); });
 }
 
-std::u16string toUtf16(std::string_view bytes)
+void toUtf16(std::string_view bytes, std::u16string& units)
 {
-    std::u16string units;
-    units.reserve(bytes.size());
+    units.clear();
     eachCharacter(
         bytes,
         [&](UChar32 character) {
@@ -130,7 +129,6 @@ std::u16string toUtf16(std::string_view bytes)
             }
         },
         [&](std::uint8_t byte) { units.push_back(static_cast<char16_t>(kLoneSurrogates + byte)); });
-    return units;
 }
 
 std::string printable(std::string_view bytes)
