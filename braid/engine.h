@@ -147,6 +147,9 @@ struct PassSettings {
     std::filesystem::path networkHome;
     std::vector<Job> jobs;
     bool dryRun = false; ///< Decide and report, write nothing anywhere.
+    /// A few items by the way: what the jobs leave out is trusted later as if this pass had not been. After any other
+    /// pass an item that comes back under a job is compared afresh if a side changed.
+    bool isAside = false;
     /// More than half of a home's items deleted in one pass looks like an accident: the pass then changes nothing and
     /// has a conflict of kind "mass-deletion" at path ".", unless a person said that this is meant.
     bool allowMassDeletion = false;

@@ -22,6 +22,11 @@ constexpr Peer otherPeer(Peer peer)
     return peer == Peer::Local ? Peer::Network : Peer::Local;
 }
 
+constexpr PerPeer<bool> onlyOn(Peer peer)
+{
+    return {peer == Peer::Local, peer == Peer::Network};
+}
+
 /// As a person reads it in a message.
 constexpr const char* homeWords(Peer peer)
 {

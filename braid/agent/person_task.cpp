@@ -65,6 +65,7 @@ void narrow(PassRequest& request, const PersonTask& task)
         job.inclusions = std::set<std::string>(own.begin(), own.end());
     }
     request.jobs = std::move(jobs);
+    request.isAside = true;
 }
 
 } // namespace

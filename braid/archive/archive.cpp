@@ -40,6 +40,7 @@ CREATE TABLE IF NOT EXISTS place (pair INTEGER PRIMARY KEY, network_home BLOB NO
 CREATE TABLE IF NOT EXISTS block (
     pair INTEGER NOT NULL, folder BLOB NOT NULL, name BLOB NOT NULL, whole BLOB NOT NULL, blocks BLOB NOT NULL,
     PRIMARY KEY (pair, folder, name)) WITHOUT ROWID;
+CREATE TABLE IF NOT EXISTS areas (pair INTEGER PRIMARY KEY, jobs BLOB NOT NULL);
 CREATE TABLE IF NOT EXISTS trouble (
     pair INTEGER NOT NULL, path BLOB NOT NULL, message BLOB NOT NULL,
     PRIMARY KEY (pair, path)) WITHOUT ROWID;
@@ -140,7 +141,7 @@ std::int64_t layoutOf(Database& database)
 bool lacksTables(Database& database)
 {
     if (layoutOf(database) != kLayout) return false;
-    Statement find = database.prepare("SELECT 1 FROM sqlite_master WHERE name = 'block'");
+    Statement find = database.prepare("SELECT 1 FROM sqlite_master WHERE name = 'areas'");
     return !find.step();
 }
 
@@ -319,6 +320,19 @@ void Archive::rememberNetworkHome(const std::string& path)
     if (known.bind(0, mPair).bindBlob(1, path).step()) return;
     Statement place = mDatabase->prepare("INSERT OR REPLACE INTO place (pair, network_home) VALUES (?1, ?2)");
     place.bind(0, mPair).bindBlob(1, path).run();
+}
+
+std::string Archive::lastAreas()
+{
+    Statement find = mDatabase->prepare("SELECT jobs FROM areas WHERE pair = ?1");
+    find.bind(0, mPair);
+    return find.step() ? std::string{find.blob(0)} : std::string{};
+}
+
+void Archive::rememberAreas(const std::string& areas)
+{
+    Statement put = mDatabase->prepare("INSERT OR REPLACE INTO areas (pair, jobs) VALUES (?1, ?2)");
+    put.bind(0, mPair).bindBlob(1, areas).run();
 }
 
 void Archive::clearEntries()

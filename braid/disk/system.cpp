@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <thread>
 
 #include "descriptor.h"
 
@@ -25,6 +26,11 @@ int System::clone(int, int)
 {
     errno = EOPNOTSUPP;
     return -1;
+}
+
+void System::wait(std::int64_t nanoseconds)
+{
+    std::this_thread::sleep_for(std::chrono::nanoseconds{nanoseconds});
 }
 
 namespace

@@ -75,6 +75,8 @@ public:
     /// Nanoseconds since 1970 UTC by this computer's clock, which people and servers may set.
     virtual std::int64_t now() = 0;
     virtual void randomBytes(void* bytes, std::size_t length) = 0;
+    /// Lets so many nanoseconds pass, a few milliseconds at most.
+    virtual void wait(std::int64_t nanoseconds);
     /// False: asks for one request after the other, from one thread.
     virtual bool isConcurrent() const = 0;
 };

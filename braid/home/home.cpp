@@ -154,6 +154,14 @@ std::optional<Problem> Home::openStaging(const std::string& stagingName)
     return std::nullopt;
 }
 
+std::optional<std::int64_t> Home::readClock() const
+{
+    if (disk::stampNow(staging()) != 0) return std::nullopt;
+    const auto stat = disk::statOf(staging());
+    if (!stat) return std::nullopt;
+    return stat->mtime;
+}
+
 std::int64_t Home::now() const
 {
     return mOpenedAt + (disk::system().now() - mOpenedAtHere);
@@ -200,7 +208,8 @@ std::optional<Problem> Home::checkStillThere() const
     const auto now = disk::statPath(mPath);
     if (!now) return Problem{now.problem().code, "reach the home", mPath};
     if (!now->exists()) return Problem{ENOENT, "reach the home", mPath};
-    if (now->inode != mRootStat.inode) return Problem{ESTALE, "recognise the home", mPath};
+    if (now->inode != mRootStat.inode || now->device != mRootStat.device)
+        return Problem{ESTALE, "recognise the home", mPath};
     const auto marker = readMarker(root());
     if (!marker) return marker.problem();
     if (!isOurs(*marker)) return Problem{ESTALE, "recognise the home", mPath};

@@ -52,6 +52,8 @@ public:
     std::int64_t openedAt() const { return mOpenedAt; }
     /// The same for this moment.
     std::int64_t now() const;
+    /// The home's own clock read again; nothing where it cannot be.
+    std::optional<std::int64_t> readClock() const;
 
     /// Counts up the generation, durable when it returns.
     std::optional<Problem> countUpGeneration();

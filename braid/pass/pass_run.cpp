@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "braid/disk/calls.h"
+#include "braid/jobs/areas.h"
 #include "braid/propagate/propagator.h"
 #include "braid/propagate/stager.h"
 #include "braid/reconcile/arrange.h"
@@ -114,6 +115,7 @@ PassRun::Stop PassRun::runSteps()
     if (mSettings.dryRun) return reportPlanOnly();
     mReporter.enter(PassState::Processing);
     const Stop stop = carryOut();
+    if (!stop) rememberJobs();
     mReporter.setJobStatus(jobStatus());
     mReporter.setMatters(mPlan.conflicts.size(), mPlan.errors.size());
     mReporter.enter(PassState::Cleanup);
@@ -235,6 +237,7 @@ PassRun::Stop PassRun::startArchiveAfresh()
 
 PassRun::Stop PassRun::planWithArchive()
 {
+    readLastJobs();
     Reading reading;
     reading.canWait = !mSettings.dryRun;
     WalkContext context{
@@ -246,6 +249,7 @@ PassRun::Stop PassRun::planWithArchive()
         .stop = mStop,
         .trustsArchive = mTrustsArchive,
         .onFolder = [this](const std::string& folder) { mReporter.at(folder); },
+        .lastCoverage = mLastCoverage ? &*mLastCoverage : nullptr,
     };
     mArchive->beginReading();
     mPlan = planPass(context);
@@ -290,6 +294,26 @@ PassRun::Stop PassRun::carryOut()
     if (problem) return ended(*problem);
     if (mStop.stop_requested()) return aborted();
     return std::nullopt;
+}
+
+void PassRun::readLastJobs()
+{
+    mLastCoverage.reset();
+    const std::string areas = mArchive->lastAreas();
+    if (areas == areasOf(mSettings.jobs, {})) return;
+    mLastJobs = jobsFrom(areas);
+    if (!mLastJobs.empty()) mLastCoverage.emplace(mLastJobs);
+}
+
+/// After a pass that has forgotten what it found without trust.
+void PassRun::rememberJobs()
+{
+    const bool isHeldBack =
+        std::ranges::any_of(mPlan.conflicts, [](const ConflictRecord& record) { return record.conflict.path == "."; });
+    if (isHeldBack || mSettings.isAside) return;
+    // What comes back under a job, but cannot be looked at yet, comes back once it can.
+    const std::string areas = areasOf(mSettings.jobs, mLastCoverage ? mPlan.unseen : std::set<std::string>{});
+    if (areas != mArchive->lastAreas()) mArchive->rememberAreas(areas);
 }
 
 PassRun::Stop PassRun::recordMatters()

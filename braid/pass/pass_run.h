@@ -41,6 +41,8 @@ private:
     Stop planWithArchive();
     Stop reportPlanOnly();
     Stop carryOut();
+    void readLastJobs();
+    void rememberJobs();
     Stop recordMatters();
     Stop ended(const Problem& problem) const;
     Stop aborted() const;
@@ -59,6 +61,8 @@ private:
     PerPeer<std::unique_ptr<Home>> mHomes;
     PerPeer<Home*> mHomePointers;
     std::unique_ptr<Archive> mArchive;
+    std::vector<Job> mLastJobs; ///< Of the last pass, where they covered something else.
+    std::optional<Coverage> mLastCoverage;
     bool mTrustsArchive = false;
     PerPeer<ListingPool> mPools;
     Plan mPlan;

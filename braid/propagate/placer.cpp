@@ -136,10 +136,10 @@ int Placer::place(Staged& staged)
     const auto placed = disk::statAt(*folder, name.c_str());
     if (placed && isSameContentAfterRename(*placed, staged.stat)) {
         mBench.ownMoves[target].note(staged.stat, *placed);
-        stamp = stampFor(*mBench.homes[target], *placed, attributes);
+        stamp = stampForWritten(*mBench.homes[target], *placed, attributes);
     } else {
         // Somebody was at it already: agree on what was put there, and have the next pass look closely.
-        stamp = stampFor(*mBench.homes[target], staged.stat, attributes);
+        stamp = stampForWritten(*mBench.homes[target], staged.stat, attributes);
         stamp.ctime = 0;
     }
     return 0;
@@ -174,10 +174,10 @@ int Placer::move(const Action& action)
     }
     mBench.ownMoves[target].note(old, *moved);
     Entry entry = action.entry;
-    entry.stamps[target] = stampFor(*mBench.homes[target], *moved, action.entry.stamps[target].attributes);
+    entry.stamps[target] = stampForWritten(*mBench.homes[target], *moved, action.entry.stamps[target].attributes);
     entry.stamps[source] = stampFor(*mBench.homes[source], model, action.entry.stamps[source].attributes);
     mBench.forgetLater(action.from);
-    mBench.recordLater(action.path, entry);
+    mBench.recordLater(action.path, entry, onlyOn(target));
     if (entry.digest && entry.size >= kLargeFile) {
         mBench.recordBlocksLater(action.path, {*entry.digest, mBench.archive.blocks(action.from, *entry.digest)});
     }
@@ -308,14 +308,14 @@ int Placer::restamp(const Action& action)
         const auto now = disk::statAt(*folder, name.c_str());
         const auto attributes = extended::hashOf(*folder, name.c_str());
         if (!now || !attributes) continue;
-        Stamp stamp = stampFor(*mBench.homes[peer], *now, *attributes);
+        Stamp stamp = stampForWritten(*mBench.homes[peer], *now, *attributes);
         // Content that changed while we were at the attributes shows in the size or in a time that we did not set.
         const Stat& seen = action.stats[peer];
         const std::int64_t wanted = (written & kModifiedTime) ? action.stats[otherPeer(peer)].mtime : seen.mtime;
         if (now->kind == Kind::File && (now->size != seen.size || now->mtime != wanted)) stamp.ctime = 0;
         entry.stamps[peer] = stamp;
     }
-    mBench.recordLater(action.path, entry);
+    mBench.recordLater(action.path, entry, {action.toLocal != 0, action.toNetwork != 0});
     return 0;
 }
 
@@ -353,7 +353,7 @@ int Placer::finishFolder(FolderFinish& finish)
 {
     const JobOptions& options = mBench.coverage.job(finish.job).options;
     const std::string name{nameOf(finish.path)};
-    bool isWritten = false;
+    PerPeer<bool> written;
     for (const Peer peer : kPeers) {
         const bool isCreated = finish.created == peer;
         const Stat& seen = finish.stats[peer];
@@ -380,11 +380,11 @@ int Placer::finishFolder(FolderFinish& finish)
             if (hash) attributes = *hash;
         }
         mBench.touch(peer, folderOf(finish.path));
-        Stamp stamp = stampFor(*mBench.homes[peer], *after, attributes);
+        Stamp stamp = stampForWritten(*mBench.homes[peer], *after, attributes);
         // A mode that somebody set during the pass must still look like a change to the next one.
         if (!isOurs && seen.mode != after->mode) stamp.mode = finish.entry.stamps[peer].mode;
         finish.entry.stamps[peer] = stamp;
-        isWritten = true;
+        written[peer] = true;
     }
     if (finish.created) {
         const Peer source = otherPeer(*finish.created);
@@ -394,7 +394,9 @@ int Placer::finishFolder(FolderFinish& finish)
     }
     finish.entry.kind = Kind::Folder;
     finish.entry.unfinished = {};
-    if (isWritten && finish.isRecorded) mBench.recordLater(finish.path, finish.entry);
+    if ((written.local || written.network) && finish.isRecorded) {
+        mBench.recordLater(finish.path, finish.entry, written);
+    }
     return 0;
 }
 

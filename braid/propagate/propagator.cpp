@@ -33,6 +33,7 @@ public:
 
 private:
     std::optional<Problem> countUpGenerations();
+    void failAll(Peer peer, int code);
     std::optional<Problem> tellArchive();
     std::optional<Problem> makeFolders();
     std::optional<Problem> handleItems(const ActionList& items);
@@ -96,13 +97,35 @@ std::optional<Problem> Propagator::countUpGenerations()
     for (const Peer peer : kPeers) {
         if (!isAnything) continue;
         const auto problem = mBench.homes[peer]->countUpGeneration();
+        if (!problem) continue;
         // A full disk is no reason to keep what lies on it from the other home.
-        const bool isFull = problem && (problem->code == ENOSPC || problem->code == EDQUOT);
-        if (problem && (isWritten[peer] || !isFull)) return problem;
+        const bool isFull = problem->code == ENOSPC || problem->code == EDQUOT;
+        if (!isFull) return problem;
+        if (isWritten[peer]) failAll(peer, problem->code);
     }
     mBench.archive.rememberGenerations(
         {mBench.homes.local->marker()->generation, mBench.homes.network->marker()->generation});
     return mBench.archive.failure();
+}
+
+/// Nothing can be written to that home; the plan for the other one stands.
+void Propagator::failAll(Peer peer, int code)
+{
+    for (ActionList* list :
+         {&mPlan.makeRoom, &mPlan.folders, &mPlan.items, &mPlan.restamps, &mPlan.links, &mPlan.deletions}) {
+        list->each([&](ActionList::Index index, const Action& action) {
+            const bool both = action.verb == Action::Verb::Restamp;
+            const AttributeSet attributes = peer == Peer::Local ? action.toLocal : action.toNetwork;
+            if (both ? attributes == 0 : action.target != peer) return;
+            mBench.fail(action.path, peer, {code, "update it", action.path});
+            mBench.reporter.addItem();
+            list->drop(index);
+        });
+    }
+    for (FolderFinish& finish : mPlan.finishes) {
+        finish.mtime[peer] = finish.stats[peer].mtime;
+        finish.restamped[peer] = false;
+    }
 }
 
 std::optional<Problem> Propagator::tellArchive()
@@ -169,7 +192,7 @@ std::optional<Problem> Propagator::placeBatch()
         const int code = staged.isContentThere ? mPlacer.restampTouched(staged) : mPlacer.place(staged);
         if (code != 0) mCrew.discard(staged);
         if (code == 0) {
-            if (!staged.isContentThere) mBench.recordLater(action.path, staged.entry);
+            if (!staged.isContentThere) mBench.recordLater(action.path, staged.entry, onlyOn(action.target));
             mBench.recordBlocksLater(action.path, std::move(staged.content));
             mBench.counts.bytes += staged.bytes;
         }
@@ -290,7 +313,7 @@ int Propagator::link(const Action& action)
         mCrew.discard(*staged);
         return code;
     }
-    mBench.recordLater(action.path, staged->entry);
+    mBench.recordLater(action.path, staged->entry, onlyOn(action.target));
     mBench.recordBlocksLater(action.path, std::move(staged->content));
     return 0;
 }
@@ -299,7 +322,7 @@ int Propagator::link(const Action& action)
 std::optional<Problem> Propagator::linkAll()
 {
     if (mPlan.links.empty()) return std::nullopt;
-    if (auto problem = mBench.settle()) return problem; // the archive then tells what lies at the names to link to
+    if (auto problem = mBench.settleAll()) return problem; // the archive then tells what lies at the names to link to
     ActionList copies;
     for (ActionList::Index i = 0; i < mPlan.links.size() && goesOn(); ++i) {
         Action action = mPlan.links[i];
@@ -361,7 +384,7 @@ std::optional<Problem> Propagator::run()
     if (auto problem = linkAll()) return problem;
     if (auto problem = removeAll(mPlan.deletions)) return problem;
     if (auto problem = finishFolders()) return problem;
-    if (auto problem = mBench.settle()) return problem;
+    if (auto problem = mBench.settleAll()) return problem;
     return mBench.tellOwnMoves();
 }
 

@@ -74,8 +74,19 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
         if (mBench.stop.stop_requested()) disk::closeBehind(std::move(*copy)); // who stops a pass waits for its end
         return problem;
     };
+    const Home& from = *mBench.homes[otherPeer(action.target)];
+    const bool isYoung = isYoungChange(source.mtime, from.now()) || isYoungChange(source.ctime, from.now());
     auto content = bringContent(action, *file, source, *copy, seen ? &*seen : nullptr, staged);
     if (!content) return fail(content.problem());
+    if (isYoung) {
+        // A write while it was read could have left its times as they were.
+        const auto again = digestOpen(*file, source, mBench.stop);
+        if (!again) return fail(again.problem());
+        if (again->whole != content->whole) return fail({EAGAIN, "copy it", action.path});
+    }
+    const auto written = disk::statOf(copy->number());
+    if (!written) return fail(written.problem());
+    if (written->size != source.size) return fail({EIO, "write a copy of it", action.path});
     if (content->isDatabase || source.journals != Journals::None) {
         if (int code = completeDatabase(action, sourceFolder, source, *copy, *content)) {
             return fail({code, "copy it", action.path});

@@ -1,9 +1,13 @@
 #include "workbench.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "braid/disk/calls.h"
 #include "braid/disk/extended.h"
+#include "braid/disk/system.h"
+#include "braid/reconcile/judge.h"
 #include "braid/reconcile/walk.h"
 
 namespace braid
@@ -69,9 +73,9 @@ void Workbench::touch(Peer peer, std::string_view folder)
     disturbed[peer].emplace(folder);
 }
 
-void Workbench::recordLater(const std::string& path, const Entry& entry)
+void Workbench::recordLater(const std::string& path, const Entry& entry, PerPeer<bool> written)
 {
-    mRecords.emplace_back(path, entry);
+    mRecords.push_back({path, entry, written});
 }
 
 void Workbench::recordBlocksLater(const std::string& path, ContentDigest content)
@@ -87,7 +91,60 @@ void Workbench::forgetLater(const std::string& path)
 
 bool Workbench::hasMuchToSettle() const
 {
-    return mRecords.size() + mForgets.size() >= kMuch;
+    return mRecords.size() - mKeptBack + mForgets.size() >= kMuch;
+}
+
+bool Workbench::isYoung(const Record& record, const PerPeer<std::optional<std::int64_t>>& clocks) const
+{
+    return std::ranges::any_of(kPeers, [&](Peer peer) {
+        const std::int64_t ctime = record.entry.stamps[peer].ctime;
+        return record.written[peer] && ctime != 0 && (!clocks[peer] || isYoungChange(ctime, *clocks[peer]));
+    });
+}
+
+/// The records of what was written so long ago that any change since then shows.
+std::vector<Workbench::Record> Workbench::takeRipe()
+{
+    PerPeer<std::optional<std::int64_t>> clocks;
+    for (const Peer peer : kPeers) {
+        if (std::ranges::any_of(mRecords, [&](const Record& record) { return record.written[peer]; }))
+            clocks[peer] = homes[peer]->readClock();
+    }
+    const auto young = std::stable_partition(mRecords.begin(), mRecords.end(),
+                                             [&](const Record& record) { return !isYoung(record, clocks); });
+    std::vector<Record> ripe{std::make_move_iterator(mRecords.begin()), std::make_move_iterator(young)};
+    mRecords.erase(mRecords.begin(), young);
+    mKeptBack = mRecords.size();
+    return ripe;
+}
+
+/// Programs that watch a home may have set some before the tick was over in which the item appeared.
+void Workbench::checkAttributes(Record& record)
+{
+    constexpr Peer kWatched = Peer::Local;
+    Stamp& stamp = record.entry.stamps[kWatched];
+    if (!record.written[kWatched] || stamp.ctime == 0) return;
+    const auto in = folder(kWatched, folderOf(record.path));
+    const auto hash =
+        in ? extended::hashOf(*in, std::string{nameOf(record.path)}.c_str()) : Outcome<std::uint64_t>{in.problem()};
+    if (!hash || *hash != stamp.attributes) stamp.ctime = 0; // the next pass looks closely
+}
+
+std::optional<Problem> Workbench::tell(const std::vector<Record>& records)
+{
+    if (records.empty() && mForgets.empty() && mBlocks.empty()) return std::nullopt;
+    archive.begin();
+    // First forget: a path may have been left by one item and taken by another.
+    for (const std::string& path : mForgets)
+        archive.forget(path);
+    for (const Record& record : records)
+        archive.record(record.path, record.entry);
+    for (const auto& [path, content] : mBlocks)
+        archive.recordBlocks(path, content.whole, content.blocks);
+    archive.commit();
+    mBlocks.clear();
+    mForgets.clear();
+    return archive.failure();
 }
 
 std::optional<Problem> Workbench::settle()
@@ -97,25 +154,40 @@ std::optional<Problem> Workbench::settle()
         if (auto problem = homes[peer]->makeDurable(mUnsynced[peer])) return problem;
         mUnsynced[peer].clear();
     }
-    if (mRecords.empty() && mForgets.empty()) return std::nullopt;
-    archive.begin();
-    // First forget: a path may have been left by one item and taken by another.
-    for (const std::string& path : mForgets)
-        archive.forget(path);
-    for (const auto& [path, entry] : mRecords)
-        archive.record(path, entry);
-    for (const auto& [path, content] : mBlocks)
-        archive.recordBlocks(path, content.whole, content.blocks);
-    archive.commit();
-    mRecords.clear();
-    mBlocks.clear();
-    mForgets.clear();
-    return archive.failure();
+    std::vector<Record> ripe = takeRipe();
+    for (Record& record : ripe)
+        checkAttributes(record);
+    return tell(ripe);
+}
+
+std::optional<Problem> Workbench::settleAll()
+{
+    constexpr int kMostWaits = 4;
+    constexpr std::int64_t kWait = kTick / 2;
+    const auto isFine = [](const Record& record) {
+        return std::ranges::any_of(
+            kPeers, [&](Peer peer) { return record.written[peer] && isFineTime(record.entry.stamps[peer].ctime); });
+    };
+    auto problem = settle();
+    for (int waits = 0; !problem && waits < kMostWaits && std::ranges::any_of(mRecords, isFine); ++waits) {
+        disk::system().wait(kWait);
+        problem = settle();
+    }
+    if (problem || mRecords.empty()) return problem;
+    // The file system's own step is the coarser: the next pass looks closely.
+    for (Record& record : mRecords) {
+        for (const Peer peer : kPeers) {
+            if (record.written[peer]) record.entry.stamps[peer].ctime = 0;
+            record.written[peer] = false;
+        }
+    }
+    return settle();
 }
 
 std::optional<Problem> Workbench::tellOwnMoves()
 {
     if (ownMoves.local.empty() && ownMoves.network.empty()) return std::nullopt;
+    disk::system().wait(kTick); // what people do from now on shows in another change time
     archive.begin();
     for (const Peer peer : kPeers) {
         const OwnMoves& moves = ownMoves[peer];

@@ -58,15 +58,19 @@ public:
     /// The entries of `folder` change; they must be made durable before the archive learns of it.
     void touch(Peer peer, std::string_view folder);
 
-    /// What the archive is to learn once the disk holds it.
-    void recordLater(const std::string& path, const Entry& entry);
+    /// What the archive is to learn once the disk holds it. `written` are the sides whose stamp tells of this pass's
+    /// own work, see stampForWritten().
+    void recordLater(const std::string& path, const Entry& entry, PerPeer<bool> written = {});
     /// Besides, where the file is large enough for it to be worth while.
     void recordBlocksLater(const std::string& path, ContentDigest content);
     void forgetLater(const std::string& path);
 
     /// Makes everything on the disks durable that was written so far, then tells the archive what it may know. After
-    /// a problem the archive still holds the state before.
+    /// a problem the archive still holds the state before. What was written so lately that a change now could go
+    /// unnoticed for ever is kept back until the next time.
     std::optional<Problem> settle();
+    /// The same, and nothing is kept back: waits a moment if need be.
+    std::optional<Problem> settleAll();
     bool hasMuchToSettle() const;
     /// Tells the archive, which knows all of this pass, what the pass did to the change times of other names.
     std::optional<Problem> tellOwnMoves();
@@ -75,9 +79,21 @@ public:
     bool isStopped() const { return stop.stop_requested(); }
 
 private:
+    struct Record {
+        std::string path;
+        Entry entry;
+        PerPeer<bool> written;
+    };
+
+    std::vector<Record> takeRipe();
+    bool isYoung(const Record& record, const PerPeer<std::optional<std::int64_t>>& clocks) const;
+    void checkAttributes(Record& record);
+    std::optional<Problem> tell(const std::vector<Record>& records);
+
     PerPeer<OpenFolder> mCached;
     PerPeer<std::set<std::string>> mUnsynced;
-    std::vector<std::pair<std::string, Entry>> mRecords;
+    std::vector<Record> mRecords;
+    std::size_t mKeptBack = 0; // of these, by the last settle()
     std::vector<std::pair<std::string, ContentDigest>> mBlocks;
     std::vector<std::string> mForgets;
 };

@@ -1,7 +1,9 @@
 #include "arrange.h"
 
 #include <algorithm>
+#include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "braid/disk/content.h"
 #include "braid/disk/extended.h"
@@ -22,15 +24,46 @@ bool isCreation(const Action& action)
     return action.verb == Action::Verb::Copy && !action.stats[action.target].exists();
 }
 
+/// Folders that keep something which would have been deleted with them.
+using HeldFolders = PerPeer<std::unordered_set<std::string>>;
+
+void hold(HeldFolders& held, const Action& deletion)
+{
+    for (std::string_view above = folderOf(deletion.path); !above.empty(); above = folderOf(above)) {
+        if (!held[deletion.target].emplace(above).second) return;
+    }
+}
+
+void dropDeletionsOf(const HeldFolders& held, Plan& plan)
+{
+    plan.items.each([&](ActionList::Index index, const Action& action) {
+        // The file or link cannot take the folder's place, so what is left in there stays with it.
+        if (action.stats[action.target].kind != Kind::Folder || !held[action.target].contains(action.path)) return;
+        plan.items.drop(index);
+        plan.makeRoom.each([&](ActionList::Index inside, const Action& deletion) {
+            if (deletion.target == action.target && liesBelow(deletion.path, action.path)) plan.makeRoom.drop(inside);
+        });
+    });
+    for (ActionList* list : {&plan.makeRoom, &plan.deletions}) {
+        list->each([&](ActionList::Index index, const Action& action) {
+            if (held[action.target].contains(action.path)) list->drop(index);
+        });
+    }
+}
+
 void dropEndedJobs(Plan& plan)
 {
     const auto hasEnded = [&](const auto& planned) { return plan.jobEnds[planned.job] != JobEnd::None; };
     if (std::ranges::all_of(plan.jobEnds, [](JobEnd end) { return end == JobEnd::None; })) return;
+    HeldFolders held;
     for (ActionList* list : {&plan.makeRoom, &plan.folders, &plan.items, &plan.restamps, &plan.deletions}) {
         list->each([&](ActionList::Index index, const Action& action) {
-            if (hasEnded(action)) list->drop(index);
+            if (!hasEnded(action)) return;
+            list->drop(index);
+            if (list == &plan.makeRoom || list == &plan.deletions) hold(held, action);
         });
     }
+    dropDeletionsOf(held, plan);
     std::erase_if(plan.finishes, hasEnded);
 }
 
@@ -43,13 +76,15 @@ bool isSameFile(const WalkContext& context, const Action& action, const Action& 
     const Stamp& stamp = agreed.stamps[source];
     if (now.journals != Journals::None || old.stats[old.target].journals != Journals::None) return false;
     if (agreed.kind != Kind::File || now.kind != Kind::File || now.inode != stamp.inode) return false;
-    if (now.size != agreed.size || now.mtime != stamp.mtime || now.mode != stamp.mode || stamp.ctime == 0) return false;
+    if (now.size != agreed.size || now.mtime != stamp.mtime || now.mode != stamp.mode) return false;
 
     // The other side must hold what was agreed, too: an edit there may be deleted by a resolved conflict, not moved.
     const Stat& there = old.stats[old.target];
     const Stamp& stampThere = agreed.stamps[old.target];
-    if (stampThere.ctime == 0 || there.ctime != stampThere.ctime || there.inode != stampThere.inode) return false;
-    if (there.size != agreed.size || there.mtime != stampThere.mtime || there.mode != stampThere.mode) return false;
+    if (there.inode != stampThere.inode || there.size != agreed.size) return false;
+    if (there.mtime != stampThere.mtime || there.mode != stampThere.mode) return false;
+    const bool isSureThere = stampThere.ctime != 0;
+    if (isSureThere ? there.ctime != stampThere.ctime : !agreed.digest) return false;
 
     const auto folder = context.homes[source]->openFolder(folderOf(action.path));
     if (!folder) return false;
@@ -57,15 +92,14 @@ bool isSameFile(const WalkContext& context, const Action& action, const Action& 
     const auto attributes = extended::hashOf(folder->number(), name.c_str());
     if (!attributes || *attributes != stamp.attributes) return false;
     // Only the folders above it were renamed: nobody was at the file.
-    if (now.ctime == stamp.ctime) return true;
+    if (now.ctime == stamp.ctime && isSureThere) return true;
     // Its own new name moved its ctime, and so may an edit have done that put the old time back.
     auto wanted = agreed.digest;
-    if (!wanted) {
+    if (!wanted || !isSureThere) {
         const auto oldFolder = context.homes[old.target]->openFolder(folderOf(old.path));
         if (!oldFolder) return false;
-        const auto held =
-            digestFile(oldFolder->number(), std::string{nameOf(old.path)}.c_str(), old.stats[old.target], context.stop);
-        if (!held) return false;
+        const auto held = digestFile(oldFolder->number(), std::string{nameOf(old.path)}.c_str(), there, context.stop);
+        if (!held || (wanted && *held != *wanted)) return false;
         wanted = *held;
     }
     const auto digest = digestFile(folder->number(), name.c_str(), now, context.stop);
@@ -104,6 +138,10 @@ void stopMassDeletion(const WalkContext& context, Plan& plan)
     for (const ActionList* list : {&plan.makeRoom, &plan.deletions}) {
         list->each([&](ActionList::Index, const Action& action) { ++counts[action.target]; });
     }
+    // A folder that was renamed is made under its new name, and nothing is lost with the old one.
+    plan.folders.each([&](ActionList::Index, const Action& action) {
+        if (counts[action.target] > 0) --counts[action.target];
+    });
     if (std::max(counts.local, counts.network) <= kAlwaysAllowedDeletions) return;
     const std::uint64_t known = context.archive.countEntries();
     const auto looksLikeAnAccident = [&](Peer peer) {

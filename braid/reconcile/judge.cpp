@@ -253,7 +253,18 @@ Outcome<int> FolderPair::on(Peer peer)
     return mOpened[peer].number();
 }
 
-Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes)
+bool isFineTime(std::int64_t time)
+{
+    constexpr std::int64_t kSecond = 1'000'000'000;
+    return time % kSecond != 0;
+}
+
+bool isYoungChange(std::int64_t ctime, std::int64_t seenAt)
+{
+    return ctime > seenAt - (isFineTime(ctime) ? kTick : kYoung) && ctime <= seenAt + kDay;
+}
+
+Stamp stampForWritten(const Home& home, const Stat& stat, std::uint64_t attributes)
 {
     Stamp stamp;
     stamp.inode = stat.inode;
@@ -263,6 +274,13 @@ Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes)
     // A folder's content is listed at every pass anyway.
     const bool isOld = stat.mtime < home.openedAt() - kYoung || stat.mtime > home.openedAt() + kDay;
     stamp.ctime = isOld || stat.kind == Kind::Folder ? stat.ctime : 0;
+    return stamp;
+}
+
+Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes)
+{
+    Stamp stamp = stampForWritten(home, stat, attributes);
+    if (isYoungChange(stat.ctime, home.openedAt())) stamp.ctime = 0;
     return stamp;
 }
 

@@ -42,9 +42,20 @@ struct Reading {
     PerPeer<ReadFiles> done; ///< Files with several names.
 };
 
-/// A stamp for an item that lies in `home` as `stat` says. An item younger than the file system's step could change
-/// once more without looking different, so its stamp is not trusted.
+/// A stamp for an item that the scan saw in `home` as `stat` says. An item younger than the file system's step could
+/// change once more without looking different, so its stamp is not trusted.
 Stamp stampFor(const Home& home, const Stat& stat, std::uint64_t attributes);
+/// The same for an item that this pass has just written. Its change time is new, so whoever records the stamp must see
+/// to it that it is old enough by then (see isYoungChange()).
+Stamp stampForWritten(const Home& home, const Stat& stat, std::uint64_t attributes);
+
+/// The kernel's clock for time stamps goes in steps of up to ten milliseconds, a server's in steps of up to sixteen.
+inline constexpr std::int64_t kTick = 16'000'000;
+
+/// Seen at the home's time `seenAt`, an item with this change time could change once more and keep it.
+bool isYoungChange(std::int64_t ctime, std::int64_t seenAt);
+/// As above, and waiting for kTick is all that it takes to be certain: the file system's own step is not the coarser.
+bool isFineTime(std::int64_t time);
 
 /// The item is, by its figures, the one that was agreed on, and these figures can be trusted.
 bool stillLooksLike(const Stat& stat, const Entry& entry, Peer peer);

@@ -1,6 +1,7 @@
 #include "subtree.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace braid
 {
@@ -30,9 +31,13 @@ private:
     void visitItem(const std::string& folder, const Coverage::State& cover, FolderPair& pair, const Listing::Item& item,
                    const Entry* entry);
     void hold(std::string_view path);
+    void leaveOut(const std::string& path);
+    void forgetWhatWasLeftOut();
     void take(const Action& node);
     void create(Action node);
     void remove();
+    /// Jobs other than the folder's own may have items inside.
+    bool holdsOtherJobs() const;
     /// The node's job may not write there; if it must end for that it is told so.
     bool isKeptOut(const Action& node, Peer target);
 
@@ -46,7 +51,8 @@ private:
     bool mIsCreated = false;        // whatever may be found inside
     ActionList mNodes;              // everything, as deletions, folders before what they hold; unless mIsCreated
     std::vector<std::string> mGone; // agreed once, now on neither side
-    std::set<std::string> mHeld;    // folders that hold something that no job of this pass may take away
+    std::vector<std::string> mLeftOut;
+    std::set<std::string> mHeld; // folders that hold something that no job of this pass may take away
     bool mIsEdited = false;
 };
 
@@ -60,13 +66,32 @@ void Subtree::hold(std::string_view path)
     }
 }
 
+/// Nothing can be done about it in this pass.
+void Subtree::leaveOut(const std::string& path)
+{
+    hold(folderOf(path));
+    mLeftOut.push_back(path);
+}
+
+/// What the folder's new copy lacks must not look deleted there.
+void Subtree::forgetWhatWasLeftOut()
+{
+    while (!mLeftOut.empty()) {
+        const std::string path = std::move(mLeftOut.back());
+        mLeftOut.pop_back();
+        if (mContext.coverage.jobOfPath(path)) mPlan.forgets.push_back(path);
+        for (const NamedEntry& below : mContext.agreedIn(path))
+            mLeftOut.push_back(joinPath(path, below.name));
+    }
+}
+
 void Subtree::visitItem(const std::string& folder, const Coverage::State& cover, FolderPair& pair,
                         const Listing::Item& item, const Entry* entry)
 {
     const std::string path = joinPath(folder, item.name);
     if (item.error != 0) {
         addError(mPlan, path, mSide, {item.error, "look at it", path});
-        hold(folder);
+        leaveOut(path);
         return;
     }
     Coverage::State below;
@@ -90,11 +115,14 @@ void Subtree::visitItem(const std::string& folder, const Coverage::State& cover,
     node.path = path;
     node.job = *job;
     node.stats[mSide] = item.stat;
+    const Entry* const known = std::exchange(entry, mContext.trusted(entry, path, node.stats));
+    // Should the pass not get as far, what is to be made there must not look deleted.
+    if (known && (!entry || mIsCreated)) mPlan.forgets.push_back(path);
     const Judgement judgement =
         judge(mContext.homes, pair, item.name, entry, node.stats, mContext.reading, mContext.stop);
     if (judgement.problem) {
         addError(mPlan, path, mSide, *judgement.problem);
-        hold(folder);
+        leaveOut(path);
         return;
     }
     node.entry = entry && !mIsCreated ? *entry : judgement.entry;
@@ -111,6 +139,7 @@ void Subtree::visitFolder(Pending folder)
         addError(mPlan, folder.path, mSide, *listing.problem);
         mPlan.unseen.insert(folder.path);
         hold(folder.path);
+        leaveOut(folder.path);
         return;
     }
     if (listing.hasOwnNames) hold(folder.path);
@@ -215,15 +244,26 @@ void Subtree::remove()
     mPlan.items.add(action);
 }
 
+bool Subtree::holdsOtherJobs() const
+{
+    Coverage::State others = mTop.cover;
+    others.erase(mTop.job, 1);
+    return Coverage::leadsSomewhere(others);
+}
+
 void Subtree::run()
 {
     if (mTop.decision.jobEnd != JobEnd::None) endJob(mPlan, mTop.job, mTop.decision.jobEnd);
-    if (mTop.decision.step == Step::KeptOut) return;
     if (mTop.decision.step == Step::Conflict) {
         mPlan.conflicts.push_back({{mTop.path, std::string{mTop.decision.conflict}}, mTop.stats});
         return;
     }
     Step step = mTop.decision.step;
+    if (step == Step::KeptOut) {
+        // What lies inside may belong to a job that may write.
+        if (mTop.stats[mOther].exists() || !holdsOtherJobs()) return;
+        step = writeTo(mTop.wasAgreed ? mSide : mOther);
+    }
     mIsCreated = step == writeTo(mOther);
     Action top;
     top.path = mTop.path;
@@ -234,6 +274,8 @@ void Subtree::run()
     collect();
     if (mContext.stop.stop_requested()) return;
 
+    const bool isTopKeptOut = mTop.decision.step == Step::KeptOut;
+    if (isTopKeptOut && !mIsCreated && mIsEdited) return; // waits with it
     const bool wasResolved = !mTop.decision.conflict.empty();
     if (step == writeTo(mSide) && mIsEdited && !wasResolved) {
         const bool isReplaced = mTop.stats[mOther].exists();
@@ -250,8 +292,14 @@ void Subtree::run()
         mPlan.forgets.push_back(std::move(path));
     if (step != writeTo(mOther)) {
         remove();
-    } else if (!mIsCreated) {
-        mNodes.each([&](ActionList::Index, Action node) { create(std::move(node)); });
+        return;
+    }
+    forgetWhatWasLeftOut();
+    if (!mIsCreated) {
+        mNodes.each([&](ActionList::Index, Action node) {
+            mPlan.forgets.push_back(node.path); // as in visitItem()
+            create(std::move(node));
+        });
     }
 }
 

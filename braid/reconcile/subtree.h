@@ -15,8 +15,9 @@ struct OneSidedFolder {
     std::size_t job = 0;
     Peer side = Peer::Local; ///< Where the folder is.
     PerPeer<Stat> stats;
-    Decision decision; ///< What decide() says about the folder itself.
-    Entry entry;       ///< To record once it is on both sides.
+    bool wasAgreed = false; ///< Something was agreed about the path itself.
+    Decision decision;      ///< What decide() says about the folder itself.
+    Entry entry;            ///< To record once it is on both sides.
 };
 
 /// Plans the folder with everything in it as one: made on the other side, or deleted here unless somebody worked in

@@ -200,8 +200,9 @@ void Walk::mergeItem(const Task& task, FolderPair& folder, const Row& row)
         return;
     }
 
-    const Judgement judgement =
-        judge(mContext.homes, folder, row.name, row.entry, stats, mContext.reading, mContext.stop);
+    const Entry* const entry = mContext.trusted(row.entry, path, stats);
+    if (row.entry && !entry) mPlan.forgets.push_back(path);
+    const Judgement judgement = judge(mContext.homes, folder, row.name, entry, stats, mContext.reading, mContext.stop);
     if (judgement.problem) {
         if (mContext.stop.stop_requested()) return;
         addError(mPlan, path, judgement.problemAt, *judgement.problem);
@@ -212,12 +213,13 @@ void Walk::mergeItem(const Task& task, FolderPair& folder, const Row& row)
         decide(judgement.before, judgement.now.local, judgement.now.network, mContext.coverage.job(*job).options);
     const bool bothFolders = stats.local.kind == Kind::Folder && stats.network.kind == Kind::Folder;
     if (bothFolders) {
-        planBothFolders(path, cover, *job, stats, judgement, decision, row.entry);
+        planBothFolders(path, cover, *job, stats, judgement, decision, entry);
     } else if (stats.local.kind == Kind::Folder || stats.network.kind == Kind::Folder) {
         const Peer side = stats.local.kind == Kind::Folder ? Peer::Local : Peer::Network;
-        planOneSidedFolder(mContext, mPlan, {path, cover, *job, side, stats, decision, judgement.entry});
+        const bool wasAgreed = judgement.before.exists();
+        planOneSidedFolder(mContext, mPlan, {path, cover, *job, side, stats, wasAgreed, decision, judgement.entry});
     } else {
-        planItem(path, *job, stats, judgement, decision, row.entry);
+        planItem(path, *job, stats, judgement, decision, entry);
         if (row.entry && row.entry->kind == Kind::Folder) {
             planFolder(path, cover, {}, std::nullopt, false); // forget what the folder held
         }
@@ -348,6 +350,14 @@ void Walk::record(Action& action)
 }
 
 } // namespace
+
+const Entry* WalkContext::trusted(const Entry* entry, const std::string& path, const PerPeer<Stat>& stats) const
+{
+    if (!entry || !lastCoverage) return entry;
+    const bool isAsAgreed =
+        std::ranges::all_of(kPeers, [&](Peer peer) { return stillLooksLike(stats[peer], *entry, peer); });
+    return isAsAgreed || lastCoverage->jobOfPath(path) ? entry : nullptr;
+}
 
 Plan planPass(const WalkContext& context)
 {

@@ -24,11 +24,15 @@ struct WalkContext {
     std::stop_token stop;
     bool trustsArchive = true; ///< False: a first sync, nothing was ever agreed and nothing is deleted.
     std::function<void(const std::string& folder)> onFolder;
+    const Coverage* lastCoverage = nullptr; ///< The last pass's, if it was another one.
 
     std::vector<NamedEntry> agreedIn(std::string_view folder) const
     {
         return trustsArchive ? archive.children(folder) : std::vector<NamedEntry>{};
     }
+    /// What is said to be agreed on an item that a job covers. Nothing where no job of the last pass did and a side has
+    /// changed since: what people did to it then was not meant for the other home.
+    const Entry* trusted(const Entry* entry, const std::string& path, const PerPeer<Stat>& stats) const;
     PendingListing list(Peer peer, const std::string& folder) const
     {
         return pools[peer].request(homes[peer]->root(), homes[peer]->device(), folder);

@@ -137,6 +137,24 @@ TEST(ReadOnlyPeer, ItsMarkerIsWrittenAllTheSame)
     EXPECT_FALSE(fs::exists(pair.network() / "file"));
 }
 
+TEST(ReadOnlyPeer, AFolderThatItKeepsOutLetsOtherJobsThrough)
+{
+    HomePair pair;
+    write(pair.local() / "folder/mine/file", "1");
+    write(pair.local() / "folder/file", "1");
+    Job mine;
+    mine.inclusions = {"folder/mine"};
+    const auto sync = [&] { EXPECT_EQ(pair.sync({mine, wholeHome(copyFrom(Peer::Network))}).errors.size(), 0U); };
+    sync();
+    EXPECT_TRUE(fs::exists(pair.network() / "folder/mine/file"));
+    EXPECT_FALSE(fs::exists(pair.network() / "folder/file"));
+    pair.sync();
+    fs::remove_all(pair.local() / "folder");
+    sync();
+    EXPECT_FALSE(fs::exists(pair.network() / "folder/mine"));
+    EXPECT_TRUE(fs::exists(pair.network() / "folder/file"));
+}
+
 TEST(AbortOptions, TheJobEndsBeforeItsFirstWriteAndOthersRun)
 {
     HomePair pair;

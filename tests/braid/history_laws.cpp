@@ -141,11 +141,13 @@ Failure Laws::obeysRules(const PassSettings& settings, const Views& before, cons
     const Coverage coverage{settings.jobs};
     for (const Peer peer : kPeers) {
         std::set<std::string> paths = allPaths({before[peer], after[peer]});
-        for (const std::string& path : paths) {
+        const auto isOpen = [&](const std::string& path) {
             const auto job = coverage.jobOfPath(path);
-            const bool isOpen = job && settings.jobs[*job].options.readOnlyPeer != peer &&
-                                settings.jobs[*job].options.abortOnWriteToReadOnlyPeer != peer;
-            if (isOpen) continue;
+            return job && settings.jobs[*job].options.readOnlyPeer != peer &&
+                   settings.jobs[*job].options.abortOnWriteToReadOnlyPeer != peer;
+        };
+        for (const std::string& path : paths) {
+            if (isOpen(path)) continue;
             const auto was = before[peer].find(path);
             const auto is = after[peer].find(path);
             const bool isThere = is != after[peer].end();
@@ -158,7 +160,8 @@ Failure Laws::obeysRules(const PassSettings& settings, const Views& before, cons
                 continue;
             }
             // The way down to an included item is made.
-            if (!job && isThere && !wasThere && is->second.stat.kind == Kind::Folder) continue;
+            const auto leads = [&](const auto& item) { return liesBelow(item.first, path) && isOpen(item.first); };
+            if (isThere && !wasThere && std::ranges::any_of(after[peer], leads)) continue;
             return "the pass may not touch " + path + " in " + homeWords(peer) + ": " + describe(before[peer], path) +
                    " → " + describe(after[peer], path);
         }

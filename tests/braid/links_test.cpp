@@ -140,10 +140,10 @@ TEST(Links, StayLinksThroughEdits)
         EXPECT_EQ(first.counts.bytes, 6U);
         EXPECT_EQ(first.networkOps.at("hardLink"), 2U);
         ASSERT_EQ(groupsOf(pair.network()), "a=b=d/c e f g ");
-        std::this_thread::sleep_for(std::chrono::milliseconds{15}); // a tick of the kernel's clock
         EXPECT_EQ(writesOf(pair.sync()), 0U);
 
         edit.edit(pair);
+        std::this_thread::sleep_for(std::chrono::milliseconds{20}); // what is younger than a tick is looked at twice
         PassSettings dry = pair.settings();
         dry.dryRun = true;
         const Counts foreseen = runPass(dry, {}).counts;

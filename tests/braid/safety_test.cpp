@@ -27,6 +27,7 @@ void fill(const fs::path& home)
     for (int i = 0; i < 30; ++i)
         write(home / "files" / std::to_string(i), "content " + std::to_string(i));
     write(home / "folder/sub/file", "deep");
+    write(home / "folder/whole", "untouched");
 }
 
 void clear(const fs::path& home, bool withMarker)
@@ -35,6 +36,32 @@ void clear(const fs::path& home, bool withMarker)
         if (withMarker || item.path().filename() != ".Braid") fs::remove_all(item.path());
     }
 }
+
+std::atomic<int> gErrno{0};
+std::atomic<seam::Operation> gOperation{};
+std::atomic<const char*> gName{nullptr};
+
+int failOne(seam::Operation operation, const char* name)
+{
+    const bool isNamed = !gName.load() || std::strcmp(name, gName.load()) == 0;
+    return operation == gOperation.load() && isNamed ? gErrno.load() : 0;
+}
+
+/// As long as it lives, this operation fails on items of this name (null: on all).
+class Failing
+{
+public:
+    Failing(seam::Operation operation, const char* name, int code)
+    {
+        gOperation = operation;
+        gName = name;
+        gErrno = code;
+        seam::gWatcher = failOne;
+    }
+    ~Failing() { seam::gWatcher = nullptr; }
+    Failing(const Failing&) = delete;
+    Failing& operator=(const Failing&) = delete;
+};
 
 struct DeletionCase {
     const char* name;
@@ -88,6 +115,20 @@ const DeletionCase kDisasters[] = {
          fs::rename(pair.network() / ".Braid/replica.x", pair.network() / ".Braid/replica");
          fs::remove(pair.network() / "files/1");
      }},
+    {"it was deleted while a rule left it out",
+     [](const HomePair& pair) {
+         Job job;
+         job.exclusions.push_back(std::get<MatchRule>(MatchRule::make(Comparison::PathEquals, "files/1")));
+         pair.sync({job});
+         fs::remove(pair.local() / "files/1");
+     }},
+    {"a folder came back in part only",
+     [](const HomePair& pair) {
+         fs::remove_all(pair.local() / "folder");
+         write(pair.network() / "folder/sub/file", "edited");
+         const Failing failing{seam::Operation::OpenFile, "whole", EIO};
+         EXPECT_EQ(pair.syncResolving(Peer::Network).errors.size(), 1U);
+     }},
 };
 
 TEST(Safety, NothingIsDeletedWithoutProof)
@@ -135,32 +176,6 @@ TEST(Safety, AMassDeletionIsAQuestionUntilAPersonAllowsIt)
     EXPECT_EQ(trashContents(pair.network()).size(), 30U);
     EXPECT_TRUE(openMatters(pair.local()).conflicts.empty());
 }
-
-std::atomic<int> gErrno{0};
-std::atomic<seam::Operation> gOperation{};
-std::atomic<const char*> gName{nullptr};
-
-int failOne(seam::Operation operation, const char* name)
-{
-    const bool isNamed = !gName.load() || std::strcmp(name, gName.load()) == 0;
-    return operation == gOperation.load() && isNamed ? gErrno.load() : 0;
-}
-
-/// As long as it lives, this operation fails on items of this name (null: on all).
-class Failing
-{
-public:
-    Failing(seam::Operation operation, const char* name, int code)
-    {
-        gOperation = operation;
-        gName = name;
-        gErrno = code;
-        seam::gWatcher = failOne;
-    }
-    ~Failing() { seam::gWatcher = nullptr; }
-    Failing(const Failing&) = delete;
-    Failing& operator=(const Failing&) = delete;
-};
 
 TEST(Safety, WhatCannotBeListedIsNotGone)
 {

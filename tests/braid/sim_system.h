@@ -94,6 +94,7 @@ public:
     int lock(int file, int command, struct flock* range) override;
     std::int64_t now() override { return mClock; }
     void randomBytes(void* bytes, std::size_t length) override;
+    void wait(std::int64_t nanoseconds) override { advance(nanoseconds); }
     bool isConcurrent() const override { return false; }
 
 private:

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <fstream>
-#include <thread>
 
 #include "home_pair.h"
 
@@ -115,8 +114,6 @@ TEST(Sync, EditsTravelBothWays)
             fill(pair.local());
             ASSERT_EQ(pair.sync().result, kPassSucceeded);
             const fs::path& home = where == Peer::Local ? pair.local() : pair.network();
-            // An attribute leaves no trace but the ctime, whose step is the kernel's tick.
-            std::this_thread::sleep_for(std::chrono::milliseconds{30});
             edit.make(home);
             const Tree wanted = treeOf(home, false);
 
