@@ -71,8 +71,9 @@ struct Version {
 /// A conflict that the pass left for a person, or kept from an earlier pass.
 struct Conflict {
     std::string path; ///< Home-relative, in the bytes of the file system.
-    std::string kind; ///< "modify/modify", "modify/delete", "create/create", "type/type", "delete-folder/edit-inside" …
-    Version local{}; ///< Both absent for "mass-deletion", which is about no single item.
+    std::string kind; ///< "modify/modify", "modify/delete", "create/create", "type/type", "delete-folder/edit-inside",
+                      ///< "name-collision" …
+    Version local{};  ///< Both absent for "mass-deletion", which is about no single item.
     Version network{};
 };
 

@@ -104,6 +104,8 @@ public:
     void record(std::string_view path, const Entry& entry);
     void recordBlocks(std::string_view path, const Digest& whole, std::span<const Digest> blocks);
     void forget(std::string_view path);
+    /// The item and all below it are known by another name of the same folder from now on.
+    void rename(std::string_view from, std::string_view to);
     /// Notes in the entry, if there is one, that this side is about to be brought to another state.
     void markUnfinished(std::string_view path, Peer peer);
 

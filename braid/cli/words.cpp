@@ -80,6 +80,9 @@ std::string conflictWords(const Conflict& conflict)
     if (kind == conflicts::kMassDeletion) {
         return "more than half of a home's items would be deleted; they were left where they are";
     }
+    if (kind == conflicts::kNameCollision) {
+        return "one of the homes cannot tell its name from that of another item beside it; rename one of them";
+    }
     const bool goneHere = local.kind == Kind::Absent;
     const std::string where = goneHere ? "here" : "on the network";
     const std::string otherwise = goneHere ? "on the network" : "here";

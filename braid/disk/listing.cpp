@@ -13,7 +13,10 @@ namespace braid
 
 bool neverSyncs(std::string_view name)
 {
-    return name == ".Braid" || name == ".vexlc" || name.starts_with(".fstemp");
+    // Some servers write names in a case of their own, and to others an item of that name would be the marker folder.
+    constexpr std::string_view kMarker = ".braid";
+    const auto isLetterOf = [](char one, char other) { return (one | 0x20) == other || one == other; };
+    return std::ranges::equal(name, kMarker, isLetterOf) || name == ".vexlc" || name.starts_with(".fstemp");
 }
 
 void lookAt(int folder, std::span<Listing::Item> items)

@@ -26,7 +26,7 @@ struct Listing {
     bool hasOwnNames = false; ///< Holds names that never sync.
 };
 
-/// `.Braid`, `.vexlc` and names that begin with `.fstemp` stay where they are.
+/// `.Braid` in any case, `.vexlc` and names that begin with `.fstemp` stay where they are.
 bool neverSyncs(std::string_view name);
 
 /// Fills in what can be told of each item in the open folder.

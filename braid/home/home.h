@@ -11,6 +11,7 @@
 #include "braid/disk/facts.h"
 #include "braid/disk/problem.h"
 #include "braid/peers.h"
+#include "braid/text/folding.h"
 
 namespace braid
 {
@@ -48,6 +49,11 @@ public:
     int staging() const { return mStaging.number(); }
     int markerFolder() const { return mMarkerFolder.number(); }
 
+    /// Finds out which names the home takes for the same: by a file of its own in the marker folder, or, where that
+    /// is not there and must not be made, by what lies at the top.
+    void learnFolding(bool mayWrite);
+    const text::NameFolding& folding() const { return mFolding; }
+
     /// The home's own clock when the staging folder was opened, in nanoseconds; a file server's may differ from ours.
     std::int64_t openedAt() const { return mOpenedAt; }
     /// The same for this moment.
@@ -79,6 +85,7 @@ private:
     Descriptor mMarkerFolder;
     Descriptor mStaging;
     std::optional<Marker> mMarker;
+    text::NameFolding mFolding;
     std::int64_t mOpenedAt = 0;
     std::int64_t mOpenedAtHere = 0; // by this computer's clock
     std::string mWriter;            // "" or who writes the marker besides others

@@ -73,6 +73,9 @@ void Foretelling::addFinish(const FolderFinish& finish)
 
 std::vector<PlannedChange> Foretelling::run()
 {
+    for (const Respelling& each : mPlan.respellings) {
+        if (each.target) add(What::Rename, *each.target, each.path, joinPath(folderOf(each.path), each.from));
+    }
     const auto deletion = [&](ActionList::Index, const Action& action) {
         add(What::Delete, action.target, action.path);
     };
@@ -127,6 +130,9 @@ std::vector<std::string> unknownToArchive(const Plan& plan, Archive& archive, bo
         if (!agreed || !saysTheSame(*agreed, action)) paths.push_back(action.path);
     });
     paths.insert(paths.end(), plan.forgets.begin(), plan.forgets.end());
+    for (const Respelling& each : plan.respellings) {
+        if (!each.target) paths.push_back(each.path);
+    }
     return paths;
 }
 

@@ -9,6 +9,7 @@
 #include "braid/disk/calls.h"
 #include "braid/jobs/areas.h"
 #include "braid/propagate/propagator.h"
+#include "braid/propagate/respeller.h"
 #include "braid/propagate/stager.h"
 #include "braid/reconcile/arrange.h"
 #include "braid/reconcile/walk.h"
@@ -170,7 +171,11 @@ PassRun::Stop PassRun::openHomes()
 
 PassRun::Stop PassRun::prepareHomes()
 {
-    if (mSettings.dryRun) return std::nullopt;
+    if (mSettings.dryRun) {
+        for (const Peer peer : kPeers)
+            mHomes[peer]->learnFolding(false);
+        return std::nullopt;
+    }
     Home& local = *mHomes.local;
     Home& network = *mHomes.network;
     if (auto problem = local.prepare("")) return ended(*problem);
@@ -180,8 +185,10 @@ PassRun::Stop PassRun::prepareHomes()
         Home& home = *mHomes[peer];
         if (auto problem = home.openStaging(local.marker()->id)) return ended(*problem);
         Trash trash{home};
+        Respeller::recover(home);
         if (auto problem = Stager::recover(home, trash)) return ended(*problem);
         trash.expire();
+        home.learnFolding(true);
     }
     return std::nullopt;
 }
@@ -270,6 +277,7 @@ PassRun::Stop PassRun::reportPlanOnly()
     counts.created = mPlan.folders.count();
     counts.deleted = mPlan.makeRoom.count() + mPlan.deletions.count();
     counts.updated = mPlan.restamps.count();
+    counts.renamed = mPlan.countRenamed();
     const auto countWrite = [&](ActionList::Index, const Action& action) {
         if (action.verb == Action::Verb::Move) {
             ++counts.renamed;

@@ -119,6 +119,10 @@ Resolving::Refusal Resolving::findConflicts()
             return "A deletion of more than half of a home is decided with \"braid sync --allow-mass-deletion\", or by "
                    "putting the items back.";
         }
+        if (found->kind == conflicts::kNameCollision) {
+            return "Two items have names that one of the homes cannot tell apart. Rename one of them, here " +
+                   quoted(path) + " or the one beside it; the next pass brings it across.";
+        }
         mConflicts.push_back(*found);
     }
     return std::nullopt;

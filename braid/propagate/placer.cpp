@@ -8,6 +8,7 @@
 #include "braid/disk/extended.h"
 #include "braid/disk/journals.h"
 #include "braid/reconcile/judge.h"
+#include "respeller.h"
 
 namespace braid
 {
@@ -164,9 +165,12 @@ int Placer::move(const Action& action)
 
     mBench.touch(target, folderOf(action.from));
     mBench.touch(target, folderOf(action.path));
-    if (int code = disk::renameNew(from->number(), oldName.c_str(), *to, newName.c_str())) {
-        return code == EEXIST ? EAGAIN : code;
+    int code = disk::renameNew(from->number(), oldName.c_str(), *to, newName.c_str());
+    const std::string_view above = folderOf(action.path);
+    if (code == EEXIST && above == folderOf(action.from)) {
+        code = Respeller::rename(*mBench.homes[target], *to, above, oldName, newName);
     }
+    if (code != 0) return code == EEXIST ? EAGAIN : code;
     const auto moved = disk::statAt(*to, newName.c_str());
     if (!moved || !isSameContentAfterRename(*moved, old)) {
         disk::renameNew(*to, newName.c_str(), from->number(), oldName.c_str());

@@ -2,8 +2,10 @@
 
 #include <cerrno>
 
+#include "braid/disk/calls.h"
 #include "linker.h"
 #include "placer.h"
+#include "respeller.h"
 #include "staging_crew.h"
 
 namespace braid
@@ -48,6 +50,7 @@ private:
     void finishFolder(FolderFinish& finish);
     void announceFolders();
     void done(const Action& action, int code, std::uint64_t& counter);
+    bool meetsOtherSpelling(const Action& action);
     /// The pass goes on: nobody asked for its end, and both homes still answer.
     bool goesOn() const { return !mBench.isStopped() && !mLost; }
     void failedToStage(const Action& action, const Problem& problem);
@@ -75,9 +78,28 @@ void Propagator::done(const Action& action, int code, std::uint64_t& counter)
         ++counter;
     } else if (meansLostHome(code)) {
         mLost = Problem{code, "reach " + std::string{homeWords(action.target)}, action.path};
+    } else if (code == EAGAIN && meetsOtherSpelling(action)) {
+        mPlan.withdraw(action.path);
     } else {
         mBench.fail(action.path, action.target, {code, "update it", action.path});
     }
+}
+
+/// A home may take names for the same that the plan took for different ones. True: that is why the action failed, and
+/// the item is now one of the conflicts.
+bool Propagator::meetsOtherSpelling(const Action& action)
+{
+    const bool isDeletion = action.verb == Action::Verb::Delete;
+    const bool isCreation = !isDeletion && !action.stats[action.target].exists();
+    if (!isDeletion && !isCreation) return false;
+    const Peer folding = isDeletion ? otherPeer(action.target) : action.target;
+    const auto folder = mBench.homes[folding]->openFolder(folderOf(action.path));
+    const std::string name{nameOf(action.path)};
+    if (!folder || !isOtherSpelling(folder->number(), name)) return false;
+    PerPeer<Stat> stats = action.stats;
+    if (const auto rival = disk::statAt(folder->number(), name.c_str())) stats[folding] = *rival;
+    mPlan.conflicts.push_back({{action.path, std::string{conflicts::kNameCollision}}, stats});
+    return true;
 }
 
 /// Before the first write to a home, so that a copy of it that was made earlier is known by its lower number. What a
@@ -85,7 +107,11 @@ void Propagator::done(const Action& action, int code, std::uint64_t& counter)
 std::optional<Problem> Propagator::countUpGenerations()
 {
     PerPeer<bool> isWritten;
-    const bool isAnything = mPlan.count() > 0 || !mPlan.records.empty() || !mPlan.forgets.empty();
+    for (const Respelling& each : mPlan.respellings) {
+        if (each.target) isWritten[*each.target] = true;
+    }
+    const bool isAnything =
+        mPlan.count() > 0 || !mPlan.respellings.empty() || !mPlan.records.empty() || !mPlan.forgets.empty();
     for (const auto* list :
          {&mPlan.makeRoom, &mPlan.folders, &mPlan.items, &mPlan.restamps, &mPlan.links, &mPlan.deletions}) {
         list->each([&](ActionList::Index, const Action& action) {
@@ -376,6 +402,7 @@ void Propagator::finishFolder(FolderFinish& finish)
 std::optional<Problem> Propagator::run()
 {
     if (auto problem = countUpGenerations()) return problem;
+    if (auto problem = Respeller{mBench}.run()) return problem;
     if (auto problem = tellArchive()) return problem;
     if (auto problem = removeAll(mPlan.makeRoom)) return problem;
     if (auto problem = makeFolders()) return problem;

@@ -65,6 +65,12 @@ void dropEndedJobs(Plan& plan)
     }
     dropDeletionsOf(held, plan);
     std::erase_if(plan.finishes, hasEnded);
+    const std::vector<Respelling> all = plan.respellings;
+    std::erase_if(plan.respellings, hasEnded);
+    for (const Respelling& each : all) {
+        // What belongs to other jobs has not got the path yet that is planned with.
+        if (hasEnded(each)) plan.withdraw(each.path);
+    }
 }
 
 /// The new file at `action.path` on the source side really is the one that lay at `old.path` when both agreed.
@@ -154,6 +160,7 @@ void stopMassDeletion(const WalkContext& context, Plan& plan)
          {&plan.makeRoom, &plan.folders, &plan.items, &plan.restamps, &plan.links, &plan.deletions, &plan.records}) {
         *list = {};
     }
+    plan.respellings.clear();
     plan.forgets.clear();
     plan.finishes.clear();
     plan.conflicts.push_back({{".", std::string{conflicts::kMassDeletion}}, {}});

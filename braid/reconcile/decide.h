@@ -78,6 +78,8 @@ inline constexpr std::string_view kCreateCreate = "create/create";
 inline constexpr std::string_view kTypeType = "type/type";
 inline constexpr std::string_view kDeleteFolder = "delete-folder/edit-inside";
 inline constexpr std::string_view kMassDeletion = "mass-deletion";
+/// Two names of one folder that one of the homes takes for the same. Decided by renaming one of the items.
+inline constexpr std::string_view kNameCollision = "name-collision";
 } // namespace conflicts
 
 } // namespace braid

@@ -33,9 +33,9 @@ bool isReadable(const Stat& stat)
 class Judge
 {
 public:
-    Judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const PerPeer<Stat>& stats,
-          Reading& reading, const std::stop_token& stop)
-        : mHomes(homes), mFolder(folder), mName(name), mStats(stats), mReading(reading), mStop(stop)
+    Judge(const PerPeer<Home*>& homes, FolderPair& folder, const PerPeer<const char*>& names,
+          const PerPeer<Stat>& stats, Reading& reading, const std::stop_token& stop)
+        : mHomes(homes), mFolder(folder), mNames(names), mStats(stats), mReading(reading), mStop(stop)
     {
     }
 
@@ -52,7 +52,7 @@ private:
 
     const PerPeer<Home*>& mHomes;
     FolderPair& mFolder;
-    const std::string& mName;
+    const PerPeer<const char*>& mNames;
     const PerPeer<Stat>& mStats;
     Reading& mReading;
     const std::stop_token& mStop;
@@ -109,7 +109,7 @@ bool Judge::judgeAttributes(Peer peer)
         if (mStats[otherPeer(peer)].exists() || known) {
             const auto folder = mFolder.on(peer);
             if (!folder) return fail(peer, folder.problem());
-            const auto hash = extended::hashOf(*folder, mName.c_str());
+            const auto hash = extended::hashOf(*folder, mNames[peer]);
             if (!hash) return fail(peer, hash.problem());
             mAttributes[peer] = *hash;
         }
@@ -139,7 +139,7 @@ bool Judge::read(Peer peer)
     const auto folder = mFolder.on(peer);
     if (!folder) return fail(peer, folder.problem());
     const auto digest =
-        stat.kind == Kind::Link ? digestLink(*folder, mName.c_str()) : digestFile(*folder, mName.c_str(), stat, mStop);
+        stat.kind == Kind::Link ? digestLink(*folder, mNames[peer]) : digestFile(*folder, mNames[peer], stat, mStop);
     if (!digest) return fail(peer, digest.problem());
     mDigest[peer] = *digest;
     if (stat.linked) mReading.done[peer].keep(stat, *digest);
@@ -246,7 +246,7 @@ Judgement Judge::run(const Entry* entry)
 Outcome<int> FolderPair::on(Peer peer)
 {
     if (!mOpened[peer]) {
-        auto folder = mHomes[peer]->openFolder(mPath);
+        auto folder = mHomes[peer]->openFolder(mPaths[peer]);
         if (!folder) return folder.problem();
         mOpened[peer] = std::move(*folder);
     }
@@ -295,10 +295,10 @@ bool stillLooksLike(const Stat& stat, const Entry& entry, Peer peer)
            stat.mode == stamp.mode;
 }
 
-Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const Entry* entry,
+Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const PerPeer<const char*>& names, const Entry* entry,
                 const PerPeer<Stat>& stats, Reading& reading, const std::stop_token& stop)
 {
-    return Judge{homes, folder, name, stats, reading, stop}.run(entry);
+    return Judge{homes, folder, names, stats, reading, stop}.run(entry);
 }
 
 } // namespace braid

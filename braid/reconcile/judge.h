@@ -15,13 +15,13 @@ namespace braid
 class FolderPair
 {
 public:
-    FolderPair(const PerPeer<Home*>& homes, const std::string& path) : mHomes(homes), mPath(path) {}
+    FolderPair(const PerPeer<Home*>& homes, const PerPeer<std::string>& paths) : mHomes(homes), mPaths(paths) {}
 
     Outcome<int> on(Peer peer);
 
 private:
     const PerPeer<Home*>& mHomes;
-    const std::string& mPath;
+    const PerPeer<std::string>& mPaths;
     PerPeer<Descriptor> mOpened;
 };
 
@@ -61,8 +61,8 @@ bool isFineTime(std::int64_t time);
 bool stillLooksLike(const Stat& stat, const Entry& entry, Peer peer);
 
 /// Compares what both sides hold with what was agreed, reading content only where the figures leave a doubt. `entry`
-/// is null where nothing was agreed. `reading` is of this pass.
-Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const std::string& name, const Entry* entry,
+/// is null where nothing was agreed. `reading` is of this pass, `names` are those in each home.
+Judgement judge(const PerPeer<Home*>& homes, FolderPair& folder, const PerPeer<const char*>& names, const Entry* entry,
                 const PerPeer<Stat>& stats, Reading& reading, const std::stop_token& stop);
 
 } // namespace braid

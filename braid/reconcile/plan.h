@@ -1,9 +1,11 @@
 #pragma once
 
+#include <array>
 #include <deque>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "action_list.h"
@@ -23,12 +25,23 @@ struct FolderFinish {
     Entry entry;
 };
 
+/// A name of one item that the homes and the archive spell in several ways, where a home takes these for the same.
+struct Respelling {
+    std::string path; ///< Afterwards, everywhere.
+    std::size_t job = 0;
+    std::optional<Peer> target; ///< The home where the item is renamed; nothing: only the archive learns of it.
+    std::string from;           ///< The item's name in the target up to now.
+    Stat stat;                  ///< Of the item in the target.
+    std::string agreedAs;       ///< The name that the archive knows it by up to now; "" where it knows it by none.
+};
+
 /// Everything that one pass will do. Parents come before what they hold, and what lies in one folder comes together;
 /// deletions come the other way round.
 struct Plan {
-    ActionList makeRoom; ///< Deletions inside folders that a file or link takes the place of.
-    ActionList folders;  ///< To make.
-    ActionList items;    ///< Copies and moves.
+    std::vector<Respelling> respellings; ///< To be done first: all other paths are those of afterwards.
+    ActionList makeRoom;                 ///< Deletions inside folders that a file or link takes the place of.
+    ActionList folders;                  ///< To make.
+    ActionList items;                    ///< Copies and moves.
     ActionList restamps;
     ActionList links; ///< After all that the files may be linked to.
     ActionList deletions;
@@ -47,8 +60,18 @@ struct Plan {
     std::size_t count() const
     {
         return makeRoom.count() + folders.count() + items.count() + restamps.count() + links.count() +
-               deletions.count();
+               deletions.count() + countRenamed();
     }
+    std::size_t countRenamed() const;
+
+    /// All that change a home, and the records.
+    std::array<ActionList*, 7> lists()
+    {
+        return {&makeRoom, &folders, &items, &restamps, &links, &deletions, &records};
+    }
+
+    /// Nothing is to be done to the item at `path` and to what lies below.
+    void withdraw(std::string_view path);
 };
 
 } // namespace braid

@@ -1,6 +1,7 @@
 #include "subtree.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 namespace braid
@@ -30,6 +31,11 @@ private:
     void visitFolder(Pending folder);
     void visitItem(const std::string& folder, const Coverage::State& cover, FolderPair& pair, const Listing::Item& item,
                    const Entry* entry);
+    void findCollisions(const std::string& folder, const Listing& listing);
+    std::string pathFrom(const std::string& top, const std::string& path) const
+    {
+        return top + path.substr(mTop.path.size());
+    }
     void hold(std::string_view path);
     void leaveOut(const std::string& path);
     void forgetWhatWasLeftOut();
@@ -52,7 +58,8 @@ private:
     ActionList mNodes;              // everything, as deletions, folders before what they hold; unless mIsCreated
     std::vector<std::string> mGone; // agreed once, now on neither side
     std::vector<std::string> mLeftOut;
-    std::set<std::string> mHeld; // folders that hold something that no job of this pass may take away
+    std::set<std::string> mColliding; // what the other home takes for the same as something else in the folder
+    std::set<std::string> mHeld;      // folders that hold something that no job of this pass may take away
     bool mIsEdited = false;
 };
 
@@ -115,11 +122,12 @@ void Subtree::visitItem(const std::string& folder, const Coverage::State& cover,
     node.path = path;
     node.job = *job;
     node.stats[mSide] = item.stat;
+    const char* name = item.name.c_str();
     const Entry* const known = std::exchange(entry, mContext.trusted(entry, path, node.stats));
     // Should the pass not get as far, what is to be made there must not look deleted.
     if (known && (!entry || mIsCreated)) mPlan.forgets.push_back(path);
     const Judgement judgement =
-        judge(mContext.homes, pair, item.name, entry, node.stats, mContext.reading, mContext.stop);
+        judge(mContext.homes, pair, {name, name}, entry, node.stats, mContext.reading, mContext.stop);
     if (judgement.problem) {
         addError(mPlan, path, mSide, *judgement.problem);
         leaveOut(path);
@@ -129,6 +137,19 @@ void Subtree::visitItem(const std::string& folder, const Coverage::State& cover,
     mIsEdited = mIsEdited || !judgement.before.exists() || !hasSameContent(judgement.before, judgement.now[mSide]);
     take(node);
     if (item.stat.kind == Kind::Folder) mPending.push_back({path, below, {}});
+}
+
+void Subtree::findCollisions(const std::string& folder, const Listing& listing)
+{
+    const text::NameFolding& folding = mContext.homes[mOther]->folding();
+    if (!folding.folds()) return;
+    std::map<std::string, std::string> keys; // of the other home, and of this one
+    for (const Listing::Item& item : listing.items) {
+        const std::string here = text::foldName(item.name, mContext.homes[mSide]->folding());
+        const auto [first, isNew] = keys.emplace(text::foldName(item.name, folding), here);
+        // What this home folds in the same way and holds twice can be told apart after all.
+        if (!isNew && first->second != here) mColliding.insert(joinPath(folder, item.name));
+    }
 }
 
 void Subtree::visitFolder(Pending folder)
@@ -143,8 +164,11 @@ void Subtree::visitFolder(Pending folder)
         return;
     }
     if (listing.hasOwnNames) hold(folder.path);
-    FolderPair pair{mContext.homes, folder.path};
-    const std::vector<NamedEntry> entries = mContext.agreedIn(folder.path);
+    findCollisions(folder.path, listing);
+    const std::string at = pathFrom(mTop.at, folder.path);
+    const PerPeer<std::string> paths{at, at};
+    FolderPair pair{mContext.homes, paths};
+    const std::vector<NamedEntry> entries = mContext.agreedIn(pathFrom(mTop.agreed, folder.path));
     auto entry = entries.begin();
     const auto forgetUpTo = [&](const std::string* name) {
         for (; entry != entries.end() && (!name || entry->name < *name); ++entry) {
@@ -168,7 +192,7 @@ void Subtree::collect()
         const std::size_t first = mPending.size() - std::min(mPending.size(), kReadAhead);
         for (std::size_t at = first; at < mPending.size(); ++at) {
             Pending& next = mPending[at]; // the next one last, as in Walk::readAhead()
-            if (!next.listing.isRequested()) next.listing = mContext.list(mSide, next.path);
+            if (!next.listing.isRequested()) next.listing = mContext.list(mSide, pathFrom(mTop.at, next.path));
         }
         std::size_t at = mPending.size() - 1; // or any that is there already, as in Walk::takeNext()
         for (std::size_t candidate = mPending.size(); candidate-- > first;) {
@@ -200,7 +224,11 @@ bool Subtree::isKeptOut(const Action& node, Peer target)
 
 void Subtree::create(Action node)
 {
-    if (isKeptOut(node, mOther)) return;
+    if (mColliding.contains(node.path)) {
+        return addCollision(mContext, mPlan, node.path, node.job, mSide, node.stats);
+    }
+    const auto holds = [&](const std::string& folder) { return liesBelow(node.path, folder); };
+    if (std::ranges::any_of(mColliding, holds) || isKeptOut(node, mOther)) return;
     node.target = mOther;
     if (node.stats[mSide].kind == Kind::Folder) {
         node.verb = Action::Verb::MakeFolder;

@@ -18,6 +18,8 @@ struct OneSidedFolder {
     bool wasAgreed = false; ///< Something was agreed about the path itself.
     Decision decision;      ///< What decide() says about the folder itself.
     Entry entry;            ///< To record once it is on both sides.
+    std::string at;         ///< Where it is until the respellings are done,
+    std::string agreed;     ///< and what the archive knows it by.
 };
 
 /// Plans the folder with everything in it as one: made on the other side, or deleted here unless somebody worked in

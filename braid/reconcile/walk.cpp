@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <deque>
+#include <memory>
 
+#include "folder_queue.h"
 #include "judge.h"
+#include "spelling.h"
 #include "subtree.h"
 
 namespace braid
@@ -13,124 +15,75 @@ namespace braid
 namespace
 {
 
-constexpr std::size_t kReadAhead = 64; // folders whose listings are asked for before they are needed
-
-struct Task {
-    std::string path;
+/// What a folder's own folders take over from it.
+struct Place {
     Coverage::State cover;
-    PerPeer<bool> present;
-    PerPeer<PendingListing> listings;
-    bool isRequested = false;
-    std::optional<FolderFinish> finish; ///< Not for the top and for folders that belong to no job.
-    bool timeChanged = false;
+    std::shared_ptr<const Whereabouts> where;
 };
 
-/// One name in a folder, with what each of the three opinions holds under it.
-struct Row {
-    const std::string& name;
-    const Entry* entry = nullptr;
-    PerPeer<const Listing::Item*> items;
-};
-
-/// Calls `visit` for each name in the three sorted lists, in order.
-template <class Visit>
-void mergeNames(const std::vector<NamedEntry>& entries, const PerPeer<Listing>& listings, Visit visit)
+std::shared_ptr<const Whereabouts> whereabouts(const std::string& folder, const Whereabouts* above, const Row& row)
 {
-    std::size_t e = 0;
-    PerPeer<std::size_t> at;
-    while (true) {
-        const std::string* least = e < entries.size() ? &entries[e].name : nullptr;
-        for (const Peer peer : kPeers) {
-            const auto& items = listings[peer].items;
-            if (at[peer] < items.size() && (!least || items[at[peer]].name < *least)) least = &items[at[peer]].name;
-        }
-        if (!least) return;
-        Row row{*least, nullptr, {}};
-        if (e < entries.size() && entries[e].name == *least) row.entry = &entries[e++].entry;
-        for (const Peer peer : kPeers) {
-            const auto& items = listings[peer].items;
-            if (at[peer] < items.size() && items[at[peer]].name == *least) row.items[peer] = &items[at[peer]++];
-        }
-        visit(row);
-    }
+    if (!above && row.isSpelledAlike()) return nullptr;
+    const auto in = [&](const std::string& place, const std::string& name) {
+        return joinPath(above ? place : folder, name);
+    };
+    Whereabouts where;
+    static const Whereabouts kNone;
+    const Whereabouts& base = above ? *above : kNone;
+    for (const Peer peer : kPeers)
+        where.at[peer] = in(base.at[peer], row.items[peer] ? row.items[peer]->name : *row.name);
+    where.agreed = in(base.agreed, row.entry ? *row.agreedAs : *row.name);
+    return std::make_shared<const Whereabouts>(std::move(where));
 }
 
 class Walk
 {
 public:
-    explicit Walk(const WalkContext& context) : mContext(context) { mPlan.jobEnds.resize(context.coverage.count()); }
+    explicit Walk(const WalkContext& context)
+        : mContext(context), mFolding{context.homes.local->folding(), context.homes.network->folding()}, mQueue(context)
+    {
+        mPlan.jobEnds.resize(context.coverage.count());
+    }
 
     Plan run();
 
 private:
-    void readAhead();
-    Task takeNext();
-    void mergeFolder(Task& task);
-    void mergeItem(const Task& task, FolderPair& folder, const Row& row);
-    bool passesBy(const Task& task, const std::string& path, const Row& row, const PerPeer<Stat>& stats);
-    void planFolder(const std::string& path, const Coverage::State& cover, const PerPeer<Stat>& stats,
+    void mergeFolder(FolderTask& task);
+    void mergeItem(const FolderTask& task, FolderPair& folder, const Row& row);
+    void mergeFoldedNames(const FolderTask& task, FolderPair& folder, const std::vector<NamedEntry>& entries,
+                          const PerPeer<Listing>& listings);
+    void mergeSpellings(const FolderTask& task, FolderPair& folder, Row row, const PerPeer<Listing>& listings);
+    void leaveColliding(const FolderTask& task, const Row& row);
+    bool passesBy(const FolderTask& task, const std::string& path, const Row& row, const PerPeer<Stat>& stats);
+    void planFolder(const std::string& path, const Place& place, const PerPeer<Stat>& stats,
                     std::optional<FolderFinish> finish, bool timeChanged);
-    void planBothFolders(const std::string& path, const Coverage::State& cover, std::size_t job,
-                         const PerPeer<Stat>& stats, const Judgement& judgement, const Decision& decision,
-                         const Entry* entry);
+    void planBothFolders(const std::string& path, const Place& place, std::size_t job, const PerPeer<Stat>& stats,
+                         const Judgement& judgement, const Decision& decision, const Entry* entry);
     void planItem(const std::string& path, std::size_t job, const PerPeer<Stat>& stats, const Judgement& judgement,
                   const Decision& decision, const Entry* entry);
     void record(Action& action);
 
     const WalkContext& mContext;
+    const PerPeer<text::NameFolding> mFolding;
     Plan mPlan;
-    std::deque<Task> mTasks; // the back is next
+    FolderQueue mQueue;
 };
-
-void Walk::readAhead()
-{
-    // The next one last, since the pool begins with what it is asked for last.
-    const std::size_t first = mTasks.size() - std::min(mTasks.size(), kReadAhead);
-    for (std::size_t at = first; at < mTasks.size(); ++at) {
-        Task& task = mTasks[at];
-        if (task.isRequested) continue;
-        task.isRequested = true;
-        for (const Peer peer : kPeers) {
-            if (task.present[peer]) task.listings[peer] = mContext.list(peer, task.path);
-        }
-    }
-}
-
-/// The last one, so that the tree is gone through branch by branch; but while its listings are under way any that is
-/// there already: where answers take long, the branches must not wait for each other.
-Task Walk::takeNext()
-{
-    const std::size_t first = mTasks.size() - std::min(mTasks.size(), kReadAhead);
-    std::size_t at = mTasks.size() - 1;
-    for (std::size_t candidate = mTasks.size(); candidate-- > first;) {
-        const Task& task = mTasks[candidate];
-        if (!std::ranges::all_of(kPeers,
-                                 [&](Peer peer) { return !task.present[peer] || task.listings[peer].isReady(); }))
-            continue;
-        at = candidate;
-        break;
-    }
-    Task task = std::move(mTasks[at]);
-    mTasks.erase(mTasks.begin() + static_cast<std::ptrdiff_t>(at));
-    return task;
-}
 
 Plan Walk::run()
 {
-    Task top;
+    FolderTask top;
     top.cover = mContext.coverage.top();
     top.present = {true, true};
-    mTasks.push_back(std::move(top));
-    while (!mTasks.empty() && !mContext.stop.stop_requested()) {
-        readAhead();
-        Task task = takeNext();
+    mQueue.add(std::move(top));
+    while (!mQueue.empty() && !mContext.stop.stop_requested()) {
+        FolderTask task = mQueue.takeNext();
         mContext.onFolder(task.path);
         mergeFolder(task);
     }
     return std::move(mPlan);
 }
 
-void Walk::mergeFolder(Task& task)
+void Walk::mergeFolder(FolderTask& task)
 {
     PerPeer<Listing> listings;
     for (const Peer peer : kPeers) {
@@ -144,18 +97,109 @@ void Walk::mergeFolder(Task& task)
         mPlan.unseen.insert(task.path);
         return;
     }
-    const std::vector<NamedEntry> entries = mContext.agreedIn(task.path);
-    FolderPair folder{mContext.homes, task.path};
+    const std::vector<NamedEntry> entries = mContext.agreedIn(task.where ? task.where->agreed : task.path);
+    const PerPeer<std::string> paths = task.where ? task.where->at : PerPeer<std::string>{task.path, task.path};
+    FolderPair folder{mContext.homes, paths};
     const std::size_t actionsBefore = mPlan.count();
-    mergeNames(entries, listings, [&](const Row& row) {
-        if (!mContext.stop.stop_requested()) mergeItem(task, folder, row);
-    });
+    if (mFolding.local.folds() || mFolding.network.folds()) {
+        mergeFoldedNames(task, folder, entries, listings);
+    } else {
+        mergeNames(entries, listings, [&](const Row& row) {
+            if (!mContext.stop.stop_requested()) mergeItem(task, folder, row);
+        });
+    }
     const bool isDisturbed = mPlan.count() != actionsBefore;
     if (task.finish && (isDisturbed || task.timeChanged)) mPlan.finishes.push_back(std::move(*task.finish));
 }
 
+void Walk::mergeFoldedNames(const FolderTask& task, FolderPair& folder, const std::vector<NamedEntry>& entries,
+                            const PerPeer<Listing>& listings)
+{
+    std::vector<Row> rows;
+    mergeNames(entries, listings, [&](Row row) {
+        const auto cover = mContext.coverage.below(task.cover, joinPath(task.path, *row.name));
+        row.leadsSomewhere = Coverage::leadsSomewhere(cover);
+        rows.push_back(row);
+    });
+    for (const Row& row : joinSpellings(rows, mFolding)) {
+        if (mContext.stop.stop_requested()) return;
+        if (row.collidesIn) {
+            leaveColliding(task, row);
+        } else if (row.isSpelledAlike()) {
+            mergeItem(task, folder, row);
+        } else {
+            mergeSpellings(task, folder, row, listings);
+        }
+    }
+}
+
+/// Decides how the name is to be spelled before the item itself is looked at.
+void Walk::mergeSpellings(const FolderTask& task, FolderPair& folder, Row row, const PerPeer<Listing>& listings)
+{
+    const auto jobOf = [&](const std::string& name) {
+        return mContext.coverage.jobOfItem(task.cover, joinPath(task.path, name));
+    };
+    std::string name = presentSpelling(row, mFolding);
+    if (mFolding.local.folds() && mFolding.network.folds() && !jobOf(name)) name = *row.name; // leads to it, too
+    row.name = &name;
+    const auto job = jobOf(name);
+    const bool isInBoth = std::ranges::all_of(kPeers, [&](Peer peer) {
+        const Listing::Item* item = row.items[peer];
+        return item && item->error == 0 && item->stat.kind != Kind::Other;
+    });
+    Respelling respelling;
+    if (job && isInBoth) {
+        const JobOptions& options = mContext.coverage.job(*job).options;
+        const Peer preferred = options.resolveConflictsInFavorOf.value_or(options.readOnlyPeer.value_or(Peer::Local));
+        const Spelling wanted = settle(row, mFolding, preferred);
+        const auto isTaken = [&](const Listing::Item& item) {
+            return item.name == wanted.name && &item != row.items[*wanted.loser];
+        };
+        const bool isBlocked = wanted.loser && std::ranges::any_of(listings[*wanted.loser].items, isTaken);
+        // A spelling that no job or another one has to do with stays where it was made.
+        const bool isOneJob =
+            jobOf(wanted.name) == job && jobOf(row.items.local->name) == job && jobOf(row.items.network->name) == job;
+        if (wanted.loser && !isBlocked && isOneJob) {
+            const Decision write = decideWrite(*wanted.loser, options);
+            if (write.jobEnd != JobEnd::None) endJob(mPlan, *job, write.jobEnd);
+            if (write.step == Step::KeptOut) return; // with all below: it has no name yet that both homes know
+            respelling.target = wanted.loser;
+            respelling.from = row.items[*wanted.loser]->name;
+            respelling.stat = row.items[*wanted.loser]->stat;
+            name = wanted.name;
+        }
+    }
+    if (row.entry && *row.agreedAs != name) respelling.agreedAs = *row.agreedAs;
+    if (job && (respelling.target || !respelling.agreedAs.empty())) {
+        respelling.path = joinPath(task.path, name);
+        respelling.job = *job;
+        mPlan.respellings.push_back(std::move(respelling));
+    }
+    mergeItem(task, folder, row);
+}
+
+void Walk::leaveColliding(const FolderTask& task, const Row& row)
+{
+    const Peer side = *row.collidesIn;
+    const Listing::Item& item = *row.items[side];
+    const std::string path = joinPath(task.path, *row.name);
+    const auto job = mContext.coverage.jobOfItem(task.cover, path);
+    if (!job || item.error != 0 || item.stat.kind == Kind::Other) return;
+    PerPeer<Stat> stats;
+    stats[side] = item.stat;
+    if (const auto* rival = row.items[otherPeer(side)]) stats[otherPeer(side)] = rival->stat;
+    addCollision(mContext, mPlan, path, *job, side, stats);
+    if (!row.entry) return;
+    // The other home does not hold what was agreed, and no deletion follows from that.
+    mPlan.forgets.push_back(path);
+    if (row.entry->kind == Kind::Folder) {
+        const auto where = whereabouts(task.path, task.where.get(), row);
+        planFolder(path, {mContext.coverage.below(task.cover, path), where}, {}, std::nullopt, false);
+    }
+}
+
 /// What the engine leaves alone whatever the job says. True: go on with the next item.
-bool Walk::passesBy(const Task& task, const std::string& path, const Row& row, const PerPeer<Stat>& stats)
+bool Walk::passesBy(const FolderTask& task, const std::string& path, const Row& row, const PerPeer<Stat>& stats)
 {
     for (const Peer peer : kPeers) {
         if (!row.items[peer]) continue;
@@ -174,9 +218,9 @@ bool Walk::passesBy(const Task& task, const std::string& path, const Row& row, c
     return false;
 }
 
-void Walk::mergeItem(const Task& task, FolderPair& folder, const Row& row)
+void Walk::mergeItem(const FolderTask& task, FolderPair& folder, const Row& row)
 {
-    const std::string path = joinPath(task.path, row.name);
+    const std::string path = joinPath(task.path, *row.name);
     PerPeer<Stat> stats;
     for (const Peer peer : kPeers) {
         if (row.items[peer]) stats[peer] = row.items[peer]->stat;
@@ -185,24 +229,29 @@ void Walk::mergeItem(const Task& task, FolderPair& folder, const Row& row)
 
     const bool holdsItems = stats.local.kind == Kind::Folder || stats.network.kind == Kind::Folder ||
                             (row.entry && row.entry->kind == Kind::Folder);
-    Coverage::State cover;
+    Place place;
     std::optional<std::size_t> job;
     if (holdsItems) {
-        cover = mContext.coverage.below(task.cover, path);
-        job = Coverage::jobOf(cover);
-        if (!Coverage::leadsSomewhere(cover)) return;
+        place.cover = mContext.coverage.below(task.cover, path);
+        place.where = whereabouts(task.path, task.where.get(), row);
+        job = Coverage::jobOf(place.cover);
+        if (!Coverage::leadsSomewhere(place.cover)) return;
     } else {
         job = mContext.coverage.jobOfItem(task.cover, path);
     }
     if (!job) {
         // A folder above included ones: only a way down, unless a file or link blocks it on one side.
-        if (holdsItems) planFolder(path, cover, stats, std::nullopt, false);
+        if (holdsItems) planFolder(path, place, stats, std::nullopt, false);
         return;
     }
 
     const Entry* const entry = mContext.trusted(row.entry, path, stats);
     if (row.entry && !entry) mPlan.forgets.push_back(path);
-    const Judgement judgement = judge(mContext.homes, folder, row.name, entry, stats, mContext.reading, mContext.stop);
+    PerPeer<const char*> names;
+    for (const Peer peer : kPeers)
+        names[peer] = (row.items[peer] ? row.items[peer]->name : *row.name).c_str();
+    Judgement judgement = judge(mContext.homes, folder, names, entry, stats, mContext.reading, mContext.stop);
+    judgement.stampsMoved = judgement.stampsMoved || !row.isSpelledAlike();
     if (judgement.problem) {
         if (mContext.stop.stop_requested()) return;
         addError(mPlan, path, judgement.problemAt, *judgement.problem);
@@ -213,25 +262,28 @@ void Walk::mergeItem(const Task& task, FolderPair& folder, const Row& row)
         decide(judgement.before, judgement.now.local, judgement.now.network, mContext.coverage.job(*job).options);
     const bool bothFolders = stats.local.kind == Kind::Folder && stats.network.kind == Kind::Folder;
     if (bothFolders) {
-        planBothFolders(path, cover, *job, stats, judgement, decision, entry);
+        planBothFolders(path, place, *job, stats, judgement, decision, entry);
     } else if (stats.local.kind == Kind::Folder || stats.network.kind == Kind::Folder) {
         const Peer side = stats.local.kind == Kind::Folder ? Peer::Local : Peer::Network;
         const bool wasAgreed = judgement.before.exists();
-        planOneSidedFolder(mContext, mPlan, {path, cover, *job, side, stats, wasAgreed, decision, judgement.entry});
+        planOneSidedFolder(mContext, mPlan,
+                           {path, place.cover, *job, side, stats, wasAgreed, decision, judgement.entry,
+                            place.where ? place.where->at[side] : path, place.where ? place.where->agreed : path});
     } else {
         planItem(path, *job, stats, judgement, decision, entry);
         if (row.entry && row.entry->kind == Kind::Folder) {
-            planFolder(path, cover, {}, std::nullopt, false); // forget what the folder held
+            planFolder(path, place, {}, std::nullopt, false); // forget what the folder held
         }
     }
 }
 
-void Walk::planFolder(const std::string& path, const Coverage::State& cover, const PerPeer<Stat>& stats,
+void Walk::planFolder(const std::string& path, const Place& place, const PerPeer<Stat>& stats,
                       std::optional<FolderFinish> finish, bool timeChanged)
 {
-    Task task;
+    FolderTask task;
     task.path = path;
-    task.cover = cover;
+    task.where = place.where;
+    task.cover = place.cover;
     for (const Peer peer : kPeers) {
         task.present[peer] = stats[peer].kind == Kind::Folder;
         if (stats[peer].exists() && !task.present[peer] && stats[otherPeer(peer)].kind == Kind::Folder) {
@@ -242,12 +294,11 @@ void Walk::planFolder(const std::string& path, const Coverage::State& cover, con
     }
     task.finish = std::move(finish);
     task.timeChanged = timeChanged;
-    mTasks.push_back(std::move(task));
+    mQueue.add(std::move(task));
 }
 
-void Walk::planBothFolders(const std::string& path, const Coverage::State& cover, std::size_t job,
-                           const PerPeer<Stat>& stats, const Judgement& judgement, const Decision& decision,
-                           const Entry* entry)
+void Walk::planBothFolders(const std::string& path, const Place& place, std::size_t job, const PerPeer<Stat>& stats,
+                           const Judgement& judgement, const Decision& decision, const Entry* entry)
 {
     FolderFinish finish;
     finish.path = path;
@@ -297,7 +348,7 @@ void Walk::planBothFolders(const std::string& path, const Coverage::State& cover
         }
         planItem(path, job, stats, early, step, entry);
     }
-    planFolder(path, cover, stats, finish, timeChanged || isUnfinished);
+    planFolder(path, place, stats, finish, timeChanged || isUnfinished);
 }
 
 void Walk::planItem(const std::string& path, std::size_t job, const PerPeer<Stat>& stats, const Judgement& judgement,
@@ -362,17 +413,6 @@ const Entry* WalkContext::trusted(const Entry* entry, const std::string& path, c
 Plan planPass(const WalkContext& context)
 {
     return Walk{context}.run();
-}
-
-void addError(Plan& plan, const std::string& path, Peer peer, const Problem& problem)
-{
-    plan.errors.push_back({path.empty() ? "." : path, "In " + std::string{homeWords(peer)} + ": " + problem.words()});
-}
-
-void endJob(Plan& plan, std::size_t job, JobEnd end)
-{
-    JobEnd& kept = plan.jobEnds[job];
-    if (kept != JobEnd::WriteToReadOnlyPeer) kept = end;
 }
 
 } // namespace braid

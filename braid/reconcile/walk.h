@@ -39,12 +39,22 @@ struct WalkContext {
     }
 };
 
+/// Where a folder is found as long as the respellings above it are still to be done.
+struct Whereabouts {
+    PerPeer<std::string> at;
+    std::string agreed; ///< In the archive.
+};
+
 /// Walks both homes side by side, folder by folder, together with the archive, and plans what is to be done. Writes
 /// nothing. After a stop request the plan is cut short and must not be used.
 Plan planPass(const WalkContext& context);
 
 /// Adds an error about an item, in words.
 void addError(Plan& plan, const std::string& path, Peer peer, const Problem& problem);
+
+/// Leaves an item alone that the other home cannot hold besides what it takes for the same.
+void addCollision(const WalkContext& context, Plan& plan, const std::string& path, std::size_t job, Peer side,
+                  const PerPeer<Stat>& stats);
 
 /// Notes that a job must end before its first write.
 void endJob(Plan& plan, std::size_t job, JobEnd end);

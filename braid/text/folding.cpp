@@ -2,6 +2,8 @@
 
 #include <unicode/ucasemap.h>
 #include <unicode/uchar.h>
+#include <unicode/unorm2.h>
+#include <unicode/ustring.h>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
@@ -80,7 +82,80 @@ void appendFolded(std::string& out, std::string_view valid)
     out.resize(start + static_cast<std::size_t>(length));
 }
 
+/// Valid UTF-8 in one of Unicode's normal forms; as it is where ICU has no data for that.
+std::string normalized(std::string_view valid, const UNormalizer2* (*form)(UErrorCode*))
+{
+    UErrorCode status = U_ZERO_ERROR;
+    const UNormalizer2* normalizer = form(&status);
+    std::u16string units;
+    toUtf16(valid, units);
+    std::u16string changed(units.size() * 4 + 16, u'\0'); // no character of a name comes apart further
+    std::int32_t length = unorm2_normalize(normalizer, units.data(), static_cast<std::int32_t>(units.size()),
+                                           changed.data(), static_cast<std::int32_t>(changed.size()), &status);
+    std::string bytes(changed.size() * 3, '\0');
+    std::int32_t size = 0;
+    u_strToUTF8(bytes.data(), static_cast<std::int32_t>(bytes.size()), &size, changed.data(), length, &status);
+    if (U_FAILURE(status)) return std::string{valid};
+    bytes.resize(static_cast<std::size_t>(size));
+    return bytes;
+}
+
+/// `change` for each stretch of UTF-8; what is none stays.
+template <class Change>
+std::string eachStretch(std::string_view bytes, Change change)
+{
+    std::string out;
+    std::string valid;
+    const auto flush = [&] {
+        if (!valid.empty()) out += change(valid);
+        valid.clear();
+    };
+    eachCharacter(
+        bytes, [&](UChar32 character) { appendUtf8(valid, character); },
+        [&](std::uint8_t byte) {
+            flush();
+            out.push_back(static_cast<char>(byte));
+        });
+    flush();
+    return out;
+}
+
+std::string withSimpleCase(std::string_view valid)
+{
+    std::string out;
+    eachCharacter(
+        valid, [&](UChar32 character) { appendUtf8(out, u_foldCase(character, U_FOLD_CASE_DEFAULT)); },
+        [](std::uint8_t) {});
+    return out;
+}
+
 } // namespace
+
+std::string_view withoutEnd(std::string_view name)
+{
+    const auto last = name.find_last_not_of(". ");
+    return last == std::string_view::npos ? name : name.substr(0, last + 1);
+}
+
+std::string foldName(std::string_view name, const NameFolding& folding)
+{
+    if (folding.dropsEnds) name = withoutEnd(name);
+    std::string key{name};
+    if (isAscii(name)) {
+        if (folding.foldsCase) std::ranges::transform(key, key.begin(), lowerAscii);
+        return key;
+    }
+    return eachStretch(name, [&](std::string_view valid) {
+        const std::string apart = folding.foldsForm ? normalized(valid, unorm2_getNFDInstance) : std::string{valid};
+        return folding.foldsCase ? withSimpleCase(apart) : apart;
+    });
+}
+
+std::string composed(std::string_view name)
+{
+    if (isAscii(name)) return std::string{name};
+    return eachStretch(name, [](std::string_view valid) { return normalized(valid, unorm2_getNFCInstance); });
+}
 
 void foldCase(std::string_view bytes, std::string& folded)
 {

@@ -28,11 +28,13 @@ constexpr auto kVerbs = std::to_array<VerbFacts>({
     {Verb::SetAttribute, "sets an attribute of", 3, true},
     {Verb::Remove, "removes", 12, true},
     {Verb::Rename, "renames", 12, true},
+    {Verb::Respell, "respells", 6, true},
     {Verb::AddName, "links", 6, true},
     {Verb::MakeFolder, "makes the folder", 5, true},
     {Verb::MakeLink, "makes the link", 4, true},
     {Verb::Wait, "waits", 14, true},
     {Verb::TurnClockBack, "turns the clock back", 2, false},
+    {Verb::Resolve, "a person decides", 4, true},
     {Verb::Pass, "pass", 26, true},
     {Verb::DryRun, "dry run", 2, true},
     {Verb::PassOfThird, "pass of the third computer", 5, true},
@@ -65,6 +67,8 @@ private:
 
     std::mt19937_64 mRandom;
     bool mIsReal;
+    bool mFoldsNames = false;
+    bool mHasLargeFiles = false;
     History mHistory;
     std::uint64_t mSerial = 0;
     Step mWritten; ///< The last one that named a file.
@@ -83,6 +87,12 @@ DiskTraits Maker::traits()
     traits.copiesRanges = !oneIn(3);
     traits.flushesAsAWhole = !oneIn(3);
     traits.clockSkew = oneIn(3) ? (static_cast<std::int64_t>(below(7200)) - 3600) * 1'000'000'000 : 0;
+    if (mFoldsNames && !oneIn(3)) {
+        traits.folding = {!oneIn(4), oneIn(2), true, oneIn(6)};
+        traits.folding.keepsCase = !traits.folding.foldsCase || !oneIn(6);
+        traits.decomposes = traits.folding.foldsForm && oneIn(2);
+        traits.respells = oneIn(2);
+    }
     if (oneIn(20)) traits.capacity = 200'000 + below(200'000);
     return traits;
 }
@@ -90,10 +100,12 @@ DiskTraits Maker::traits()
 /// A few names, so that both sides meet at the same ones, sometimes as a file and sometimes as a folder.
 std::string Maker::path()
 {
-    constexpr auto kNames = std::to_array<const char*>({"a", "b", "c\xff", "a-b", "d.x"});
-    std::string path = kNames[below(kNames.size())];
+    constexpr auto kNames = std::to_array<const char*>(
+        {"a", "b", "c\xff", "a-b", "d.x", "A", "B", "a.", "\xc3\xa9", "e\xcc\x81", "\xc3\x89", "D.x"});
+    const std::size_t count = mFoldsNames ? kNames.size() : 5;
+    std::string path = kNames[below(count)];
     for (std::size_t depth = below(3); depth > 0; --depth)
-        path += std::string{"/"} + kNames[below(kNames.size())];
+        path += std::string{"/"} + kNames[below(count)];
     return path;
 }
 
@@ -110,6 +122,8 @@ void Maker::addStep(Verb verb)
         step.path = mWritten.path;
     }
     if (verb == Verb::Write || verb == Verb::AddName) mWritten = step;
+    const bool isContent = verb == Verb::Write || verb == Verb::Replace || verb == Verb::EditQuietly;
+    if (isContent && mHasLargeFiles && !oneIn(3)) step.number += kLargeContents;
     if (verb == Verb::SetMode) {
         constexpr auto kModes = std::to_array<unsigned>({0600, 0644, 0700, 0755, 0755, 0555, 0});
         step.number = kModes[below(kModes.size())];
@@ -138,7 +152,9 @@ void Maker::addStep(Verb verb)
 History Maker::make()
 {
     mHistory.isReal = mIsReal;
-    if (!mIsReal && !oneIn(3)) {
+    mFoldsNames = !mIsReal && oneIn(4);
+    mHasLargeFiles = oneIn(mIsReal ? 25 : 400); // they take long
+    if (!mIsReal && (mFoldsNames || !oneIn(3))) {
         mHistory.local = traits();
         mHistory.network = traits();
     }
@@ -162,13 +178,19 @@ std::string words(const DiskTraits& traits)
     std::ostringstream text;
     text << "time step " << traits.timeStep << " ns, skew " << traits.clockSkew / 1'000'000'000 << " s, room "
          << traits.capacity;
-    const std::array<std::pair<bool, const char*>, 7> facts{{{!traits.keepsModes, "no modes"},
-                                                             {!traits.keepsAttributes, "no attributes"},
-                                                             {!traits.exchanges, "no exchange"},
-                                                             {!traits.renamesNew, "no careful rename"},
-                                                             {!traits.hardLinks, "no hard links"},
-                                                             {!traits.copiesRanges, "copies no ranges"},
-                                                             {!traits.flushesAsAWhole, "flushes file by file"}}};
+    const std::array<std::pair<bool, const char*>, 13> facts{{{traits.folding.foldsCase, "folds case"},
+                                                              {traits.folding.foldsForm, "folds form"},
+                                                              {!traits.folding.keepsCase, "keeps no case"},
+                                                              {traits.decomposes, "decomposes"},
+                                                              {traits.folding.dropsEnds, "drops dots"},
+                                                              {!traits.respells, "respells nothing"},
+                                                              {!traits.keepsModes, "no modes"},
+                                                              {!traits.keepsAttributes, "no attributes"},
+                                                              {!traits.exchanges, "no exchange"},
+                                                              {!traits.renamesNew, "no careful rename"},
+                                                              {!traits.hardLinks, "no hard links"},
+                                                              {!traits.copiesRanges, "copies no ranges"},
+                                                              {!traits.flushesAsAWhole, "flushes file by file"}}};
     for (const auto& [holds, word] : facts) {
         if (holds) text << ", " << word;
     }

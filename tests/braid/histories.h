@@ -22,11 +22,13 @@ struct Step {
         SetAttribute,
         Remove,
         Rename,
+        Respell,
         AddName,
         MakeFolder,
         MakeLink,
         Wait,
         TurnClockBack,
+        Resolve,
         Pass,
         DryRun,
         PassOfThird,
@@ -49,10 +51,14 @@ struct Step {
 struct History {
     std::uint64_t seed = 0;
     bool isReal = false; ///< On real folders, where no power fails and no clock is set.
+    bool foldsNames() const { return local.foldsNames() || network.foldsNames(); }
     DiskTraits local;
     DiskTraits network;
     std::vector<Step> steps;
 };
+
+/// Contents with numbers from here on are those of large files, which differ from each other in few places.
+inline constexpr std::uint64_t kLargeContents = 1'000'000;
 
 History makeHistory(std::uint64_t seed, bool isReal);
 

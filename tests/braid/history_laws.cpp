@@ -38,17 +38,6 @@ std::set<std::string> allPaths(const Views& views)
     return paths;
 }
 
-/// Some listed path is this one, or holds it, or lies in it.
-bool isListed(const PassReport& report, const std::string& path)
-{
-    const auto touches = [&](const std::string& listed) {
-        return listed == "." || listed == path || liesBelow(path, listed) || liesBelow(listed, path);
-    };
-    return std::ranges::any_of(report.conflicts, touches, &Conflict::path) ||
-           std::ranges::any_of(report.errors, touches, &ItemError::path) ||
-           std::ranges::any_of(report.skipped, touches);
-}
-
 const Seen& seenAt(const std::map<std::string, Seen>& view, const std::string& path)
 {
     static const Seen kNothing;
@@ -66,6 +55,19 @@ bool standsAlone(const Views& views, const std::string& path)
         }
     }
     return true;
+}
+
+/// As the engine has it of a file.
+Digest wholeDigest(const std::string& content)
+{
+    constexpr auto kBlock = static_cast<std::size_t>(kBlockBytes);
+    if (content.size() <= kBlock) return digestOf(content);
+    std::string blocks;
+    for (std::size_t at = 0; at < content.size(); at += kBlock) {
+        const Digest block = digestOf(std::string_view{content}.substr(at, kBlock));
+        blocks.append(reinterpret_cast<const char*>(&block), sizeof block);
+    }
+    return digestOf(blocks);
 }
 
 } // namespace
@@ -87,6 +89,63 @@ Failure Laws::nothingIsLost(const std::set<std::string>& before) const
     return std::nullopt;
 }
 
+std::string Laws::key(const std::string& path) const
+{
+    if (!mHistory.foldsNames()) return path;
+    std::string all;
+    std::string_view left = path;
+    while (!left.empty()) {
+        std::string_view name = left.substr(0, left.find('/'));
+        left.remove_prefix(std::min(left.size(), name.size() + 1));
+        all += text::foldName(text::foldName(name, mHistory.local.folding), mHistory.network.folding) + "/";
+    }
+    return all;
+}
+
+bool Laws::isUnmistakable(const Views& views, const std::string& path) const
+{
+    if (!mHistory.foldsNames()) return true;
+    const std::string wanted = key(path);
+    const auto isOther = [&](const auto& item) { return item.first != path && key(item.first) == wanted; };
+    return !std::ranges::any_of(views.local, isOther) && !std::ranges::any_of(views.network, isOther) &&
+           !std::ranges::any_of(mAgreed, isOther) &&
+           (path.find('/') == std::string::npos || isUnmistakable(views, std::string{folderOf(path)}));
+}
+
+const Seen* Laws::counterpart(const View& view, const std::string& path) const
+{
+    if (const auto exact = view.find(path); exact != view.end()) return &exact->second;
+    if (!mHistory.foldsNames()) return nullptr;
+    const std::string wanted = key(path);
+    const auto other = std::ranges::find_if(view, [&](const auto& item) { return key(item.first) == wanted; });
+    return other == view.end() ? nullptr : &other->second;
+}
+
+/// Some spelling of the path in one home is in step with one in the other.
+bool Laws::hasLike(const Views& views, const std::string& path) const
+{
+    const std::string wanted = key(path);
+    return std::ranges::any_of(views.local, [&](const auto& here) {
+        return key(here.first) == wanted && std::ranges::any_of(views.network, [&](const auto& there) {
+                   return key(there.first) == wanted && looksSame(here.second, there.second);
+               });
+    });
+}
+
+/// Some listed path is this one, or holds it, or lies in it.
+bool Laws::isListed(const PassReport& report, const std::string& path) const
+{
+    const std::string wanted = key(path);
+    const auto touches = [&](const std::string& listed) {
+        const std::string each = key(listed);
+        return listed == "." || each == wanted || wanted.starts_with(each + (mHistory.foldsNames() ? "" : "/")) ||
+               each.starts_with(wanted + (mHistory.foldsNames() ? "" : "/"));
+    };
+    return std::ranges::any_of(report.conflicts, touches, &Conflict::path) ||
+           std::ranges::any_of(report.errors, touches, &ItemError::path) ||
+           std::ranges::any_of(report.skipped, touches);
+}
+
 bool Laws::looksSame(const Seen& local, const Seen& network) const
 {
     if (!local.holdsSame(network)) return false;
@@ -103,10 +162,11 @@ Failure Laws::isInStep(const PassReport& report, const PassSettings& settings, c
 {
     const Coverage coverage{settings.jobs};
     for (const std::string& path : allPaths(after)) {
-        const auto local = after.local.find(path);
-        const auto network = after.network.find(path);
-        const bool both = local != after.local.end() && network != after.network.end();
-        if (both && looksSame(local->second, network->second)) continue;
+        const Seen* local = counterpart(after.local, path);
+        const Seen* network = counterpart(after.network, path);
+        const bool both = local && network;
+        if (both && looksSame(*local, *network)) continue;
+        if (mHistory.foldsNames() && hasLike(after, path)) continue;
         if (isListed(report, path)) continue;
         const auto mayDiffer = [&](std::string_view each) {
             const auto job = coverage.jobOfPath(each);
@@ -118,9 +178,11 @@ Failure Laws::isInStep(const PassReport& report, const PassSettings& settings, c
         bool isKeptOut = mayDiffer(path);
         for (std::string_view above = folderOf(path); !above.empty(); above = folderOf(above))
             isKeptOut = isKeptOut || (coverage.jobOfPath(above) && mayDiffer(above));
-        if (isKeptOut) continue;
+        const std::string wanted = key(path);
+        const auto isOtherThatMay = [&](const std::string& other) { return key(other) == wanted && mayDiffer(other); };
+        if (isKeptOut || (mHistory.foldsNames() && std::ranges::any_of(allPaths(after), isOtherThatMay))) continue;
         // A folder stays where it holds something that no job of this pass may take.
-        const View& there = local != after.local.end() ? after.local : after.network;
+        const View& there = local ? after.local : after.network;
         const bool holds = std::ranges::any_of(
             there, [&](const auto& item) { return liesBelow(item.first, path) && mayDiffer(item.first); });
         if (!both && holds) continue;
@@ -148,6 +210,8 @@ Failure Laws::obeysRules(const PassSettings& settings, const Views& before, cons
         };
         for (const std::string& path : paths) {
             if (isOpen(path)) continue;
+            // A folder that is spelled in another way takes along what it holds.
+            if (!isUnmistakable(before, path) || !isUnmistakable(after, path)) continue;
             const auto was = before[peer].find(path);
             const auto is = after[peer].find(path);
             const bool isThere = is != after[peer].end();
@@ -173,16 +237,22 @@ Failure Laws::decidedRight(const PassReport& report, const PassSettings& setting
                            const Views& after) const
 {
     const Coverage coverage{settings.jobs};
+    static const Seen kNothing;
+    const auto at = [&](const View& view, const std::string& path) -> const Seen& {
+        const Seen* seen = counterpart(view, path);
+        return seen ? *seen : kNothing;
+    };
     for (const std::string& path : allPaths(before)) {
         const auto job = coverage.jobOfPath(path);
         if (!job || !report.jobStatus[*job].name.empty() || mUnsure.contains(path)) continue;
+        if (!isUnmistakable(before, path)) continue;
         const bool isMass = std::ranges::any_of(report.conflicts, [](const Conflict& c) { return c.path == "."; });
         const bool isError = std::ranges::any_of(report.errors, [&](const ItemError& error) {
             return error.path == path || liesBelow(path, error.path) || error.path == ".";
         });
         if (isMass || isError || !standsAlone(before, path)) continue;
-        const Seen& local = seenAt(before.local, path);
-        const Seen& network = seenAt(before.network, path);
+        const Seen& local = at(before.local, path);
+        const Seen& network = at(before.network, path);
         const Seen& agreed = seenAt(mAgreed, path);
         const JobOptions& options = settings.jobs[*job].options;
         std::optional<Peer> winner; // none: both stay
@@ -199,12 +269,32 @@ Failure Laws::decidedRight(const PassReport& report, const PassSettings& setting
             if (decision.step == braid::Step::WriteNetwork) winner = Peer::Local;
         }
         for (const Peer peer : kPeers) {
-            const Seen& wanted = seenAt(before[winner.value_or(peer)], path);
-            if (wanted.holdsSame(seenAt(after[peer], path))) continue;
+            const Seen& wanted = at(before[winner.value_or(peer)], path);
+            if (wanted.holdsSame(at(after[peer], path))) continue;
             return path + " was decided wrong in " + homeWords(peer) + ": agreed " + describe(mAgreed, path) +
                    ", local " + describe(before.local, path) + ", network " + describe(before.network, path) +
                    ", became " + describe(after[peer], path);
         }
+    }
+    return std::nullopt;
+}
+
+Failure Laws::isKept(const Views& before, const Views& after, const std::string& path, Keep keep) const
+{
+    const PerPeer<Seen> was{seenAt(before.local, path), seenAt(before.network, path)};
+    if (!standsAlone(before, path) || !isUnmistakable(before, path)) return std::nullopt;
+    Peer winner = keep == Keep::Network ? Peer::Network : Peer::Local;
+    if (keep == Keep::Both && !was.local.stat.exists()) winner = Peer::Network;
+    // What was never agreed on is new on the other side, whatever was deleted here since.
+    if (!was[winner].stat.exists()) return std::nullopt;
+    for (const Peer peer : kPeers) {
+        if (!seenAt(after[peer], path).holdsSame(was[winner]))
+            return "the choice for " + path + " is not what " + homeWords(peer) +
+                   " holds: " + describe(after[peer], path) + " instead of " + describe(before[winner], path);
+        const auto isOther = [&](const auto& item) { return item.second.holdsSame(was[otherPeer(winner)]); };
+        const bool keepsOther = keep == Keep::Both && was.local.stat.exists() && was.network.stat.exists();
+        if (keepsOther && std::ranges::none_of(after[peer], isOther))
+            return "the second version of " + path + " is missing in " + homeWords(peer);
     }
     return std::nullopt;
 }
@@ -216,15 +306,16 @@ void Laws::agree(const PassReport& report, const PassSettings& settings, const V
     for (const auto& [path, seen] : mAgreed)
         paths.insert(path);
     for (const std::string& path : paths) {
-        const Seen& local = seenAt(after.local, path);
+        const Seen* local = counterpart(after.local, path);
+        const Seen* network = counterpart(after.network, path);
         const auto job = coverage.jobOfPath(path);
         const bool isError = std::ranges::find(report.errors, path, &ItemError::path) != report.errors.end();
-        if (!job || !report.jobStatus[*job].name.empty() || isError) {
+        if (!job || !report.jobStatus[*job].name.empty() || isError || !isUnmistakable(after, path)) {
             mUnsure.insert(path); // comes back without trust if either side changed
-        } else if (local.holdsSame(seenAt(after.network, path))) {
+        } else if (!local == !network && (!local || local->holdsSame(*network))) {
             mUnsure.erase(path);
             mAgreed.erase(path);
-            if (local.stat.exists()) mAgreed[path] = local;
+            if (local) mAgreed[path] = *local;
         } else if (!mKnowsAgreed) {
             mUnsure.insert(path);
         }
@@ -259,7 +350,7 @@ Failure Laws::archiveIsTrue(const PassSettings& settings, const Views& after) co
                 const bool isTrue = seen.stat.kind == Kind::Link
                                         ? row.entry.digest == digestOf(seen.content)
                                         : row.entry.size == seen.stat.size &&
-                                              (!row.entry.digest || row.entry.digest == digestOf(seen.content));
+                                              (!row.entry.digest || row.entry.digest == wholeDigest(seen.content));
                 if (!isTrue) return "the archive is wrong about " + path + " in " + homeWords(peer);
             }
         }

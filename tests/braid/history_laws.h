@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "braid/engine.h"
 #include "braid/peers.h"
+#include "braid/resolve.h"
 #include "history_world.h"
 #include "home_view.h"
 
@@ -34,6 +34,8 @@ public:
     Failure obeysRules(const PassSettings& settings, const Views& before, const Views& after) const;
     Failure decidedRight(const PassReport& report, const PassSettings& settings, const Views& before,
                          const Views& after) const;
+    /// A person's choice about one path was carried out.
+    Failure isKept(const Views& before, const Views& after, const std::string& path, Keep keep) const;
     Failure archiveIsTrue(const PassSettings& settings, const Views& after) const;
 
     /// After a pass of the first pair that came to its end.
@@ -46,6 +48,14 @@ public:
 
 private:
     bool looksSame(const Seen& local, const Seen& network) const;
+    /// Equal for paths that one of the homes may take for the same.
+    std::string key(const std::string& path) const;
+    /// Nobody else has a name in the views that one of the homes may take for this.
+    bool isUnmistakable(const Views& views, const std::string& path) const;
+    /// The item at the path in that home, also under another spelling.
+    const Seen* counterpart(const View& view, const std::string& path) const;
+    bool hasLike(const Views& views, const std::string& path) const;
+    bool isListed(const PassReport& report, const std::string& path) const;
 
     const History& mHistory;
     const World& mWorld;

@@ -27,6 +27,7 @@ private:
     /// `decided`: what the decisions rest on, where a mishap came in between.
     Failure cleanPass(const PassSettings& settings, const Views* decided);
     Failure dryRun(const PassSettings& settings);
+    Failure resolve(const Step& step);
     PassSettings settingsFor(const Step& step, int computer) const;
     Views views(const PassSettings& settings) const;
 
@@ -75,6 +76,8 @@ Failure Run::take(const Step& step)
         return pass(step);
     case Verb::DryRun:
         return dryRun(settingsFor(step, 0));
+    case Verb::Resolve:
+        return resolve(step);
     case Verb::PassWithEmptyShare: {
         PassSettings settings = settingsFor({}, 0);
         settings.networkHome = mWorld->emptyShare();
@@ -206,6 +209,29 @@ Failure Run::cleanPass(const PassSettings& settings, const Views* decided)
         return text.str();
     }
     return mLaws.archiveIsTrue(settings, views(settings));
+}
+
+/// A person decides about one of the recorded conflicts.
+Failure Run::resolve(const Step& step)
+{
+    const auto [conflicts, errors] = openMatters(mWorld->home(0));
+    if (conflicts.empty()) return std::nullopt;
+    constexpr auto kKeeps = std::to_array({Keep::Local, Keep::Network, Keep::Both});
+    const PassSettings settings = settingsFor({}, 0);
+    const std::string path = conflicts[step.number / kKeeps.size() % conflicts.size()].path;
+    const Keep keep = kKeeps[step.number % kKeeps.size()];
+    const Views before = views(settings);
+    const std::set<std::string> contents = mLaws.allContents();
+    mWorld->wait(3'000'000'000);
+    const ResolutionReport report = mWorld->resolve({settings.localHome, settings.networkHome, {path}, keep, {}});
+    const Views after = views(settings);
+    mLaws.doubtAgreed();
+    if (Failure failure = mLaws.nothingIsLost(contents)) return "after the decision " + *failure;
+    if (report.pass.result != kPassSucceeded || !report.pass.errors.empty() || !report.pass.skipped.empty() ||
+        !report.pass.conflicts.empty()) {
+        return std::nullopt;
+    }
+    return mLaws.isKept(before, after, path, keep);
 }
 
 Failure Run::dryRun(const PassSettings& settings)

@@ -40,6 +40,15 @@ public:
         mSystem.settlePersons(persons);
         return report;
     }
+    ResolutionReport resolve(const Resolution& resolution) override
+    {
+        const auto persons = mSystem.leaveToEngine();
+        mSystem.start({}, *mNetwork);
+        ResolutionReport report = resolveConflicts(resolution, {});
+        mSystem.restart();
+        mSystem.settlePersons(persons);
+        return report;
+    }
     void wait(std::int64_t nanoseconds) override { mSystem.advance(nanoseconds); }
     void settle() override { mSystem.flushAll(); }
     std::shared_ptr<void> person() override { return std::make_shared<SimSystem::Person>(mSystem); }
@@ -106,6 +115,7 @@ public:
         seam::gWatcher = nullptr;
         return report;
     }
+    ResolutionReport resolve(const Resolution& resolution) override { return resolveConflicts(resolution, {}); }
     void wait(std::int64_t) override {}
     void settle() override {}
     std::shared_ptr<void> person() override { return nullptr; }

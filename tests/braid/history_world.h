@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "braid/engine.h"
+#include "braid/resolve.h"
 #include "histories.h"
 
 namespace braid::sim
@@ -20,6 +20,7 @@ public:
     virtual std::string home(int number) const = 0;
     /// With a computer that is running again when it returns.
     virtual PassReport pass(const PassSettings& settings, const Mishap& mishap) = 0;
+    virtual ResolutionReport resolve(const Resolution& resolution) = 0;
     virtual void wait(std::int64_t nanoseconds) = 0;
     /// What people wrote is on its disk.
     virtual void settle() = 0;

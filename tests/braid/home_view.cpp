@@ -46,7 +46,8 @@ void look(int folder, const std::string& prefix, bool withMarker, View& view)
 {
     std::vector<std::string> names;
     calls().listNames(folder, names);
-    for (const std::string& name : names) {
+    for (std::string& name : names) {
+        if (name == ".braid") name = ".Braid"; // a server may have its own case
         if (!withMarker && name == ".Braid") continue;
         const auto stat = disk::statAt(folder, name.c_str());
         if (!stat || !stat->exists()) continue;
@@ -84,6 +85,11 @@ Descriptor makeFolderOf(const std::string& home, const std::string& path)
 std::string contentFor(std::uint64_t number)
 {
     std::string content = "content " + std::to_string(100'000'000 + number);
+    if (number >= kLargeContents) {
+        std::string large(std::size_t{5} << 20, 'x');
+        large.replace(0, content.size(), content);
+        return large.replace((1 + number % 4) << 20, content.size(), content);
+    }
     if (number % 7 == 0) content += std::string(number % 50, 'x');
     if (number % 11 == 0) content = content + std::string(20'000, '\0') + content;
     return content;
@@ -99,6 +105,20 @@ void setAttribute(int folder, const char* name, const std::string& value)
 {
     const Descriptor item{calls().openat(folder, name, O_PATH | O_NOFOLLOW, 0)};
     if (item) calls().fsetxattr(item.number(), "user.note", value.data(), value.size());
+}
+
+/// By a temporary name where nothing happens otherwise, as people do.
+void respell(int folder, const std::string& name)
+{
+    std::string other = name;
+    other[0] = static_cast<char>(std::isalpha(static_cast<unsigned char>(name[0])) ? name[0] ^ 0x20 : name[0]);
+    if (name == "\xc3\xa9") other = "\xc3\x89";
+    if (name == other || disk::renameNew(folder, name.c_str(), folder, other.c_str()) != EEXIST) return;
+    const auto one = disk::statAt(folder, name.c_str());
+    const auto there = disk::statAt(folder, other.c_str());
+    if (!one || !there || one->inode != there->inode) return;
+    disk::renameNew(folder, name.c_str(), folder, ".respelling");
+    disk::renameNew(folder, ".respelling", folder, other.c_str());
 }
 
 } // namespace
@@ -184,6 +204,9 @@ void carryOut(const Step& step, const std::string& home)
             disk::renameOver(folder.number(), name, target.number(), std::string{nameOf(step.other)}.c_str());
         return;
     }
+    case Verb::Respell:
+        if (stat->exists()) respell(folder.number(), lastName);
+        return;
     case Verb::AddName: {
         const Descriptor target = openFolderOf(home + "/" + step.other);
         if (target && stat->kind == Kind::File)

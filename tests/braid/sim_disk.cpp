@@ -24,8 +24,24 @@ Disk::Disk(DiskTraits traits, std::uint64_t device) : mTraits(traits), mDevice(d
 const std::uint64_t* Disk::find(std::uint64_t folder, const std::string& name) const
 {
     const auto& entries = mNodes.at(folder).entries;
-    const auto found = entries.find(name);
+    const auto found = entries.find(folds() ? stored(folder, name) : name);
     return found == entries.end() ? nullptr : &found->second;
+}
+
+std::string Disk::key(std::string_view name) const
+{
+    return text::foldName(name, mTraits.folding);
+}
+
+std::string Disk::stored(std::uint64_t folder, const std::string& name) const
+{
+    const std::string wanted = key(name);
+    for (const auto& [present, inode] : mNodes.at(folder).entries) {
+        if (key(present) == wanted) return present;
+    }
+    if (!mTraits.folding.keepsCase) return wanted;
+    const std::string kept{mTraits.folding.dropsEnds ? text::withoutEnd(name) : name};
+    return mTraits.decomposes ? text::foldName(kept, {false, true}) : kept;
 }
 
 std::int64_t Disk::stamp(std::int64_t now) const
@@ -48,9 +64,10 @@ void Disk::touch(Item& item, std::int64_t now) const
     item.mtime = item.ctime = stamp(now);
 }
 
-void Disk::link(std::uint64_t folder, const std::string& name, std::optional<std::uint64_t> inode)
+void Disk::link(std::uint64_t folder, const std::string& asked, std::optional<std::uint64_t> inode)
 {
     auto& entries = node(folder).entries;
+    const std::string name = folds() ? stored(folder, asked) : asked;
     if (const auto old = entries.find(name); old != entries.end()) --node(old->second).links;
     entries.erase(name);
     if (!inode) return;
@@ -58,9 +75,10 @@ void Disk::link(std::uint64_t folder, const std::string& name, std::optional<std
     entries.emplace(name, *inode);
 }
 
-void Disk::replaceEntry(std::uint64_t folder, const std::string& name, std::optional<std::uint64_t> inode,
+void Disk::replaceEntry(std::uint64_t folder, const std::string& asked, std::optional<std::uint64_t> inode,
                         std::int64_t now)
 {
+    const std::string name = folds() ? stored(folder, asked) : asked;
     const std::uint64_t* old = find(folder, name);
     const auto before = old ? std::optional{*old} : std::nullopt;
     if (before) node(*before).item.ctime = stamp(now);

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "braid/text/folding.h"
+
 namespace braid::sim
 {
 
@@ -23,6 +25,10 @@ struct DiskTraits {
     bool hardLinks = true;
     bool copiesRanges = true;
     bool flushesAsAWhole = true;
+    text::NameFolding folding;
+    bool decomposes = false; ///< Stores names in a form of its own.
+    bool foldsNames() const { return folding.folds(); }
+    bool respells = true; ///< A rename from one spelling to another does that, instead of nothing.
     std::uint64_t capacity = std::uint64_t{1} << 30;
     std::int64_t clockSkew = 0; ///< Against the computer's clock.
 };
@@ -60,6 +66,7 @@ public:
     Node& node(std::uint64_t inode) { return mNodes.at(inode); }
     /// Null where the folder has no such name.
     const std::uint64_t* find(std::uint64_t folder, const std::string& name) const;
+    bool folds() const { return mTraits.foldsNames(); }
 
     /// The clock's time as this disk writes it down.
     std::int64_t stamp(std::int64_t now) const;
@@ -87,6 +94,9 @@ public:
     void restore(std::map<std::uint64_t, Node> nodes) { mNodes = std::move(nodes); }
 
 private:
+    std::string key(std::string_view name) const;
+    /// The name as the folder has it, or would have it.
+    std::string stored(std::uint64_t folder, const std::string& name) const;
     void link(std::uint64_t folder, const std::string& name, std::optional<std::uint64_t> inode);
     void replaceEntry(std::uint64_t folder, const std::string& name, std::optional<std::uint64_t> inode,
                       std::int64_t now);

@@ -108,7 +108,11 @@ SimSystem::Answer SimSystem::rename(const Open& from, const char* name, const Op
             disk.setEntry(from.inode, name, other, mClock);
         });
     }
-    if (there && *there != moved.inode) {
+    if (there && *there == moved.inode) {
+        // Two names of one item, or one name in two spellings.
+        const bool isOneName = from.inode == to.inode && disk.folds() && disk.node(moved.inode).links == 1;
+        if (!isOneName || !disk.traits().respells) return 0;
+    } else if (there) {
         const Node& replaced = disk.node(*there);
         const bool isFolder = S_ISDIR(disk.node(moved.inode).item.mode);
         if (S_ISDIR(replaced.item.mode) != isFolder) return isFolder ? -ENOTDIR : -EISDIR;
