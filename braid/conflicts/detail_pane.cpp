@@ -28,7 +28,7 @@ void scrollTogether(QPlainTextEdit& one, QPlainTextEdit& other)
 
 bool isComparable(const Item& item)
 {
-    return !item.isError && item.path != ".";
+    return !item.isError && item.path != "." && !choicesFor({item}).empty();
 }
 
 } // namespace

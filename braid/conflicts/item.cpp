@@ -65,6 +65,17 @@ bool isMassDeletion(const Item& item)
     return item.kind == braid::conflicts::kMassDeletion;
 }
 
+bool isCollision(const Item& item)
+{
+    return item.kind == braid::conflicts::kNameCollision;
+}
+
+/// A version of it can be kept.
+bool hasVersions(const Item& item)
+{
+    return !item.isError && !isMassDeletion(item) && !isCollision(item);
+}
+
 bool isNew(const Item& item)
 {
     return item.kind == braid::conflicts::kCreateCreate;
@@ -104,7 +115,7 @@ std::vector<Choice> choicesFor(const std::vector<Item>& items)
 {
     std::vector<Choice> choices;
     if (items.size() != 1 || items.front().isError) {
-        if (std::ranges::any_of(items, [](const Item& item) { return !item.isError && !isMassDeletion(item); })) {
+        if (std::ranges::any_of(items, hasVersions)) {
             choices = {{protocol::kKeepLocal, Text::KeepLocal},
                        {protocol::kKeepNetwork, Text::KeepNetwork},
                        {protocol::kKeepBoth, Text::KeepBoth}};
@@ -116,6 +127,7 @@ std::vector<Choice> choicesFor(const std::vector<Item>& items)
     if (isMassDeletion(item)) {
         return {{protocol::kKeepDelete, Text::DeleteAll}, {protocol::kKeepRestore, Text::RestoreAll}};
     }
+    if (isCollision(item)) return {}; // only another name helps
     const bool goneHere = item.local.kind == ItemVersion::Kind::Absent;
     const bool goneThere = item.network.kind == ItemVersion::Kind::Absent;
     if (goneHere || goneThere) {
@@ -131,7 +143,7 @@ std::vector<Item> thoseThatTake(const char* keep, const std::vector<Item>& items
 {
     std::vector<Item> result;
     std::ranges::copy_if(items, std::back_inserter(result), [&](const Item& item) {
-        return item.isError == (keep == nullptr) && (items.size() == 1 || !isMassDeletion(item));
+        return item.isError == (keep == nullptr) && (items.size() == 1 || item.isError || hasVersions(item));
     });
     return result;
 }
@@ -153,6 +165,7 @@ QString sentenceOf(const Item& item)
 {
     if (item.isError) return words(Text::NotSynced);
     if (isMassDeletion(item)) return words(Text::MassDeletion);
+    if (isCollision(item)) return words(Text::NameCollision);
     const bool goneHere = item.local.kind == ItemVersion::Kind::Absent;
     const bool goneThere = item.network.kind == ItemVersion::Kind::Absent;
     if (item.kind == braid::conflicts::kDeleteFolder) {

@@ -33,6 +33,7 @@ enum class Text {
     OtherKinds,
     MassDeletion,
     MassDeletionName,
+    NameCollision,
     Differs,
     NotSynced,
     WholeHome,
