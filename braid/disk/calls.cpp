@@ -85,6 +85,21 @@ Stat statFrom(const struct statx& raw)
     return stat;
 }
 
+bool isOneOf(std::span<const std::uint64_t> magics, int descriptor)
+{
+    struct statfs facts {
+    };
+    if (system().fstatfs(descriptor, &facts) < 0) return false;
+    return std::ranges::find(magics, static_cast<std::uint64_t>(facts.f_type)) != magics.end();
+}
+
+/// File systems of user space may give every name a number of its own: an item that went by way of a second name would
+/// not be known again.
+bool numbersNames(int descriptor)
+{
+    return isOneOf(std::to_array<std::uint64_t>({FUSE_SUPER_MAGIC}), descriptor);
+}
+
 } // namespace
 
 Outcome<Descriptor> openTop(const std::string& path)
@@ -303,10 +318,11 @@ int renameNew(int fromFolder, const char* from, int toFolder, const char* to)
     int code = lastError(system().renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE));
     if (code != EINVAL && code != ENOSYS) return code;
 
-    code = lastError(system().linkat(fromFolder, from, toFolder, to));
-    if (code == 0) return lastError(system().unlinkat(fromFolder, from, 0));
-    if (code == EEXIST || code == ENOENT || code == ENOSPC) return code;
-
+    if (!numbersNames(toFolder)) {
+        code = lastError(system().linkat(fromFolder, from, toFolder, to));
+        if (code == 0) return lastError(system().unlinkat(fromFolder, from, 0));
+        if (code == EEXIST || code == ENOENT || code == ENOSPC) return code;
+    }
     const auto there = statAt(toFolder, to);
     if (!there) return there.problem().code;
     if (there->exists()) return EEXIST;
@@ -434,19 +450,6 @@ int syncFile(int descriptor)
     const int code = lastError(system().fsync(descriptor));
     return code == EINVAL ? 0 : code; // a file system that cannot flush folders says so this way
 }
-
-namespace
-{
-
-bool isOneOf(std::span<const std::uint64_t> magics, int descriptor)
-{
-    struct statfs facts {
-    };
-    if (system().fstatfs(descriptor, &facts) < 0) return false;
-    return std::ranges::find(magics, static_cast<std::uint64_t>(facts.f_type)) != magics.end();
-}
-
-} // namespace
 
 bool syncsAsAWhole(int descriptor)
 {
