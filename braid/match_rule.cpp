@@ -3,6 +3,8 @@
 #include <unicode/regex.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <mutex>
 #include <utility>
@@ -76,10 +78,24 @@ bool matchesWildcard(const std::vector<char32_t>& text, const std::vector<char32
     return in == pattern.size();
 }
 
+struct RegexFault {
+    UErrorCode code;
+    const char* words;
+};
+
+constexpr std::array kRegexFaults = std::to_array<RegexFault>({
+    {U_REGEX_RULE_SYNTAX, "it repeats nothing, or breaks off"},
+    {U_REGEX_BAD_ESCAPE_SEQUENCE, "a backslash stands before something that it cannot stand before"},
+    {U_REGEX_MISMATCHED_PAREN, "a bracket ( or ) lacks its partner"},
+    {U_REGEX_BAD_INTERVAL, "the numbers in { } make no sense"},
+    {U_REGEX_MISSING_CLOSE_BRACKET, "a [ is not closed"},
+});
+
 std::string reasonOf(UErrorCode status, const UParseError& where)
 {
+    const auto* known = std::ranges::find(kRegexFaults, status, &RegexFault::code);
     std::string reason = "not a regular expression: ";
-    reason += u_errorName(status);
+    reason += known != kRegexFaults.end() ? known->words : u_errorName(status);
     if (where.offset >= 0) reason += " at character " + std::to_string(where.offset + 1);
     return reason;
 }

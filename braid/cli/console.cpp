@@ -62,7 +62,7 @@ std::variant<std::unique_ptr<EngineLock>, std::string> waitForLock(const std::fi
         if (stop.stop_requested()) return std::string{"Stopped."};
         if (std::chrono::steady_clock::now() >= end) {
             return "Process " + std::to_string(std::get<EngineLock::Holder>(taken).pid) +
-                   " is syncing this home already.";
+                   " is syncing this home already. Try again when it is done.";
         }
         std::this_thread::sleep_for(std::chrono::milliseconds{100});
     }
