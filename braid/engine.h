@@ -143,14 +143,21 @@ struct OpenMatters {
     std::vector<ItemError> errors;
 };
 
+/// An item that the last pass on this kind of occasion left out, and that comes back under a job, is compared afresh if
+/// a side changed. What people sync at login and logout alone has not come back only because passes in the background
+/// went by.
+enum class Occasion {
+    Asked,
+    Background,
+    Aside, ///< A few items by the way: leaves no trace in what comes back later.
+};
+
 struct PassSettings {
     std::filesystem::path localHome;
     std::filesystem::path networkHome;
     std::vector<Job> jobs;
     bool dryRun = false; ///< Decide and report, write nothing anywhere.
-    /// A few items by the way: what the jobs leave out is trusted later as if this pass had not been. After any other
-    /// pass an item that comes back under a job is compared afresh if a side changed.
-    bool isAside = false;
+    Occasion occasion = Occasion::Asked;
     /// More than half of a home's items deleted in one pass looks like an accident: the pass then changes nothing and
     /// has a conflict of kind "mass-deletion" at path ".", unless a person said that this is meant.
     bool allowMassDeletion = false;

@@ -27,7 +27,7 @@ struct PassRequest {
     std::vector<Job> jobs;
     bool allowMassDeletion = false;
     bool forgetsFirst = false;       ///< As a first sync, in which whatever is left on one side comes back.
-    bool isAside = false;            ///< As PassSettings has it.
+    Occasion occasion = Occasion::Asked;
     std::vector<Decision> decisions; ///< Not empty: carries them out instead of syncing the jobs.
 };
 

@@ -65,7 +65,7 @@ void narrow(PassRequest& request, const PersonTask& task)
         job.inclusions = std::set<std::string>(own.begin(), own.end());
     }
     request.jobs = std::move(jobs);
-    request.isAside = true;
+    request.occasion = Occasion::Aside;
 }
 
 } // namespace

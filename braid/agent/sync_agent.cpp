@@ -225,6 +225,7 @@ void SyncAgent::startPass(Request wanted, Cause cause)
         return;
     }
     auto& request = std::get<PassRequest>(wanted);
+    if (cause == Cause::Background) request.occasion = Occasion::Background;
     mJobs = request.jobs;
     mUses.engine.start(
         std::move(request), [this](const Progress& progress) { passProgressed(progress); },

@@ -141,7 +141,7 @@ PassReport Work::sync()
     settings.localHome = mLocalHome;
     settings.networkHome = opened();
     settings.jobs = mRequest.jobs;
-    settings.isAside = mRequest.isAside;
+    settings.occasion = mRequest.occasion;
     settings.allowMassDeletion = mRequest.allowMassDeletion;
     settings.onProgress = [&](const Progress& progress) {
         auto shown = progress;

@@ -40,7 +40,8 @@ CREATE TABLE IF NOT EXISTS place (pair INTEGER PRIMARY KEY, network_home BLOB NO
 CREATE TABLE IF NOT EXISTS block (
     pair INTEGER NOT NULL, folder BLOB NOT NULL, name BLOB NOT NULL, whole BLOB NOT NULL, blocks BLOB NOT NULL,
     PRIMARY KEY (pair, folder, name)) WITHOUT ROWID;
-CREATE TABLE IF NOT EXISTS areas (pair INTEGER PRIMARY KEY, jobs BLOB NOT NULL);
+CREATE TABLE IF NOT EXISTS areas (
+    pair INTEGER NOT NULL, occasion INTEGER NOT NULL, jobs BLOB NOT NULL, PRIMARY KEY (pair, occasion)) WITHOUT ROWID;
 CREATE TABLE IF NOT EXISTS trouble (
     pair INTEGER NOT NULL, path BLOB NOT NULL, message BLOB NOT NULL,
     PRIMARY KEY (pair, path)) WITHOUT ROWID;
@@ -322,17 +323,17 @@ void Archive::rememberNetworkHome(const std::string& path)
     place.bind(0, mPair).bindBlob(1, path).run();
 }
 
-std::string Archive::lastAreas()
+std::string Archive::lastAreas(Occasion occasion)
 {
-    Statement find = mDatabase->prepare("SELECT jobs FROM areas WHERE pair = ?1");
-    find.bind(0, mPair);
+    Statement find = mDatabase->prepare("SELECT jobs FROM areas WHERE pair = ?1 ORDER BY occasion <> ?2");
+    find.bind(0, mPair).bind(1, static_cast<std::int64_t>(occasion));
     return find.step() ? std::string{find.blob(0)} : std::string{};
 }
 
-void Archive::rememberAreas(const std::string& areas)
+void Archive::rememberAreas(Occasion occasion, const std::string& areas)
 {
-    Statement put = mDatabase->prepare("INSERT OR REPLACE INTO areas (pair, jobs) VALUES (?1, ?2)");
-    put.bind(0, mPair).bindBlob(1, areas).run();
+    Statement put = mDatabase->prepare("INSERT OR REPLACE INTO areas (pair, occasion, jobs) VALUES (?1, ?2, ?3)");
+    put.bind(0, mPair).bind(1, static_cast<std::int64_t>(occasion)).bindBlob(2, areas).run();
 }
 
 void Archive::clearEntries()

@@ -123,9 +123,10 @@ public:
     /// Notes that a pass of this pair reached the network home there.
     void rememberNetworkHome(const std::string& path);
 
-    /// What the last pass noted of its jobs (see jobs/areas.h); "" where there is nothing.
-    std::string lastAreas();
-    void rememberAreas(const std::string& areas);
+    /// What the last pass on such an occasion noted of its jobs (see jobs/areas.h), or, where there was none, the last
+    /// one on another; "" where there is nothing.
+    std::string lastAreas(Occasion occasion);
+    void rememberAreas(Occasion occasion, const std::string& areas);
 
     std::optional<Problem> failure() const { return mDatabase->failure(); }
     bool isDamaged() const { return mDatabase->isDamaged(); }

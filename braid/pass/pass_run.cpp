@@ -307,7 +307,7 @@ PassRun::Stop PassRun::carryOut()
 void PassRun::readLastJobs()
 {
     mLastCoverage.reset();
-    const std::string areas = mArchive->lastAreas();
+    const std::string areas = mArchive->lastAreas(mSettings.occasion);
     if (areas == areasOf(mSettings.jobs, {})) return;
     mLastJobs = jobsFrom(areas);
     if (!mLastJobs.empty()) mLastCoverage.emplace(mLastJobs);
@@ -318,10 +318,10 @@ void PassRun::rememberJobs()
 {
     const bool isHeldBack =
         std::ranges::any_of(mPlan.conflicts, [](const ConflictRecord& record) { return record.conflict.path == "."; });
-    if (isHeldBack || mSettings.isAside) return;
+    if (isHeldBack || mSettings.occasion == Occasion::Aside) return;
     // What comes back under a job, but cannot be looked at yet, comes back once it can.
     const std::string areas = areasOf(mSettings.jobs, mLastCoverage ? mPlan.unseen : std::set<std::string>{});
-    if (areas != mArchive->lastAreas()) mArchive->rememberAreas(areas);
+    if (areas != mArchive->lastAreas(mSettings.occasion)) mArchive->rememberAreas(mSettings.occasion, areas);
 }
 
 PassRun::Stop PassRun::recordMatters()

@@ -217,7 +217,7 @@ PassReport Resolving::pass() const
     settings.localHome = mResolution.localHome;
     settings.networkHome = mNetworkHome;
     settings.allowMassDeletion = true; // each path was named
-    settings.isAside = true;
+    settings.occasion = Occasion::Aside;
     for (const Peer peer : kPeers) {
         if (mFavored[peer].empty()) continue; // no inclusions would mean the whole home
         Job& job = settings.jobs.emplace_back();

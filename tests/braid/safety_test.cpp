@@ -153,6 +153,24 @@ TEST(Safety, NothingIsDeletedWithoutProof)
     }
 }
 
+TEST(Safety, WhatSyncsAtLoginAloneDoesNotComeBackAfterPassesInTheBackground)
+{
+    const HomePair pair;
+    fill(pair.local());
+    pair.sync();
+    pair.sync();
+    Job withoutIt;
+    withoutIt.exclusions.push_back(std::get<MatchRule>(MatchRule::make(Comparison::PathEquals, "files/1")));
+    PassSettings background = pair.settings({withoutIt});
+    background.occasion = Occasion::Background;
+    for (const char* text : {"edited here", "and once more"}) {
+        write(pair.local() / "files/1", text);
+        runPass(background, {});
+        EXPECT_TRUE(pair.sync().conflicts.empty());
+        EXPECT_EQ(read(pair.network() / "files/1"), text);
+    }
+}
+
 TEST(Safety, AMassDeletionIsAQuestionUntilAPersonAllowsIt)
 {
     HomePair pair;
