@@ -145,6 +145,7 @@ void Propagator::failAll(Peer peer, int code)
             if (both ? attributes == 0 : action.target != peer) return;
             mBench.fail(action.path, peer, {code, "update it", action.path});
             mBench.reporter.addItem();
+            mUnfinishable.insert(action.path);
             list->drop(index);
         });
     }
