@@ -132,6 +132,19 @@ bool Laws::hasLike(const Views& views, const std::string& path) const
     });
 }
 
+std::set<std::string> Laws::spellings(const std::set<std::string>& paths, const std::string& path) const
+{
+    if (path.empty() || !mHistory.foldsNames()) return {path};
+    const std::string wanted = key(path);
+    std::set<std::string> all;
+    for (const std::string& folder : spellings(paths, std::string{folderOf(path)})) {
+        for (const std::string& each : paths) {
+            if (key(each) == wanted) all.insert(joinPath(folder, nameOf(each)));
+        }
+    }
+    return all;
+}
+
 /// Some listed path is this one, or holds it, or lies in it.
 bool Laws::isListed(const PassReport& report, const std::string& path) const
 {
@@ -178,9 +191,7 @@ Failure Laws::isInStep(const PassReport& report, const PassSettings& settings, c
         bool isKeptOut = mayDiffer(path);
         for (std::string_view above = folderOf(path); !above.empty(); above = folderOf(above))
             isKeptOut = isKeptOut || (coverage.jobOfPath(above) && mayDiffer(above));
-        const std::string wanted = key(path);
-        const auto isOtherThatMay = [&](const std::string& other) { return key(other) == wanted && mayDiffer(other); };
-        if (isKeptOut || (mHistory.foldsNames() && std::ranges::any_of(allPaths(after), isOtherThatMay))) continue;
+        if (isKeptOut || std::ranges::any_of(spellings(allPaths(after), path), mayDiffer)) continue;
         // A folder stays where it holds something that no job of this pass may take.
         const View& there = local ? after.local : after.network;
         const bool holds = std::ranges::any_of(

@@ -54,6 +54,8 @@ private:
     bool isUnmistakable(const Views& views, const std::string& path) const;
     /// The item at the path in that home, also under another spelling.
     const Seen* counterpart(const View& view, const std::string& path) const;
+    /// All that the engine may call the item: a folder goes by the name of one home, and what lies in it by its own.
+    std::set<std::string> spellings(const std::set<std::string>& paths, const std::string& path) const;
     bool hasLike(const Views& views, const std::string& path) const;
     bool isListed(const PassReport& report, const std::string& path) const;
 
