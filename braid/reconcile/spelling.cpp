@@ -66,8 +66,12 @@ void join(const Group& group, const Row& leader, const Row& partner, Peer apart,
     if (!(isWhole(leader) && leader.entry)) whole.entry = nullptr;
     if (!whole.entry && entries == 1) {
         const Row& known = **std::ranges::find_if(group, [](const Row* row) { return row->entry != nullptr; });
-        whole.entry = known.entry;
-        whole.agreedAs = known.name;
+        // An item that no job has to do with, and that is still there, keeps its entry.
+        const bool isAnothers = &known != &leader && known.items[apart] && !known.leadsSomewhere;
+        if (!isAnothers) {
+            whole.entry = known.entry;
+            whole.agreedAs = known.name;
+        }
     }
     rows.push_back(whole);
     for (const Row* row : group) {
