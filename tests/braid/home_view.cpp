@@ -141,7 +141,8 @@ std::set<std::string> contentsIn(const std::string& home)
         if (path.starts_with(".Braid/") && !isStaged && !path.starts_with(".Braid/trash/")) continue;
         const std::string_view name = nameOf(path);
         const bool isCopy = name.starts_with("new-") || name == "old-" + std::to_string(seen.stat.inode);
-        if (!isStaged || !isCopy) contents.insert(seen.content);
+        const bool isNote = name == "case.path"; // the engine's own, where a rename to another spelling stood
+        if (!isStaged || (!isCopy && !isNote)) contents.insert(seen.content);
     }
     return contents;
 }
