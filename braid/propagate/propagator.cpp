@@ -160,6 +160,7 @@ std::optional<Problem> Propagator::tellArchive()
     for (const std::string& path : mPlan.forgets)
         mBench.forgetLater(path);
     for (ActionList::Index i = 0; i < mPlan.records.size(); ++i) {
+        if (mPlan.records.isDropped(i)) continue;
         const Action record = mPlan.records[i];
         mBench.recordLater(record.path, record.entry);
         if (!mBench.hasMuchToSettle()) continue;
@@ -352,6 +353,7 @@ std::optional<Problem> Propagator::linkAll()
     if (auto problem = mBench.settleAll()) return problem; // the archive then tells what lies at the names to link to
     ActionList copies;
     for (ActionList::Index i = 0; i < mPlan.links.size() && goesOn(); ++i) {
+        if (mPlan.links.isDropped(i)) continue;
         Action action = mPlan.links[i];
         mBench.reporter.at(action.path);
         const bool isNew = !action.stats[action.target].exists();

@@ -39,6 +39,9 @@ int renameInTwoSteps(const Home& home, int folder, std::string_view above, const
                      const std::string& to)
 {
     const int staging = home.staging();
+    const auto left = disk::statAt(staging, kItem);
+    if (!left) return left.problem().code;
+    if (left->exists()) return EBUSY; // what could not be put back: the path beside it must stay its own
     if (int code = writePath(staging, joinPath(above, from))) return code;
     if (int code = disk::renameNew(folder, from.c_str(), staging, kItem)) return code;
     const int code = disk::renameNew(staging, kItem, folder, to.c_str());
