@@ -99,9 +99,12 @@ int Respeller::respell(const Respelling& respelling)
     if (now->kind != respelling.stat.kind || now->inode != respelling.stat.inode) return EAGAIN;
     mBench.touch(*respelling.target, above);
     if (int code = rename(home, folder->number(), above, respelling.from, to)) return code;
-    if (const auto renamed = disk::statAt(folder->number(), to.c_str())) {
-        mRenamed[respelling.path][*respelling.target] = *renamed;
-    }
+    const auto renamed = disk::statAt(folder->number(), to.c_str());
+    if (!renamed || !isSameContentAfterRename(*renamed, *now)) return 0;
+    const Stat seen = mBench.asLeft(*respelling.target, respelling.stat);
+    mBench.ownMoves[*respelling.target].note(*now, *renamed);
+    // A file that somebody was at since the scan must go on looking like it.
+    if (now->kind == Kind::Folder || now->ctime == seen.ctime) mRenamed[respelling.path][*respelling.target] = *renamed;
     return 0;
 }
 
