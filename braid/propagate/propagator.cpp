@@ -406,6 +406,7 @@ std::optional<Problem> Propagator::run()
 {
     if (auto problem = countUpGenerations()) return problem;
     if (auto problem = Respeller{mBench}.run()) return problem;
+    if (!mPlan.respellings.empty()) return std::nullopt; // stopped: nothing has the paths yet that are planned with
     if (auto problem = tellArchive()) return problem;
     if (auto problem = removeAll(mPlan.makeRoom)) return problem;
     if (auto problem = makeFolders()) return problem;
