@@ -143,6 +143,8 @@ void Walk::mergeSpellings(const FolderTask& task, FolderPair& folder, Row row, c
     if (mFolding.local.folds() && mFolding.network.folds() && !jobOf(name)) name = *row.name; // leads to it, too
     row.name = &name;
     const auto job = jobOf(name);
+    // The archive learns of no new spelling of a way down, and what lies below is agreed on at the path it has now.
+    if (!job) row.entry = nullptr;
     const bool isInBoth = std::ranges::all_of(kPeers, [&](Peer peer) {
         const Listing::Item* item = row.items[peer];
         return item && item->error == 0 && item->stat.kind != Kind::Other;

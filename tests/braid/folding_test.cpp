@@ -63,29 +63,42 @@ Names namesIn(const std::string& home)
     return names;
 }
 
+struct FoldingPair {
+    explicit FoldingPair(bool respells)
+        : network(system.add("network", {.folding = {true, true}, .decomposes = true, .respells = respells}))
+    {
+        system.add("local", {});
+        settings.localHome = homes[0];
+        settings.networkHome = homes[1];
+        settings.jobs.resize(1);
+    }
+
+    PassReport passAfter(const Steps& steps)
+    {
+        for (const Step& step : steps) {
+            const SimSystem::Person person{system};
+            carryOut(step, homes[step.home]);
+        }
+        system.advance(10'000'000'000);
+        system.start({}, network);
+        return runPass(settings, {});
+    }
+
+    const std::string homes[2] = {"/sim/local", "/sim/network"};
+    SimSystem system{1};
+    Disk& network;
+    PassSettings settings;
+};
+
 TEST(Folding, OneNameInTwoSpellings)
 {
     for (const bool respells : {true, false}) {
         for (const FoldingCase& c : kCases) {
             SCOPED_TRACE(c.name);
-            SimSystem system{1};
-            system.add("local", {});
-            Disk& network = system.add("network", {.folding = {true, true}, .decomposes = true, .respells = respells});
-            const std::string homes[] = {"/sim/local", "/sim/network"};
-            PassSettings settings;
-            settings.localHome = homes[0];
-            settings.networkHome = homes[1];
-            settings.jobs.resize(1);
-            PassReport report;
-            for (const Steps* steps : {&c.first, &c.then}) {
-                for (const Step& step : *steps) {
-                    const SimSystem::Person person{system};
-                    carryOut(step, homes[step.home]);
-                }
-                system.advance(10'000'000'000);
-                system.start({}, network);
-                report = runPass(settings, {});
-            }
+            FoldingPair pair{respells};
+            const auto& homes = pair.homes;
+            pair.passAfter(c.first);
+            const PassReport report = pair.passAfter(c.then);
             EXPECT_EQ(namesIn(homes[0]), c.local);
             EXPECT_EQ(namesIn(homes[1]), c.network.empty() ? c.local : c.network);
             EXPECT_EQ(report.counts.renamed, c.renamed);
@@ -94,8 +107,24 @@ TEST(Folding, OneNameInTwoSpellings)
                 return conflict.kind == conflicts::kNameCollision && conflict.path == c.collides;
             });
             EXPECT_EQ(collides, !c.collides.empty());
-            EXPECT_EQ(runPass(settings, {}).counts.renamed, 0U);
+            EXPECT_EQ(runPass(pair.settings, {}).counts.renamed, 0U);
         }
+    }
+}
+
+TEST(Folding, WhatLiesBelowARespelledWayDownIsAgreedOnAtItsNewPath)
+{
+    FoldingPair pair{true};
+    const std::string file = "f/x";
+    pair.passAfter({put("F/x")});
+    pair.settings.jobs[0].inclusions = {file};
+    pair.passAfter({{.verb = Verb::Rename, .path = "F", .other = "f"}});
+    pair.passAfter({{.verb = Verb::Remove, .path = file}});
+    EXPECT_EQ(pair.passAfter({put("f/x")}).counts.created, 1U); // no deletion of what was there before
+    for (const std::uint64_t edit : {2U, 3U}) {
+        const PassReport report = pair.passAfter({put("f/x", edit)});
+        EXPECT_EQ(report.counts.updated, 1U);
+        EXPECT_TRUE(report.conflicts.empty());
     }
 }
 
