@@ -151,9 +151,9 @@ std::optional<Problem> Respeller::run()
     Plan& plan = mBench.plan;
     if (plan.respellings.empty()) return std::nullopt;
     std::vector<Respelling> done;
-    while (!plan.respellings.empty() && !mBench.isStopped()) {
-        const Respelling next = plan.respellings.front();
-        plan.respellings.erase(plan.respellings.begin());
+    std::size_t at = 0; // parents come first, so what is withdrawn on the way lies behind it
+    while (at < plan.respellings.size() && !mBench.isStopped()) {
+        const Respelling next = plan.respellings[at++];
         if (next.target) {
             mBench.reporter.at(next.path);
             const int code = respell(next);
@@ -167,6 +167,7 @@ std::optional<Problem> Respeller::run()
         }
         done.push_back(next);
     }
+    plan.respellings.erase(plan.respellings.begin(), plan.respellings.begin() + static_cast<std::ptrdiff_t>(at));
     refresh();
     // The archive must not know of a name that a power failure takes back.
     if (auto problem = mBench.settle()) return problem;
