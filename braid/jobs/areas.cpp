@@ -48,21 +48,17 @@ struct Reader {
 
 } // namespace
 
-std::string areasOf(const std::vector<Job>& jobs, const std::set<std::string>& unseen)
+std::string areasOf(const std::vector<Job>& jobs)
 {
     std::string areas;
     for (const Job& job : jobs) {
         addNumber(areas, job.inclusions.size());
         for (const std::string& path : job.inclusions)
             addText(areas, path);
-        addNumber(areas, job.exclusions.size() + unseen.size());
+        addNumber(areas, job.exclusions.size());
         for (const MatchRule& rule : job.exclusions) {
             addNumber(areas, static_cast<std::size_t>(rule.comparison()));
             addText(areas, rule.value());
-        }
-        for (const std::string& path : unseen) {
-            addNumber(areas, static_cast<std::size_t>(Comparison::PathEquals));
-            addText(areas, path);
         }
     }
     return areas;

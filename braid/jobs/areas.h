@@ -9,9 +9,8 @@
 namespace braid
 {
 
-/// What a list of jobs covers, without their options, as the archive keeps it: equal for equal areas. `unseen` are
-/// folders that the pass had to leave out.
-std::string areasOf(const std::vector<Job>& jobs, const std::set<std::string>& unseen);
+/// What a list of jobs covers, without their options, as the archive keeps it: equal for equal areas.
+std::string areasOf(const std::vector<Job>& jobs);
 
 /// The same back as jobs without options; none where the text is not one of areasOf().
 std::vector<Job> jobsFrom(std::string_view areas);

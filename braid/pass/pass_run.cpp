@@ -185,7 +185,7 @@ PassRun::Stop PassRun::prepareHomes()
         Home& home = *mHomes[peer];
         if (auto problem = home.openStaging(local.marker()->id)) return ended(*problem);
         Trash trash{home};
-        Respeller::recover(home);
+        if (auto problem = Respeller::recover(home)) return ended(*problem);
         if (auto problem = Stager::recover(home, trash)) return ended(*problem);
         trash.expire();
         home.learnFolding(true);
@@ -308,7 +308,7 @@ void PassRun::readLastJobs()
 {
     mLastCoverage.reset();
     const std::string areas = mArchive->lastAreas(mSettings.occasion);
-    if (areas == areasOf(mSettings.jobs, {})) return;
+    if (areas == areasOf(mSettings.jobs)) return;
     mLastJobs = jobsFrom(areas);
     if (!mLastJobs.empty()) mLastCoverage.emplace(mLastJobs);
 }
@@ -319,9 +319,26 @@ void PassRun::rememberJobs()
     const bool isHeldBack =
         std::ranges::any_of(mPlan.conflicts, [](const ConflictRecord& record) { return record.conflict.path == "."; });
     if (isHeldBack || mSettings.occasion == Occasion::Aside) return;
-    // What comes back under a job, but cannot be looked at yet, comes back once it can.
-    const std::string areas = areasOf(mSettings.jobs, mLastCoverage ? mPlan.unseen : std::set<std::string>{});
-    if (areas != mArchive->lastAreas(mSettings.occasion)) mArchive->rememberAreas(mSettings.occasion, areas);
+    const std::string areas = areasOf(mSettings.jobs);
+    if (areas == mArchive->lastAreas(mSettings.occasion)) return;
+    mArchive->begin();
+    forgetWhatCameBackUnseen();
+    mArchive->rememberAreas(mSettings.occasion, areas);
+    mArchive->commit();
+}
+
+/// What could not be looked at cannot be told from what has changed while no job had to do with it.
+void PassRun::forgetWhatCameBackUnseen()
+{
+    if (!mLastCoverage) return;
+    std::vector<std::string> left{mPlan.unseen.begin(), mPlan.unseen.end()};
+    while (!left.empty()) {
+        const std::string path = std::move(left.back());
+        left.pop_back();
+        if (mCoverage.jobOfPath(path) && !mLastCoverage->jobOfPath(path)) mArchive->forget(path);
+        for (const NamedEntry& below : mArchive->children(path))
+            left.push_back(joinPath(path, below.name));
+    }
 }
 
 PassRun::Stop PassRun::recordMatters()

@@ -43,6 +43,7 @@ private:
     Stop carryOut();
     void readLastJobs();
     void rememberJobs();
+    void forgetWhatCameBackUnseen();
     Stop recordMatters();
     Stop ended(const Problem& problem) const;
     Stop aborted() const;

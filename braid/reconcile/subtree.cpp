@@ -98,6 +98,7 @@ void Subtree::visitItem(const std::string& folder, const Coverage::State& cover,
     const std::string path = joinPath(folder, item.name);
     if (item.error != 0) {
         addError(mPlan, path, mSide, {item.error, "look at it", path});
+        mPlan.unseen.insert(path);
         leaveOut(path);
         return;
     }
