@@ -55,7 +55,10 @@ Outcome<Staged> Linker::stage(const Action& action)
     staged.stat = *linked;
     staged.isDatabase = true; // perhaps; then journals of another version must not lie beside it
     staged.entry = *agreed;
-    staged.entry.stamps[source] = stampFor(*mBench.homes[source], *wanted, agreed->stamps[source].attributes);
+    Stamp& stamp = staged.entry.stamps[source];
+    const bool isTrusted = stamp.ctime != 0;
+    stamp = stampFor(*mBench.homes[source], *wanted, stamp.attributes);
+    if (!isTrusted) stamp.ctime = 0;
     if (agreed->digest && agreed->size >= kLargeFile) {
         staged.content = {*agreed->digest, mBench.archive.blocks(action.from, *agreed->digest)};
     }

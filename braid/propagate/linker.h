@@ -12,7 +12,7 @@ public:
     explicit Linker(Workbench& bench) : mBench(bench) {}
 
     /// For a Link action, whose `from` the archive must have been told of. EAGAIN: the file there is no longer, or not
-    /// provably, what the source holds at the action's path.
+    /// provably, what the source holds at the action's path. The target's stamp is still that of `from`.
     Outcome<Staged> stage(const Action& action);
 
 private:

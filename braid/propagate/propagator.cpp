@@ -4,6 +4,7 @@
 
 #include "braid/disk/calls.h"
 #include "linker.h"
+#include "lost_home.h"
 #include "placer.h"
 #include "respeller.h"
 #include "staging_crew.h"
@@ -65,12 +66,6 @@ private:
     std::optional<Problem> mLost;        ///< A home went away.
 };
 
-/// The file server is gone; every further item would only fail the same way.
-bool meansLostHome(int code)
-{
-    return code == ENOTCONN || code == ESTALE || code == EHOSTDOWN || code == ETIMEDOUT || code == ENODEV;
-}
-
 void Propagator::done(const Action& action, int code, std::uint64_t& counter)
 {
     mBench.reporter.addItem();
@@ -79,7 +74,7 @@ void Propagator::done(const Action& action, int code, std::uint64_t& counter)
     } else if (meansLostHome(code)) {
         mLost = Problem{code, "reach " + std::string{homeWords(action.target)}, action.path};
     } else if (code == EAGAIN && meetsOtherSpelling(action)) {
-        mPlan.withdraw(action.path);
+        if (action.verb == Action::Verb::MakeFolder) mPlan.withdraw({action.path});
     } else {
         mBench.fail(action.path, action.target, {code, "update it", action.path});
     }
@@ -153,6 +148,14 @@ void Propagator::failAll(Peer peer, int code)
         finish.mtime[peer] = finish.stats[peer].mtime;
         finish.restamped[peer] = false;
     }
+    PathSet withdrawn;
+    for (const Respelling& each : mPlan.respellings) {
+        if (each.target != peer) continue;
+        mBench.fail(each.path, peer, {code, "rename it", each.path});
+        mBench.reporter.addItem();
+        withdrawn.insert(each.path);
+    }
+    mPlan.withdraw(withdrawn);
 }
 
 std::optional<Problem> Propagator::tellArchive()
@@ -337,10 +340,13 @@ int Propagator::link(const Action& action)
 {
     auto staged = mLinker.stage(action);
     if (!staged) return staged.problem().code;
+    Stamp& stamp = staged->entry.stamps[action.target];
+    const bool isTrusted = stamp.ctime != 0;
     if (int code = mPlacer.place(*staged)) {
         mCrew.discard(*staged);
         return code;
     }
+    if (!isTrusted) stamp.ctime = 0; // nobody has looked at the file under its other name either
     mBench.recordLater(action.path, staged->entry, onlyOn(action.target));
     mBench.recordBlocksLater(action.path, std::move(staged->content));
     return 0;

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <initializer_list>
 
 #include "braid/disk/calls.h"
 #include "braid/disk/listing.h"
 #include "braid/disk/system.h"
+#include "lost_home.h"
 
 namespace braid
 {
@@ -74,17 +76,23 @@ int Respeller::rename(const Home& home, int folder, std::string_view above, cons
     return renameInTwoSteps(home, folder, above, from, to);
 }
 
-void Respeller::recover(const Home& home)
+std::optional<Problem> Respeller::recover(const Home& home)
 {
     const int staging = home.staging();
+    const auto unless = [](int code, std::initializer_list<int> fine) -> std::optional<Problem> {
+        if (code == 0 || std::ranges::find(fine, code) != fine.end()) return std::nullopt;
+        return Problem{code, "give an item its name back", ".Braid/staging"};
+    };
     const auto file = disk::openFile(staging, kPath);
-    if (!file) return;
+    if (!file) return unless(file.problem().code, {ENOENT});
     const auto path = disk::readSmall(file->number(), kLongestPath);
-    if (!path) return;
-    if (const auto folder = home.openFolder(folderOf(*path))) {
-        disk::renameNew(staging, kItem, folder->number(), std::string{nameOf(*path)}.c_str());
-    }
-    disk::unlink(staging, kPath); // what is left without it goes to the trash
+    if (!path) return unless(path.problem().code, {});
+    const auto folder = home.openFolder(folderOf(*path));
+    const int code = folder ? disk::renameNew(staging, kItem, folder->number(), std::string{nameOf(*path)}.c_str())
+                            : folder.problem().code;
+    // It had its name already, or there is no place for it any more. Anything else must not look like a deletion.
+    if (auto problem = unless(code, {ENOENT, ENOTDIR, ELOOP, EEXIST})) return problem;
+    return unless(disk::unlink(staging, kPath), {ENOENT}); // what is left without it goes to the trash
 }
 
 int Respeller::respell(const Respelling& respelling)
@@ -151,16 +159,19 @@ std::optional<Problem> Respeller::run()
     Plan& plan = mBench.plan;
     if (plan.respellings.empty()) return std::nullopt;
     std::vector<Respelling> done;
-    std::size_t at = 0; // parents come first, so what is withdrawn on the way lies behind it
+    PathSet failed;
+    std::size_t at = 0;
     while (at < plan.respellings.size() && !mBench.isStopped()) {
         const Respelling next = plan.respellings[at++];
+        if (liesIn(failed, next.path)) continue; // parents come first
         if (next.target) {
             mBench.reporter.at(next.path);
             const int code = respell(next);
             mBench.reporter.addItem();
+            if (meansLostHome(code)) return Problem{code, "reach " + std::string{homeWords(*next.target)}, next.path};
             if (code != 0) {
                 mBench.fail(next.path, *next.target, {code, "rename it", next.path});
-                plan.withdraw(next.path);
+                failed.insert(next.path);
                 continue;
             }
             ++mBench.counts.renamed;
@@ -168,6 +179,7 @@ std::optional<Problem> Respeller::run()
         done.push_back(next);
     }
     plan.respellings.erase(plan.respellings.begin(), plan.respellings.begin() + static_cast<std::ptrdiff_t>(at));
+    plan.withdraw(failed);
     refresh();
     // The archive must not know of a name that a power failure takes back.
     if (auto problem = mBench.settle()) return problem;

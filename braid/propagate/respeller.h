@@ -21,8 +21,8 @@ public:
     /// 0 or an errno value; EAGAIN: something else has that name.
     static int rename(const Home& home, int folder, std::string_view above, const std::string& from,
                       const std::string& to);
-    /// What a killed pass was about to rename gets its old name back.
-    static void recover(const Home& home);
+    /// What a killed pass was about to rename gets its old name back. Before that no pass may look for it.
+    static std::optional<Problem> recover(const Home& home);
 
 private:
     int respell(const Respelling& respelling);

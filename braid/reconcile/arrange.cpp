@@ -65,12 +65,12 @@ void dropEndedJobs(Plan& plan)
     }
     dropDeletionsOf(held, plan);
     std::erase_if(plan.finishes, hasEnded);
-    const std::vector<Respelling> all = plan.respellings;
-    std::erase_if(plan.respellings, hasEnded);
-    for (const Respelling& each : all) {
-        // What belongs to other jobs has not got the path yet that is planned with.
-        if (hasEnded(each)) plan.withdraw(each.path);
+    // What belongs to other jobs has not got the path yet that is planned with.
+    PathSet withdrawn;
+    for (const Respelling& each : plan.respellings) {
+        if (hasEnded(each)) withdrawn.insert(each.path);
     }
+    plan.withdraw(withdrawn);
 }
 
 /// The new file at `action.path` on the source side really is the one that lay at `old.path` when both agreed.
@@ -104,7 +104,10 @@ bool isSameFile(const WalkContext& context, const Action& action, const Action& 
     if (!wanted || !isSureThere) {
         const auto oldFolder = context.homes[old.target]->openFolder(folderOf(old.path));
         if (!oldFolder) return false;
-        const auto held = digestFile(oldFolder->number(), std::string{nameOf(old.path)}.c_str(), there, context.stop);
+        const std::string oldName{nameOf(old.path)};
+        const auto attributesThere = extended::hashOf(oldFolder->number(), oldName.c_str());
+        if (!attributesThere || *attributesThere != stampThere.attributes) return false;
+        const auto held = digestFile(oldFolder->number(), oldName.c_str(), there, context.stop);
         if (!held || (wanted && *held != *wanted)) return false;
         wanted = *held;
     }

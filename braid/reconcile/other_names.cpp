@@ -1,6 +1,8 @@
 #include "other_names.h"
 
 #include <algorithm>
+#include <map>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -33,6 +35,33 @@ private:
     // Both by the home that is copied to, and the inode in the other one.
     PerPeer<std::unordered_map<std::uint64_t, ActionList::Index>> mFirst; ///< Of the copies of a file's names.
     PerPeer<std::unordered_map<std::uint64_t, std::string>> mInStep;      ///< A name of the file that is there already.
+};
+
+/// Turns paths that the archive knows now into those that it will know once the plan's respellings are done.
+class Respelled
+{
+public:
+    explicit Respelled(const std::vector<Respelling>& respellings)
+    {
+        for (const Respelling& each : respellings) {
+            if (!each.agreedAs.empty()) mNames[joinPath(folderOf(each.path), each.agreedAs)] = nameOf(each.path);
+        }
+    }
+
+    std::string operator()(std::string_view path) const
+    {
+        std::string respelled;
+        while (!path.empty()) {
+            const std::string_view name = path.substr(0, path.find('/'));
+            path.remove_prefix(std::min(path.size(), name.size() + 1));
+            const auto other = mNames.find(joinPath(respelled, name));
+            respelled = joinPath(respelled, other == mNames.end() ? name : other->second);
+        }
+        return respelled;
+    }
+
+private:
+    std::map<std::string, std::string> mNames; ///< New by old, which stands in the new path of its folder.
 };
 
 /// Without the journals of a database, which belong to one name only.
@@ -104,16 +133,18 @@ void OtherNames::findNamesInArchive()
             if (!mInStep[target].contains(inode)) inodes[otherPeer(target)].insert(inode);
     }
     if (inodes.local.empty() && inodes.network.empty()) return;
+    const Respelled respelled{mPlan.respellings};
     for (const NamedEntry& found : mContext.archive.filesOf(inodes)) {
+        const std::string path = respelled(found.name);
         for (const Peer target : kPeers) {
             const Peer source = otherPeer(target);
             const auto first = mFirst[target].find(found.entry.stamps[source].inode);
             if (first == mFirst[target].end()) continue;
             const Action copy = mPlan.items[first->second];
             const bool isAgreed = stillLooksLike(copy.stats[source], found.entry, source) &&
-                                  found.entry.stamps[target].ctime != 0 && found.name != copy.path;
-            if (isAgreed && mayWrite(target, mContext.coverage.jobOfPath(found.name)))
-                mInStep[target].try_emplace(first->first, found.name);
+                                  found.entry.stamps[target].ctime != 0 && path != copy.path;
+            if (isAgreed && mayWrite(target, mContext.coverage.jobOfPath(path)))
+                mInStep[target].try_emplace(first->first, path);
         }
     }
 }

@@ -13,17 +13,32 @@ std::size_t Plan::countRenamed() const
         std::ranges::count_if(respellings, [](const Respelling& each) { return each.target.has_value(); }));
 }
 
-void Plan::withdraw(std::string_view path)
+bool liesIn(const PathSet& paths, std::string_view path)
 {
-    const auto concerns = [path](std::string_view other) { return other == path || liesBelow(other, path); };
+    for (; !path.empty(); path = folderOf(path)) {
+        if (paths.contains(path)) return true;
+    }
+    return false;
+}
+
+void Plan::withdraw(const PathSet& paths)
+{
+    if (paths.empty()) return;
     for (ActionList* list : lists()) {
-        list->each([&](ActionList::Index index, const Action& action) {
-            if (concerns(action.path) || concerns(action.from)) list->drop(index);
+        list->each([&](ActionList::Index index, Action action) {
+            if (liesIn(paths, action.path)) {
+                list->drop(index);
+            } else if (action.verb == Action::Verb::Move && liesIn(paths, action.from)) {
+                action.verb = Action::Verb::Copy;
+                action.from.clear();
+                list->replace(index, action);
+            }
         });
     }
-    std::erase_if(forgets, concerns);
-    std::erase_if(finishes, [&](const FolderFinish& finish) { return concerns(finish.path); });
-    std::erase_if(respellings, [&](const Respelling& each) { return liesBelow(each.path, path); });
+    const auto concerns = [&](const auto& planned) { return liesIn(paths, planned.path); };
+    std::erase_if(forgets, [&](const std::string& path) { return liesIn(paths, path); });
+    std::erase_if(finishes, concerns);
+    std::erase_if(respellings, concerns);
 }
 
 void addError(Plan& plan, const std::string& path, Peer peer, const Problem& problem)

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <deque>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -34,6 +35,11 @@ struct Respelling {
     Stat stat;                  ///< Of the item in the target.
     std::string agreedAs;       ///< The name that the archive knows it by up to now; "" where it knows it by none.
 };
+
+using PathSet = std::set<std::string, std::less<>>;
+
+/// `path` is one of the paths or lies below one.
+bool liesIn(const PathSet& paths, std::string_view path);
 
 /// Everything that one pass will do. Parents come before what they hold, and what lies in one folder comes together;
 /// deletions come the other way round.
@@ -70,8 +76,9 @@ struct Plan {
         return {&makeRoom, &folders, &items, &restamps, &links, &deletions, &records};
     }
 
-    /// Nothing is to be done to the item at `path` and to what lies below.
-    void withdraw(std::string_view path);
+    /// Nothing is to be done to the items at these paths and to what lies below. Files that were to be moved from there
+    /// are copied instead. Goes through everything once.
+    void withdraw(const PathSet& paths);
 };
 
 } // namespace braid

@@ -14,25 +14,30 @@ namespace
 
 using Verb = Step::Verb;
 
+enum class Trouble { Fails, Stops, GetsStuck };
 std::stop_source gStop;
-bool gFails = false;
+Trouble gTrouble{};
+bool gIsAway = false;
 
 /// Hits the renaming of the folders.
 int hit(seam::Operation operation, const char* name)
 {
-    if (operation != seam::Operation::Rename || std::string_view{"fFgG"}.find(name) == std::string_view::npos) return 0;
-    if (gFails) return EACCES;
+    if (operation != seam::Operation::Rename) return 0;
+    gIsAway = gIsAway || std::string_view{name} == "case"; // on its way from one name to the other
+    if (std::string_view{"fFgG"}.find(name) == std::string_view::npos) return 0;
+    if (gTrouble == Trouble::Fails) return EACCES;
+    if (gTrouble == Trouble::GetsStuck) return gIsAway ? EIO : 0;
     gStop.request_stop(); // the other one is not renamed any more
     return 0;
 }
 
 TEST(Respelling, WhatAPassDidNotGetToIsStillWanted)
 {
-    for (const bool fails : {true, false}) {
-        SCOPED_TRACE(fails ? "failed twice" : "stopped");
+    for (const Trouble trouble : {Trouble::Fails, Trouble::Stops, Trouble::GetsStuck}) {
+        SCOPED_TRACE(static_cast<int>(trouble));
         SimSystem system{1};
         system.add("local", {});
-        Disk& network = system.add("network", {.folding = {true, true}});
+        Disk& network = system.add("network", {.folding = {true, true}, .respells = trouble != Trouble::GetsStuck});
         const std::string homes[] = {"/sim/local", "/sim/network"};
         const auto person = [&](const Step& step) {
             const SimSystem::Person doing{system};
@@ -49,23 +54,28 @@ TEST(Respelling, WhatAPassDidNotGetToIsStillWanted)
         };
         for (const char* path : {"f/x", "g/y"})
             person({.verb = Verb::Write, .path = path, .number = 1});
+        person({.verb = Verb::AddName, .path = "f/x", .other = "f/z"});
+        settings.jobs[0].exclusions.push_back(std::get<MatchRule>(MatchRule::make(Comparison::PathEquals, "f/z")));
         pass({});
-        const int side = fails ? 0 : 1;
+        settings.jobs[0].exclusions.clear();
+        const std::uint64_t files[] = {viewOf(homes[0]).at("f/x").stat.inode, viewOf(homes[1]).at("f/x").stat.inode};
+        const int side = trouble == Trouble::Stops ? 1 : 0;
         for (const char* path : {"f", "g"})
             person({.verb = Verb::Respell, .home = side, .path = path});
-        gFails = fails;
+        gTrouble = trouble;
+        gIsAway = false;
         gStop = {};
         seam::gWatcher = hit;
         pass(gStop.get_token());
-        if (fails) pass({});
+        if (trouble != Trouble::Stops) pass({});
         seam::gWatcher = nullptr;
         person({.verb = Verb::Remove, .home = side, .path = "G/y"});
         pass({});
-        for (const std::string& home : homes) {
+        for (const int home : {0, 1}) {
             std::string names;
-            for (const auto& [path, seen] : viewOf(home))
-                names += path + " ";
-            EXPECT_EQ(names, "F F/x G ");
+            for (const auto& [path, seen] : viewOf(homes[home]))
+                names += path + (seen.stat.inode == files[home] ? "= " : " ");
+            EXPECT_EQ(names, "F F/x= F/z= G ") << "nothing is copied for it";
         }
     }
 }
