@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <limits>
 #include <span>
+#include <system_error>
 #include <thread>
 
 #include "seam.h"
@@ -194,7 +195,12 @@ Outcome<Descriptor> createFile(int folder, const char* name)
 void closeBehind(Descriptor&& file)
 {
     Descriptor mine = std::move(file);
-    if (system().isConcurrent()) std::thread([closes = std::move(mine)] {}).detach();
+    if (!system().isConcurrent()) return;
+    try {
+        std::thread([closes = std::move(mine)] {}).detach();
+    } catch (const std::system_error&) {
+        // No thread is to be had: it is closed by now.
+    }
 }
 
 Outcome<Descriptor> openToWrite(int folder, const char* name, bool makes)

@@ -15,7 +15,9 @@ bool neverSyncs(std::string_view name)
 {
     // Some servers write names in a case of their own, and to others an item of that name would be the marker folder.
     constexpr std::string_view kMarker = ".braid";
-    const auto isLetterOf = [](char one, char other) { return (one | 0x20) == other || one == other; };
+    const auto isLetterOf = [](char one, char other) {
+        return one == other || (one >= 'A' && one <= 'Z' && (one | 0x20) == other);
+    };
     return std::ranges::equal(name, kMarker, isLetterOf) || name == ".vexlc" || name.starts_with(".fstemp");
 }
 
