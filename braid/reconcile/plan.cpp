@@ -21,14 +21,28 @@ bool liesIn(const PathSet& paths, std::string_view path)
     return false;
 }
 
+namespace
+{
+
+/// It stays where it is, which is none of the paths that the reason is told for.
+void addStranded(Plan& plan, const Action& move)
+{
+    const std::string home{homeWords(move.target)};
+    plan.errors.push_back({move.from, "In " + home + ": Could not move it: the folder it goes to was left alone."});
+}
+
+} // namespace
+
 void Plan::withdraw(const PathSet& paths)
 {
     if (paths.empty()) return;
     for (ActionList* list : lists()) {
         list->each([&](ActionList::Index index, Action action) {
+            const bool isMove = action.verb == Action::Verb::Move;
             if (liesIn(paths, action.path)) {
                 list->drop(index);
-            } else if (action.verb == Action::Verb::Move && liesIn(paths, action.from)) {
+                if (isMove && !liesIn(paths, action.from)) addStranded(*this, action);
+            } else if (isMove && liesIn(paths, action.from)) {
                 action.verb = Action::Verb::Copy;
                 action.from.clear();
                 list->replace(index, action);

@@ -77,7 +77,7 @@ struct Plan {
     }
 
     /// Nothing is to be done to the items at these paths and to what lies below. Files that were to be moved from there
-    /// are copied instead. Goes through everything once.
+    /// are copied instead; those that were to be moved there stay, as errors. Goes through everything once.
     void withdraw(const PathSet& paths);
 };
 

@@ -25,12 +25,28 @@ bool isInode(const Listing::Item* item, const Entry* entry, Peer peer)
     return item && entry && item->stat.inode == entry->stamps[peer].inode;
 }
 
-/// The row whose item in the home that keeps names apart is the same as the only one of the other home.
-const Row* findLeader(const Group& group, Peer apart)
+/// Spelled alike as far as the homes can keep a spelling.
+bool isSame(const std::string& one, const std::string& other, const PerPeer<text::NameFolding>& folding)
 {
-    const Peer folding = otherPeer(apart);
-    const auto single = std::ranges::find_if(group, [&](const Row* row) { return row->items[folding]; });
-    const Listing::Item* there = single == group.end() ? nullptr : (*single)->items[folding];
+    if (one == other) return true;
+    for (const Peer peer : kPeers) {
+        if (folding[peer].folds() && !folding[peer].keepsCase) return true;
+    }
+    const bool dropsEnds = folding.local.dropsEnds || folding.network.dropsEnds;
+    const bool foldsForm = folding.local.foldsForm || folding.network.foldsForm;
+    const auto meant = [&](std::string_view name) {
+        if (dropsEnds) name = text::withoutEnd(name);
+        return foldsForm ? text::composed(name) : std::string{name};
+    };
+    return meant(one) == meant(other);
+}
+
+/// The row whose item in the home that keeps names apart is the same as the only one of the other home.
+const Row* findLeader(const Group& group, Peer apart, const PerPeer<text::NameFolding>& folding)
+{
+    const Peer other = otherPeer(apart);
+    const auto single = std::ranges::find_if(group, [&](const Row* row) { return row->items[other]; });
+    const Listing::Item* there = single == group.end() ? nullptr : (*single)->items[other];
     const auto first = [&](auto holds) -> const Row* {
         const auto found = std::ranges::find_if(
             group, [&](const Row* row) { return row->items[apart] && row->leadsSomewhere && holds(*row); });
@@ -38,13 +54,14 @@ const Row* findLeader(const Group& group, Peer apart)
     };
     const auto wasRenamedHere = [&](const Row& row) {
         return std::ranges::any_of(group,
-                                   [&](const Row* other) { return isInode(row.items[apart], other->entry, apart); });
+                                   [&](const Row* known) { return isInode(row.items[apart], known->entry, apart); });
     };
     const Row* leader = first([](const Row& row) { return isWhole(row) && row.entry; });
-    if (!leader && there) leader = first([&](const Row& row) { return isInode(there, row.entry, folding); });
+    if (!leader && there) leader = first([&](const Row& row) { return isInode(there, row.entry, other); });
     if (!leader) leader = first(isWhole);
     if (!leader && there) leader = first(wasRenamedHere);
     if (!leader) leader = first([](const Row& row) { return row.entry != nullptr; });
+    if (!leader && there) leader = first([&](const Row& row) { return isSame(*row.name, there->name, folding); });
     return leader ? leader : first([](const Row&) { return true; });
 }
 
@@ -110,7 +127,7 @@ void take(const Group& group, const PerPeer<text::NameFolding>& folding, Rows& r
     const bool isPaired = partner != group.end();
     // What no job has to do with keeps its name in both homes all the same.
     const bool isTaken = isPaired && isWhole(**partner) && !(*partner)->leadsSomewhere;
-    const Row* first = isTaken ? *partner : findLeader(group, apart);
+    const Row* first = isTaken ? *partner : findLeader(group, apart, folding);
     if (!first) return leave(group, rows); // what the one home has is none of this pass's business
     if (isPaired && !isTaken) {
         join(group, *first, **partner, apart, rows);
@@ -129,22 +146,6 @@ void take(const Group& group, const PerPeer<text::NameFolding>& folding, Rows& r
         if (isPaired) rows.back().items[other] = (*partner)->items[other];
         rows.back().collidesIn = apart;
     }
-}
-
-/// Spelled alike as far as the homes can keep a spelling.
-bool isSame(const std::string& one, const std::string& other, const PerPeer<text::NameFolding>& folding)
-{
-    if (one == other) return true;
-    for (const Peer peer : kPeers) {
-        if (folding[peer].folds() && !folding[peer].keepsCase) return true;
-    }
-    const bool dropsEnds = folding.local.dropsEnds || folding.network.dropsEnds;
-    const bool foldsForm = folding.local.foldsForm || folding.network.foldsForm;
-    const auto meant = [&](std::string_view name) {
-        if (dropsEnds) name = text::withoutEnd(name);
-        return foldsForm ? text::composed(name) : std::string{name};
-    };
-    return meant(one) == meant(other);
 }
 
 } // namespace
