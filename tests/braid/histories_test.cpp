@@ -38,6 +38,13 @@ TEST_P(Histories, OnTheRealDisk)
     runShare(GetParam(), 504, true);
 }
 
+/// For as long as the histories are made in the same way.
+TEST(HistoriesAgain, OfFaultsThatFewOthersShow)
+{
+    for (const std::uint64_t seed : {28'766, 1'001'204, 2'014'214, 2'100'825, 2'105'395, 2'115'131})
+        EXPECT_EQ(firstFailure(seed, 1, false), "");
+}
+
 INSTANTIATE_TEST_SUITE_P(Shards, Histories, testing::Range(std::uint64_t{0}, kShards));
 
 } // namespace

@@ -142,7 +142,8 @@ TEST(Sync, OwnNamesAndSpecialItemsStayWhereTheyAre)
     HomePair pair;
     write(pair.local() / ".vexlc", "lock");
     write(pair.local() / "sub/.fstemp123", "temporary");
-    write(pair.network() / ".Braid2", "an ordinary name");
+    for (const char* ordinary : {".Braid2", "\016braid"})
+        write(pair.network() / ordinary, "an ordinary name");
     ASSERT_EQ(::mkfifo((pair.local() / "pipe").c_str(), 0600), 0);
     const PassReport report = pair.sync();
     EXPECT_EQ(report.skipped, std::vector<std::string>{"pipe"});
@@ -150,7 +151,7 @@ TEST(Sync, OwnNamesAndSpecialItemsStayWhereTheyAre)
     EXPECT_FALSE(fs::exists(pair.network() / ".vexlc"));
     EXPECT_FALSE(fs::exists(pair.network() / "sub/.fstemp123"));
     EXPECT_TRUE(fs::exists(pair.network() / "sub"));
-    EXPECT_TRUE(fs::exists(pair.local() / ".Braid2"));
+    EXPECT_TRUE(fs::exists(pair.local() / ".Braid2") && fs::exists(pair.local() / "\016braid"));
 }
 
 TEST(Sync, ADryRunSaysWhatWouldBeDoneAndWritesNothing)
