@@ -310,6 +310,14 @@ Failure Laws::isKept(const Views& before, const Views& after, const std::string&
     return std::nullopt;
 }
 
+/// The attributes of two equal contents differ, and may be kept from the other side: then nothing is agreed on yet.
+bool isKeptApart(const Seen& local, const Seen& network, const JobOptions& options)
+{
+    const bool isAlike = local.stat.mtime == network.stat.mtime && local.stat.mode == network.stat.mode &&
+                         local.attributes == network.attributes;
+    return !isAlike && (options.readOnlyPeer || options.abortOnWriteToReadOnlyPeer);
+}
+
 void Laws::agree(const PassReport& report, const PassSettings& settings, const Views& after)
 {
     const Coverage coverage{settings.jobs};
@@ -323,6 +331,9 @@ void Laws::agree(const PassReport& report, const PassSettings& settings, const V
         const bool isError = std::ranges::find(report.errors, path, &ItemError::path) != report.errors.end();
         if (!job || !report.jobStatus[*job].name.empty() || isError || !isUnmistakable(after, path)) {
             mUnsure.insert(path); // comes back without trust if either side changed
+        } else if (local && network && isKeptApart(*local, *network, settings.jobs[*job].options) &&
+                   !local->holdsSame(seenAt(mAgreed, path))) {
+            mUnsure.insert(path);
         } else if (!local == !network && (!local || local->holdsSame(*network))) {
             mUnsure.erase(path);
             mAgreed.erase(path);
