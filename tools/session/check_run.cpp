@@ -86,13 +86,15 @@ std::string sessionBus(const platform::UserEntry& user)
 /// `agent` is our own, or null.
 CheckAnswer call(Work& work, std::chrono::milliseconds patience, UserProcess* agent)
 {
+    // The session's agent may come up at this moment and take the name on its bus: ours ends then, and it answers.
+    const bool mayAnotherAnswer = !work.bus;
     return callCheck(work.user,
                      {.command = work.arguments.command,
                       .firstTime = work.arguments.firstTime,
                       .busAddress = work.busAddress,
                       .patience = patience,
                       .endsAgent = agent != nullptr},
-                     agent);
+                     mayAnotherAnswer ? nullptr : agent);
 }
 
 /// A logout is the business of the agent that serves in the session. Without one, an agent of our own joins that bus,
