@@ -36,11 +36,17 @@ long findKey(uid_t user)
 
 int LoginPasswords::keep(uid_t user, const Secret& password)
 {
+    // Only who possesses a key may say what its owner may do with it, and a service does not possess what lies in the
+    // user's keyring: the key is made in the thread's own. Linked, it takes the place of an earlier one.
     const auto text = password.view();
     const long key =
-        ::syscall(SYS_add_key, kKeyType, description(user).c_str(), text.data(), text.size(), KEY_SPEC_USER_KEYRING);
-    if (key < 0 || ::syscall(SYS_keyctl, KEYCTL_SETPERM, key, kPermissions) < 0) return errno;
-    return 0;
+        ::syscall(SYS_add_key, kKeyType, description(user).c_str(), text.data(), text.size(), KEY_SPEC_THREAD_KEYRING);
+    if (key < 0) return errno;
+    const bool isKept = ::syscall(SYS_keyctl, KEYCTL_SETPERM, key, kPermissions) >= 0 &&
+                        ::syscall(SYS_keyctl, KEYCTL_LINK, key, KEY_SPEC_USER_KEYRING) >= 0;
+    const int error = isKept ? 0 : errno;
+    ::syscall(SYS_keyctl, KEYCTL_UNLINK, key, KEY_SPEC_THREAD_KEYRING);
+    return error;
 }
 
 std::optional<Secret> LoginPasswords::find(uid_t user)
