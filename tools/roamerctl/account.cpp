@@ -1,5 +1,7 @@
 #include "account.h"
 
+#include <unistd.h>
+
 #include "directory/record_attributes.h"
 #include "home/preference_keys.h"
 #include "platform/linux/bundle.h"
@@ -35,6 +37,8 @@ std::variant<std::unique_ptr<Account>, std::string> Account::open(const std::opt
     const auto record = node->lookUp(kUserRecordType, name, {kAllAttributes}, error);
     if (record == nullptr) {
         if (error.code != 0) return "the record of " + name + " cannot be read: " + error.description + ".";
+        if (!user && geteuid() == 0)
+            return name + " has no portable account; \"--user NAME\" asks about somebody else's.";
         return name + " is not a portable account on this computer. \"roamerctl enroll " + name +
                " --url URL\" makes it one.";
     }

@@ -77,13 +77,19 @@ std::string whyFailed(const Dictionary& status, std::int64_t result)
     return words.why + "; " + words.help + ".";
 }
 
-/// Follows the pass that was asked for to its end; nothing when none began, or it broke off.
+/// Follows the pass that was asked for to its end; nothing when none began.
 std::optional<ExitStatus> followPass(PassWatcher& watcher, const std::function<bool()>& mayBegin)
 {
     const bool onTerminal = isatty(STDERR_FILENO) != 0;
     const auto status = watcher.waitForPass(kStartPatience, onTerminal ? showProgress : nullptr, mayBegin);
-    if (!status) return std::nullopt;
+    const bool hasBegun = !watcher.lastBusyStatus().empty();
+    if (!status && !hasBegun) return std::nullopt;
     if (onTerminal) std::fprintf(stderr, "\r\033[K");
+    if (!status) {
+        complain("the sync broke off: the engine ended before it was done. The files in both homes are safe; the next "
+                 "sync goes on from there.");
+        return kNeedsAttention;
+    }
     if (const auto result = watcher.lastResult().value_or(0); result != 0) {
         complain("the sync did not come to its end. " + whyFailed(watcher.lastBusyStatus(), result) +
                  " The files on this computer are safe.");

@@ -74,8 +74,10 @@ std::variant<std::unique_ptr<NetworkHome>, std::string> NetworkHome::reach(Accou
 std::optional<std::string> NetworkHome::whyNotWritable(Account& account) const
 {
     if (!account.homes.makeDirectoryPath(mPath)) {
-        return "the folder " + mPath + " is missing and " + account.name() +
-               " may not make it, or may not open it; make it and give it to " + account.name();
+        const auto url = account.homes.getOriginalUserHomeURL();
+        const std::string disk = url && url->starts_with("file:") ? "connect the disk that it lies on, or " : "";
+        return "the folder " + mPath + " is missing and " + account.name() + " may not make it, or may not open it; " +
+               disk + "make it and give it to " + account.name();
     }
     std::string probe = platform::systemPath(mPath) + "/.roamer-check-XXXXXX";
     const int file = mkstemp(probe.data());

@@ -1,6 +1,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <unistd.h>
@@ -96,9 +97,12 @@ std::string lockHolder(const std::optional<std::string>& lastPlace, Account& acc
 
 using Facts = std::vector<std::pair<std::string, std::string>>;
 
-void addEngine(const braid::HomeStatus& home, Facts& facts, bool& needsPerson)
+constexpr const char* kOtherSession = "not known: only the account's own session tells";
+
+/// `isOwn`: the bus of this session is the account's.
+void addEngine(const braid::HomeStatus& home, bool isOwn, Facts& facts, bool& needsPerson)
 {
-    const auto engine = lookAtEngine();
+    const auto engine = isOwn ? lookAtEngine() : std::nullopt;
     const auto conflicts = home.matters.conflicts.size();
     const auto errors = home.matters.errors.size();
     needsPerson = conflicts + errors > 0;
@@ -114,7 +118,7 @@ void addEngine(const braid::HomeStatus& home, Facts& facts, bool& needsPerson)
                                         : next != nullptr ? localTime(*next)
                                                           : "not set yet");
     } else {
-        facts.emplace_back("Engine", "does not run in this session");
+        facts.emplace_back("Engine", isOwn ? "does not run in this session" : kOtherSession);
     }
     facts.emplace_back(kConflictsLabel, std::to_string(conflicts));
     facts.emplace_back(kErrorsLabel, std::to_string(errors));
@@ -131,10 +135,13 @@ Facts factsOf(Account& account, bool mayMount, bool& needsPerson)
     const auto url = account.homes.getOriginalUserHomeURL();
     const auto path = account.homes.getOriginalUserHomePath();
     facts.emplace_back("Network home", url.value_or("(no share)") + ", folder " + path.value_or("(none)"));
-    facts.emplace_back("Agent", agentServes() ? "serves in this session" : "does not serve in this session");
+    const bool isOwn = record.uid() == geteuid();
+    facts.emplace_back("Agent", !isOwn          ? kOtherSession
+                                : agentServes() ? "serves in this session"
+                                                : "does not serve in this session");
 
     const auto home = braid::statusOf(account.localHome());
-    addEngine(home, facts, needsPerson);
+    addEngine(home, isOwn, facts, needsPerson);
     const auto completed = account.preferences.getRoamerValue<Date>(kRoamerTime, std::nullopt);
     facts.emplace_back("Last completed", completed ? localTime(*completed) : "never");
     if (account.preferences.getRoamerValue(kRoamerCompleted))
@@ -183,6 +190,11 @@ ExitStatus run(const StatusOptions& options)
     if (const auto* reason = std::get_if<std::string>(&opened)) return refuse(*reason);
     auto& account = *std::get<std::unique_ptr<Account>>(opened);
 
+    // What cannot be looked at must not pass for a home in which nothing waits.
+    const auto engineFolder = account.localHome() + "/.Braid";
+    if (access(engineFolder.c_str(), R_OK | X_OK) != 0 && errno == EACCES)
+        return refuse(engineFolder + ", where it stands what waits, is closed to you. As " + account.name() +
+                      " or with \"sudo\" it can be looked at.");
     // The share would be mounted for whoever asks.
     if (options.reach && !becomeUserOf(account)) return refuse("only root may do this for somebody else.");
     bool needsPerson = false;
