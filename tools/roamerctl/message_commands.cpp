@@ -92,7 +92,7 @@ std::optional<ExitStatus> followPass(PassWatcher& watcher, const std::function<b
     }
     if (const auto result = watcher.lastResult().value_or(0); result != 0) {
         complain("the sync did not come to its end. " + whyFailed(watcher.lastBusyStatus(), result) +
-                 " The files on this computer are safe.");
+                 " The files on this computer are safe; the next sync tries again.");
         return kNeedsAttention;
     }
     const auto conflicts = numberIn(*status, platform::kSyncSetUnresolvedConflictsCountKey);

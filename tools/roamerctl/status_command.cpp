@@ -2,6 +2,7 @@
 #include <QJsonObject>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <fcntl.h>
 #include <unistd.h>
@@ -112,11 +113,12 @@ void addEngine(const braid::HomeStatus& home, bool isOwn, Facts& facts, bool& ne
         facts.emplace_back("Engine", state != nullptr && *state != 0
                                          ? "syncing (" + syncStateUTF8String(static_cast<int>(*state)) + ")"
                                          : "idle");
-        const auto* next = objectForKey<Date>(engine->set, braid::protocol::kNextSyncTime);
+        // On the bus a point in time is a number of seconds.
+        const auto next = numberForKey(engine->set, braid::protocol::kNextSyncTime);
         const bool isOn = boolForKey(engine->set, braid::protocol::kIsAutomaticallySyncing);
-        facts.emplace_back("Next sync", !isOn             ? "background syncing is off"
-                                        : next != nullptr ? localTime(*next)
-                                                          : "not set yet");
+        facts.emplace_back("Next sync", !isOn  ? "background syncing is off"
+                                        : next ? localTime(Date(std::chrono::seconds(std::llround(*next))))
+                                               : "not set yet");
     } else {
         facts.emplace_back("Engine", isOwn ? "does not run in this session" : kOtherSession);
     }
