@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 
+#include "braid/engine.h"
 #include "braid/protocol.h"
 #include "engine_process.h"
 #include "local_home.h"
@@ -77,6 +78,7 @@ int main(int count, char** arguments)
         return refuse(kExitUsage, "runs for the user who starts it only, which is " + std::to_string(::getuid()));
     }
     agent::EndSignals::block();
+    braid::allowManyOpenFiles();
     const auto startAnew = [arguments] { ::execv("/proc/self/exe", arguments); };
     bool again = false;
     {

@@ -426,6 +426,18 @@ void Archive::commit()
     mDatabase->execute("COMMIT");
 }
 
+void Archive::beginLazily()
+{
+    mDatabase->execute("PRAGMA synchronous=NORMAL");
+    begin();
+}
+
+void Archive::commitLazily()
+{
+    commit();
+    mDatabase->execute("PRAGMA synchronous=FULL");
+}
+
 void Archive::record(std::string_view path, const Entry& entry)
 {
     const DigestBytes digest = bytesOf(entry.digest.value_or(Digest{}));

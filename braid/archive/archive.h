@@ -100,6 +100,10 @@ public:
     /// Everything between becomes durable together, or not at all.
     void begin();
     void commit();
+    /// The same without waiting for the disk: durable with the next commit() at the latest. A power failure before that
+    /// takes it back.
+    void beginLazily();
+    void commitLazily();
 
     void record(std::string_view path, const Entry& entry);
     void recordBlocks(std::string_view path, const Digest& whole, std::span<const Digest> blocks);

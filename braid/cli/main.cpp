@@ -28,6 +28,7 @@ struct HomeOf {
 int main(int argc, char** argv)
 {
     std::signal(SIGPIPE, SIG_IGN);
+    braid::allowManyOpenFiles();
     auto parsed = parse(argc, argv);
     if (const auto* status = std::get_if<ExitStatus>(&parsed)) return *status;
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 
@@ -183,13 +184,36 @@ Outcome<Descriptor> openFile(int folder, const char* name)
     return Descriptor{number};
 }
 
-Outcome<Descriptor> createFile(int folder, const char* name)
+Outcome<Descriptor> createFile(int folder, const char* name, std::uint16_t mode)
 {
     if (int code = seam::ask(Operation::Create, folder, name)) return Problem{code, "write a copy of it", name};
-    const int number = system().openat(folder, name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+    const int number = system().openat(folder, name, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
     if (number < 0) return Problem{errno, "write a copy of it", name};
     seam::inherit(folder, number);
     return Descriptor{number};
+}
+
+Outcome<Descriptor> createUnnamed(int folder, std::uint16_t mode)
+{
+    if (int code = seam::ask(Operation::Create, folder, "")) return Problem{code, "write a copy of it", ""};
+    const int number = system().createUnnamed(folder, mode);
+    if (number < 0) return Problem{errno, "write a copy of it", ""};
+    seam::inherit(folder, number);
+    return Descriptor{number};
+}
+
+std::size_t mostOpenFiles()
+{
+    rlimit limit{};
+    return ::getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 0;
+}
+
+void allowOpenFiles(std::size_t number)
+{
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= number) return;
+    limit.rlim_cur = std::min<rlim_t>(number, limit.rlim_max);
+    ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 void closeBehind(Descriptor&& file)
@@ -259,6 +283,12 @@ int addName(int folder, const char* name, int newFolder, const char* newName)
 {
     if (int code = seam::ask(Operation::HardLink, newFolder, newName)) return code;
     return lastError(system().linkat(folder, name, newFolder, newName));
+}
+
+int nameFile(int file, int folder, const char* name)
+{
+    if (int code = seam::ask(Operation::Rename, folder, name)) return code;
+    return lastError(system().linkUnnamed(file, folder, name));
 }
 
 Outcome<std::string> readLink(int folder, const char* name)

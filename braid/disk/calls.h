@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -30,8 +31,16 @@ Outcome<Stat> statPath(const std::string& path);
 
 /// For reading; never follows a link, never waits for a pipe's other end, leaves the access time alone where it may.
 Outcome<Descriptor> openFile(int folder, const char* name);
-/// A new file that must not exist yet, for reading and writing, mode 0600.
-Outcome<Descriptor> createFile(int folder, const char* name);
+/// A new file that must not exist yet, for reading and writing; the process's mask narrows the mode.
+Outcome<Descriptor> createFile(int folder, const char* name, std::uint16_t mode = 0600);
+/// A new file without a name on the folder's file system; it goes when it is closed, unless nameFile() was called for
+/// it. EOPNOTSUPP and others where there is no such thing.
+Outcome<Descriptor> createUnnamed(int folder, std::uint16_t mode);
+
+/// How many files this process may have open at once.
+std::size_t mostOpenFiles();
+/// Raises that to so many, or as far as the process may; what it starts has the same from then on.
+void allowOpenFiles(std::size_t number);
 
 /// Closes it without waiting for it: to free what a large file held whose name is gone takes a while.
 void closeBehind(Descriptor&& file);
@@ -46,6 +55,8 @@ int rewrite(int file, std::string_view text);
 
 int makeFolder(int folder, const char* name, std::uint16_t mode);
 int makeLink(int folder, const char* name, const std::string& target);
+/// Gives a file of createUnnamed() its name; EEXIST where something has that already.
+int nameFile(int file, int folder, const char* name);
 /// Gives the file a further name; EPERM, ENOTSUP, EMLINK and others where that cannot be.
 int addName(int folder, const char* name, int newFolder, const char* newName);
 Outcome<std::string> readLink(int folder, const char* name);

@@ -48,7 +48,7 @@ inline constexpr auto kOperationNames = std::to_array<OperationName>({
     {Operation::MakeFolder, "makeFolder"},
     {Operation::MakeLink, "makeLink"},
     {Operation::ReadLink, "readLink"},
-    {Operation::Rename, "rename"},
+    {Operation::Rename, "rename"}, // or the first name of a file that had none
     {Operation::Exchange, "exchange"},
     {Operation::HardLink, "hardLink"},
     {Operation::Unlink, "unlink"},

@@ -22,6 +22,18 @@ namespace braid::disk
 
 std::atomic<System*> gSystem{nullptr};
 
+int System::createUnnamed(int, mode_t)
+{
+    errno = EOPNOTSUPP;
+    return -1;
+}
+
+int System::linkUnnamed(int, int, const char*)
+{
+    errno = EOPNOTSUPP;
+    return -1;
+}
+
 int System::clone(int, int)
 {
     errno = EOPNOTSUPP;
@@ -60,6 +72,10 @@ public:
     int openat(int folder, const char* name, int flags, mode_t mode) override
     {
         return ::openat(folder, name, flags | O_CLOEXEC, mode);
+    }
+    int createUnnamed(int folder, mode_t mode) override
+    {
+        return ::openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode);
     }
     int close(int descriptor) override { return ::close(descriptor); }
 
@@ -107,6 +123,13 @@ public:
     int linkat(int folder, const char* name, int newFolder, const char* newName) override
     {
         return ::linkat(folder, name, newFolder, newName, 0);
+    }
+    int linkUnnamed(int file, int newFolder, const char* newName) override
+    {
+        // Kernels before 6.10 let only root do it this way.
+        const int result = ::linkat(file, "", newFolder, newName, AT_EMPTY_PATH);
+        if (result == 0 || errno != ENOENT) return result;
+        return ::linkat(AT_FDCWD, procPath(file).c_str(), newFolder, newName, AT_SYMLINK_FOLLOW);
     }
     int unlinkat(int folder, const char* name, int flags) override { return ::unlinkat(folder, name, flags); }
     int renameat2(int folder, const char* name, int newFolder, const char* newName, unsigned flags) override

@@ -31,6 +31,8 @@ public:
     /// openat2(2) that stays below `folder` and on its file system, and follows no link.
     virtual int openBeneath(int folder, const char* path, int flags) = 0;
     virtual int openat(int folder, const char* name, int flags, mode_t mode) = 0;
+    /// openat(2) with O_TMPFILE, for reading and writing. A system need not be able to.
+    virtual int createUnnamed(int folder, mode_t mode);
     virtual int close(int descriptor) = 0;
 
     virtual int statx(int folder, const char* name, int flags, struct statx* facts) = 0;
@@ -52,6 +54,8 @@ public:
     virtual int symlinkat(const char* target, int folder, const char* name) = 0;
     virtual ssize_t readlinkat(int folder, const char* name, char* target, std::size_t size) = 0;
     virtual int linkat(int folder, const char* name, int newFolder, const char* newName) = 0;
+    /// Gives the open file, which has no name, its first one; replaces nothing.
+    virtual int linkUnnamed(int file, int newFolder, const char* newName);
     virtual int unlinkat(int folder, const char* name, int flags) = 0;
     virtual int renameat2(int folder, const char* name, int newFolder, const char* newName, unsigned flags) = 0;
 

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "braid/disk/calls.h"
 #include "braid/disk/seam.h"
 #include "pass_run.h"
 
@@ -22,6 +23,12 @@ std::map<std::string, std::uint64_t> difference(const auto& before, const auto& 
 }
 
 } // namespace
+
+void allowManyOpenFiles()
+{
+    constexpr std::size_t kMany = 8192;
+    disk::allowOpenFiles(kMany);
+}
 
 PassReport runPass(const PassSettings& settings, std::stop_token stop, EngineLock* held)
 {

@@ -60,7 +60,8 @@ int Placer::putNew(const Staged& staged, int folder, const char* name)
 {
     const Home& home = *mBench.homes[staged.action->target];
     if (staged.isDatabase && journals::areBeside(folder, name)) return EBUSY; // those of another version
-    const int code = disk::renameNew(home.staging(), staged.name.c_str(), folder, name);
+    const int code = staged.file ? disk::nameFile(staged.file.number(), folder, name)
+                                 : disk::renameNew(home.staging(), staged.name.c_str(), folder, name);
     return code == EEXIST ? EAGAIN : code;
 }
 
@@ -130,6 +131,7 @@ int Placer::place(Staged& staged)
     // A folder in this place was emptied and removed before.
     const bool isNew = replaced == Kind::Absent || replaced == Kind::Folder;
     const int code = isNew ? putNew(staged, *folder, name.c_str()) : putOver(staged, *folder, name.c_str());
+    staged.file.reset();
     if (code != 0) return code;
 
     Stamp& stamp = staged.entry.stamps[target];

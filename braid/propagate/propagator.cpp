@@ -1,6 +1,7 @@
 #include "propagator.h"
 
 #include <cerrno>
+#include <deque>
 
 #include "braid/disk/calls.h"
 #include "linker.h"
@@ -24,6 +25,12 @@ bool failsAtSource(const Problem& problem)
     return problem.call.starts_with("read");
 }
 
+/// Copies that are made together, and what came of them.
+struct Batch {
+    std::vector<Action> actions;
+    std::vector<Staged> copies;
+};
+
 class Propagator
 {
 public:
@@ -41,8 +48,9 @@ private:
     std::optional<Problem> makeFolders();
     std::optional<Problem> handleItems(const ActionList& items);
     std::vector<Action> nextBatch(const ActionList& items, ActionList::Index& at);
-    void takeStaged(const std::vector<Action>& batch);
-    std::optional<Problem> placeBatch();
+    void takeStaged(Batch& batch);
+    void place(Batch& batch);
+    void discard(Batch& batch);
     std::optional<Problem> removeAll(const ActionList& deletions);
     std::optional<Problem> restampAll();
     std::optional<Problem> linkAll();
@@ -61,7 +69,6 @@ private:
     StagingCrew mCrew;
     Placer mPlacer;
     Linker mLinker;
-    std::vector<Staged> mBatch;          ///< Complete copies.
     std::set<std::string> mUnfinishable; ///< Folders that could not be written: not to be recorded as if they had been.
     std::optional<Problem> mLost;        ///< A home went away.
 };
@@ -205,19 +212,10 @@ std::optional<Problem> Propagator::makeFolders()
     return mLost;
 }
 
-std::optional<Problem> Propagator::placeBatch()
+/// Puts copies in place that are durable.
+void Propagator::place(Batch& batch)
 {
-    // One flush makes this batch's copies durable, and with them the renames of the batch before, which the archive
-    // may then know of.
-    for (const Staged& staged : mBatch)
-        mBench.touch(staged.action->target, folderOf(staged.action->path));
-    if (auto problem = mBench.settle()) {
-        for (const Staged& staged : mBatch)
-            mCrew.discard(staged);
-        mBatch.clear();
-        return problem;
-    }
-    for (Staged& staged : mBatch) {
+    for (Staged& staged : batch.copies) {
         const Action& action = *staged.action;
         const bool isNew = !action.stats[action.target].exists();
         const int code = staged.isContentThere ? mPlacer.restampTouched(staged) : mPlacer.place(staged);
@@ -229,8 +227,14 @@ std::optional<Problem> Propagator::placeBatch()
         }
         done(action, code, isNew ? mBench.counts.created : mBench.counts.updated);
     }
-    mBatch.clear();
-    return mLost;
+    batch.copies.clear();
+}
+
+void Propagator::discard(Batch& batch)
+{
+    for (const Staged& staged : batch.copies)
+        mCrew.discard(staged);
+    batch.copies.clear();
 }
 
 void Propagator::failedToStage(const Action& action, const Problem& problem)
@@ -264,7 +268,7 @@ std::vector<Action> Propagator::nextBatch(const ActionList& items, ActionList::I
     return batch;
 }
 
-void Propagator::takeStaged(const std::vector<Action>& batch)
+void Propagator::takeStaged(Batch& batch)
 {
     std::vector<StagingCrew::Result> results = mCrew.finish();
     for (std::size_t i = 0; i < results.size(); ++i) {
@@ -272,29 +276,41 @@ void Propagator::takeStaged(const std::vector<Action>& batch)
         if (!result) continue;
         auto& staged = *result;
         if (staged) {
-            mBatch.push_back(std::move(*staged));
+            batch.copies.push_back(std::move(*staged));
         } else if (!mBench.isStopped()) {
-            failedToStage(batch[i], staged.problem());
+            failedToStage(batch.actions[i], staged.problem());
         }
     }
 }
 
-/// While one batch is made durable and put in place, the crew copies the next.
+/// While the crew makes the copies of two batches, those of the batch before are made durable, and those of the batch
+/// before that, which are, put in place.
 std::optional<Problem> Propagator::handleItems(const ActionList& items)
 {
     std::optional<Problem> problem;
     ActionList::Index at = 0;
-    std::vector<Action> placing; // what mBatch points to
-    while (!problem && goesOn() && (at < items.size() || !mBatch.empty())) {
-        std::vector<Action> next = nextBatch(items, at);
-        mCrew.start(next);
-        if (!mBatch.empty() && goesOn()) problem = placeBatch();
-        takeStaged(next);
-        placing = std::move(next);
+    std::deque<Batch> copying;
+    Batch flushing;
+    while (!problem && goesOn() && (at < items.size() || !copying.empty() || !flushing.copies.empty())) {
+        while (at < items.size() && copying.size() < StagingCrew::kBatches && goesOn()) {
+            copying.push_back({nextBatch(items, at), {}});
+            mCrew.start(copying.back().actions);
+        }
+        Batch copied;
+        if (!copying.empty()) {
+            takeStaged(copying.front());
+            copied = std::move(copying.front());
+            copying.pop_front();
+        }
+        for (const Staged& staged : copied.copies)
+            mBench.touch(staged.action->target, folderOf(staged.action->path));
+        problem = mBench.settleBehind();
+        if (!problem && goesOn()) place(flushing);
+        discard(flushing); // what a stop or a problem kept from its place
+        flushing = std::move(copied);
     }
-    for (const Staged& staged : mBatch)
-        mCrew.discard(staged);
-    mBatch.clear();
+    discard(flushing);
+    mCrew.discardAll();
     return problem ? problem : mLost;
 }
 

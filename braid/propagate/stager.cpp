@@ -23,7 +23,7 @@ constexpr std::int64_t kQuiet = 50'000'000; // more than the coarsest step of a 
 
 } // namespace
 
-Outcome<Staged> Stager::stage(const Action& action)
+Outcome<Staged> Stager::stage(const Action& action, bool mayStayOpen)
 {
     const Peer source = otherPeer(action.target);
     const auto folder = mFolders[source].in(*mBench.homes[source], folderOf(action.path));
@@ -31,7 +31,8 @@ Outcome<Staged> Stager::stage(const Action& action)
     const std::string name{nameOf(action.path)};
     Stat stat = action.stats[source];
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-        auto staged = stat.kind == Kind::Link ? stageLink(action, *folder, stat) : stageFile(action, *folder, stat);
+        auto staged =
+            stat.kind == Kind::Link ? stageLink(action, *folder, stat) : stageFile(action, *folder, stat, mayStayOpen);
         if (staged || staged.problem().code != EAGAIN) return staged;
         // Somebody is writing it. What the decision rests on still holds as long as it stays what it is.
         const auto now = journals::lookAgain(*folder, name.c_str(), stat);
@@ -43,7 +44,21 @@ Outcome<Staged> Stager::stage(const Action& action)
     return Problem{isInUse ? EBUSY : EAGAIN, "copy it", action.path};
 }
 
-Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const Stat& source)
+Outcome<Descriptor> Stager::createCopy(const Action& action, std::uint16_t mode, bool mayStayOpen, Staged& staged)
+{
+    const Home& home = *mBench.homes[action.target];
+    bool& namesAll = mNamesAll[action.target];
+    // What a file server makes of such a file when the connection breaks is its own affair.
+    if (mayStayOpen && !action.stats[action.target].exists() && !home.flushesEachFile() && !namesAll) {
+        auto copy = disk::createUnnamed(home.staging(), mode);
+        if (copy) return copy;
+        namesAll = true;
+    }
+    staged.name = newName();
+    return disk::createFile(home.staging(), staged.name.c_str(), mode);
+}
+
+Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const Stat& source, bool mayStayOpen)
 {
     const std::string sourceName{nameOf(action.path)};
     const auto file = disk::openFile(sourceFolder, sourceName.c_str());
@@ -66,8 +81,9 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
         seen = std::move(*digest);
         if (seen->whole == action.known->whole) return unchangedContent(std::move(staged), *file, source);
     }
-    staged.name = newName();
-    auto copy = disk::createFile(home.staging(), staged.name.c_str());
+    // With its mode from the start it mostly needs no call that sets it.
+    constexpr std::uint16_t kPermissions = 0777;
+    auto copy = createCopy(action, source.mode & kPermissions, mayStayOpen, staged);
     if (!copy) return copy.problem();
     const auto fail = [&](const Problem& problem) {
         discard(staged);
@@ -101,13 +117,15 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
     staged.content = std::move(*content);
     const auto attributes = extended::copyOpen(file->number(), copy->number());
     if (!attributes) return fail(attributes.problem());
-    if (int code = stampFile(copy->number(), source)) return fail({code, "write a copy of it", action.path});
+    if (int code = stampFile(copy->number(), *written, *attributes, source))
+        return fail({code, "write a copy of it", action.path});
     if (int code = finish(staged, disk::statOf(copy->number()), source, *attributes)) {
         return fail({code, "write a copy of it", action.path});
     }
     if (home.flushesEachFile()) {
         if (int code = disk::syncFile(copy->number())) return fail({code, "write a copy of it", action.path});
     }
+    if (staged.name.empty()) staged.file = std::move(*copy);
     return staged;
 }
 
@@ -201,17 +219,16 @@ Outcome<Staged> Stager::stageLink(const Action& action, int sourceFolder, const 
     return staged;
 }
 
-int Stager::stampFile(int copy, const Stat& source)
+/// `made` is what the copy was before it got `attributes`: each call that would write the same once more is left out.
+int Stager::stampFile(int copy, const Stat& made, const extended::Copied& attributes, const Stat& source)
 {
-    if (::geteuid() == 0) {
-        // Mostly it is root's already, and asking is cheaper than writing the same once more.
-        const auto made = disk::statOf(copy);
-        if (!made || made->owner != source.owner || made->group != source.group) {
-            disk::setOwner(copy, source.owner, source.group);
-        }
+    const bool isOwners = made.owner == source.owner && made.group == source.group;
+    if (!isOwners && ::geteuid() == 0) disk::setOwner(copy, source.owner, source.group);
+    // A list that came with the attributes sets the mode, and another owner takes some of its bits away.
+    if (!isOwners || made.mode != source.mode || attributes.source != 0 || attributes.target != 0) {
+        // A file server that keeps no modes refuses or ignores this; then the copy has the mode it gives.
+        if (int code = disk::setMode(copy, source.mode); code != 0 && code != EPERM && code != ENOTSUP) return code;
     }
-    // A file server that keeps no modes refuses or ignores this; then the copy has the mode it gives.
-    if (int code = disk::setMode(copy, source.mode); code != 0 && code != EPERM && code != ENOTSUP) return code;
     return disk::setModifiedTime(copy, source.mtime);
 }
 
@@ -247,11 +264,11 @@ int Stager::finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source
 
 void Stager::discard(const Staged& staged) const
 {
+    if (staged.name.empty()) return;
     // A server may have swapped the copy with the person's version and its answer got lost: under the copy's name lies
     // the only one then. The next pass takes it to the trash.
     const auto there = disk::statAt(mBench.homes[staged.action->target]->staging(), staged.name.c_str());
     if (!there || (staged.stat.inode != 0 && there->inode != staged.stat.inode)) return;
-    if (staged.name.empty()) return;
     disk::unlink(mBench.homes[staged.action->target]->staging(), staged.name.c_str());
 }
 

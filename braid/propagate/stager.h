@@ -9,10 +9,11 @@
 namespace braid
 {
 
-/// A complete copy in the staging folder of its target's home, waiting to be put in place.
+/// A complete copy in its target's home, waiting to be put in place.
 struct Staged {
     const Action* action = nullptr;
-    std::string name; ///< In the staging folder.
+    std::string name; ///< In the staging folder, or "".
+    Descriptor file;  ///< Where the copy has no name: goes with this.
     Stat stat;        ///< Of the copy.
     Entry entry;      ///< What is to be agreed on, but for the target's stamp.
     ContentDigest content;
@@ -21,8 +22,10 @@ struct Staged {
     std::uint64_t bytes = 0;
 };
 
-/// Makes copies. A name in the staging folder tells what a killed pass left there: "new-…" is a copy that was never
-/// put in place; "old-<inode>" is such a copy if it has that inode, else the version that a copy was swapped with.
+/// Makes copies. Those of new files have no name if their disk can do that: then they take half the time to make and to
+/// put in place, and a killed pass leaves none behind. The others lie in the staging folder, where their name tells
+/// what a killed pass left: "new-…" is a copy that was never put in place; "old-<inode>" is such a copy if it has that
+/// inode, else the version that a copy was swapped with.
 class Stager
 {
 public:
@@ -32,8 +35,9 @@ public:
     {
     }
 
-    /// Copies the item of a Copy action with all its attributes. EAGAIN: it did not hold still.
-    Outcome<Staged> stage(const Action& action);
+    /// Copies the item of a Copy action with all its attributes. EAGAIN: it did not hold still. A copy that may stay
+    /// open needs no name.
+    Outcome<Staged> stage(const Action& action, bool mayStayOpen);
     void discard(const Staged& staged) const;
 
     /// The name of a file that will be swapped with an older version.
@@ -43,15 +47,16 @@ public:
     static std::optional<Problem> recover(Home& home, Trash& trash);
 
 private:
-    Outcome<Staged> stageFile(const Action& action, int sourceFolder, const Stat& source);
+    Outcome<Staged> stageFile(const Action& action, int sourceFolder, const Stat& source, bool mayStayOpen);
     Outcome<Staged> stageLink(const Action& action, int sourceFolder, const Stat& source);
+    Outcome<Descriptor> createCopy(const Action& action, std::uint16_t mode, bool mayStayOpen, Staged& staged);
     Outcome<Staged> unchangedContent(Staged staged, const Descriptor& file, const Stat& source) const;
     Outcome<ContentDigest> bringContent(const Action& action, const Descriptor& source, const Stat& stat,
                                         const Descriptor& copy, const ContentDigest* seen, Staged& staged);
     int completeDatabase(const Action& action, int sourceFolder, const Stat& source, const Descriptor& copy,
                          ContentDigest& content);
     bool beginWithOldVersion(const Action& action, const Descriptor& copy);
-    static int stampFile(int copy, const Stat& source);
+    static int stampFile(int copy, const Stat& made, const extended::Copied& attributes, const Stat& source);
     static int stampLink(int folder, const char* name, const Stat& source);
     int finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source, const extended::Copied& attributes);
     std::string newName() { return "new-" + mMark + std::to_string(++mSerial); }
@@ -61,6 +66,7 @@ private:
     ByteCounter mCount;
     std::uint64_t mSerial = 0;
     PerPeer<OpenFolder> mFolders;
+    PerPeer<bool> mNamesAll; ///< That disk has no files without a name.
 };
 
 } // namespace braid

@@ -1,12 +1,15 @@
 #include "staging_crew.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <deque>
 #include <mutex>
 #include <string>
 #include <thread>
 
+#include "braid/disk/calls.h"
 #include "braid/disk/system.h"
 
 namespace braid
@@ -18,33 +21,59 @@ namespace
 constexpr std::size_t kThreads = 2;
 constexpr std::size_t kFewItems = 16; // handing them out would take longer than making them
 constexpr std::chrono::milliseconds kTellEvery{50};
+constexpr std::size_t kOtherFiles = 512; // folders being listed, databases, what else the process has open
+
+/// Of each batch so many copies may stay open until they are in place.
+std::size_t openShare()
+{
+    constexpr std::size_t kHeld = StagingCrew::kBatches + 2; // by the crew, and of complete copies by its caller
+    const std::size_t most = disk::mostOpenFiles();
+    return most > kOtherFiles ? (most - kOtherFiles) / kHeld : 0;
+}
 
 } // namespace
 
 struct StagingCrew::Shared {
+    struct Batch {
+        std::span<const Action> actions;
+        std::vector<Result> results;
+        std::size_t next = 0;
+        std::size_t finished = 0;
+
+        explicit Batch(std::span<const Action> theActions) : actions(theActions), results(theActions.size()) {}
+        bool isHandedOut() const { return next == actions.size(); }
+        bool isDone() const { return finished == actions.size(); }
+    };
+
     std::mutex mutex;
     std::condition_variable_any changed;
-    std::span<const Action> batch;
-    std::vector<Result> results;
-    std::size_t next = 0; // guarded by mutex, as all above
-    std::size_t finished = 0;
-    std::atomic<std::uint64_t> bytes; // copied and not yet told
+    std::deque<Batch> batches;        ///< Guarded by the mutex.
+    std::atomic<std::uint64_t> bytes; ///< Copied and not yet told.
     std::stop_token stop;
+    std::size_t mayStayOpen = openShare(); ///< The first of each batch.
     std::vector<std::unique_ptr<Stager>> stagers;
     std::vector<std::jthread> threads; // last: joined first
+
+    Batch* open()
+    {
+        const auto found = std::ranges::find_if_not(batches, &Batch::isHandedOut);
+        return found == batches.end() ? nullptr : &*found;
+    }
 
     void work(Stager& stager, const std::stop_token& ending)
     {
         std::unique_lock lock{mutex};
-        while (changed.wait(lock, ending, [&] { return next < batch.size(); })) {
-            const std::size_t at = next++;
-            const Action& action = batch[at];
+        while (changed.wait(lock, ending, [&] { return open() != nullptr; })) {
+            Batch& batch = *open(); // stays where it is until all of it is done
+            const std::size_t at = batch.next++;
+            const Action& action = batch.actions[at];
             lock.unlock();
             Result result;
-            if (!stop.stop_requested()) result.emplace(stager.stage(action));
+            if (!stop.stop_requested()) result.emplace(stager.stage(action, at < mayStayOpen));
             lock.lock();
-            results[at] = std::move(result);
-            if (++finished == batch.size()) changed.notify_all();
+            batch.results[at] = std::move(result);
+            ++batch.finished;
+            if (batch.isDone()) changed.notify_all();
         }
     }
 };
@@ -62,27 +91,36 @@ StagingCrew::StagingCrew(Workbench& bench)
 
 StagingCrew::~StagingCrew()
 {
-    for (const Result& result : finish()) {
-        if (result && *result) discard(**result);
+    discardAll();
+}
+
+void StagingCrew::discardAll()
+{
+    while (!mShared->batches.empty()) {
+        for (const Result& result : finish()) {
+            if (result && *result) discard(**result);
+        }
     }
 }
 
-void StagingCrew::start(std::span<const Action> batch)
+void StagingCrew::start(std::span<const Action> actions)
 {
-    if (batch.size() < kFewItems || !disk::system().isConcurrent()) {
-        for (const Action& action : batch) {
-            Result& result = mShared->results.emplace_back();
+    Shared::Batch batch{actions};
+    const bool isHandedOut = actions.size() >= kFewItems && disk::system().isConcurrent();
+    if (!isHandedOut) {
+        for (; batch.next < actions.size(); ++batch.next) {
+            const Action& action = actions[batch.next];
             if (mBench.isStopped()) continue;
             mBench.reporter.at(action.path);
-            result.emplace(mOwn.stage(action));
+            batch.results[batch.next].emplace(mOwn.stage(action, batch.next < mShared->mayStayOpen));
         }
-        return;
+        batch.finished = batch.next;
     }
     {
         const std::lock_guard lock{mShared->mutex};
-        mShared->results.resize(batch.size());
-        mShared->batch = batch;
+        mShared->batches.push_back(std::move(batch));
     }
+    if (!isHandedOut) return;
     while (mShared->threads.size() < kThreads) {
         Stager& stager = *mShared->stagers[mShared->threads.size()];
         mShared->threads.emplace_back(
@@ -94,20 +132,16 @@ void StagingCrew::start(std::span<const Action> batch)
 std::vector<StagingCrew::Result> StagingCrew::finish()
 {
     std::unique_lock lock{mShared->mutex};
-    const auto isDone = [&] { return mShared->finished == mShared->batch.size(); };
-    while (!mShared->changed.wait_for(lock, kTellEvery, isDone)) {
-        const std::size_t next = mShared->next;
-        const std::string path = next > 0 ? mShared->batch[next - 1].path : std::string{};
+    const Shared::Batch& first = mShared->batches.front();
+    while (!mShared->changed.wait_for(lock, kTellEvery, [&] { return first.isDone(); })) {
+        const std::string path = first.next > 0 ? first.actions[first.next - 1].path : std::string{};
         lock.unlock();
         mBench.reporter.at(path);
         mBench.reporter.addBytes(mShared->bytes.exchange(0));
         lock.lock();
     }
-    mShared->batch = {};
-    mShared->finished = 0;
-    mShared->next = 0;
-    std::vector<Result> results = std::move(mShared->results);
-    mShared->results.clear();
+    std::vector<Result> results = std::move(mShared->batches.front().results);
+    mShared->batches.pop_front();
     lock.unlock();
     mBench.reporter.addBytes(mShared->bytes.exchange(0));
     return results;

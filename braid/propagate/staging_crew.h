@@ -17,16 +17,20 @@ class StagingCrew
 public:
     /// Absent: nobody began with it, because a stop was asked for.
     using Result = std::optional<Outcome<Staged>>;
+    /// That may be handed out at once, so that the threads go on while the caller sees to the first of them.
+    static constexpr std::size_t kBatches = 2;
 
     explicit StagingCrew(Workbench& bench);
-    ~StagingCrew(); ///< Waits for what is under way, and drops its copies.
+    ~StagingCrew(); ///< As discardAll().
     StagingCrew(const StagingCrew&) = delete;
     StagingCrew& operator=(const StagingCrew&) = delete;
 
-    /// One batch at a time; the actions must outlive what came of them. Where there is little to do it is done at once.
+    /// The actions must outlive what came of them. Where there is little to do it is done at once.
     void start(std::span<const Action> batch);
-    /// Tells the reporter how far it is until the batch is done.
+    /// The results of the batch that was started first. Tells the reporter how far it is until the batch is done.
     std::vector<Result> finish();
+    /// Waits for what is under way, and drops its copies.
+    void discardAll();
 
     void discard(const Staged& staged) const { mOwn.discard(staged); }
 

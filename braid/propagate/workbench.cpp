@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
+#include <system_error>
+#include <utility>
 
 #include "braid/disk/calls.h"
 #include "braid/disk/extended.h"
@@ -75,23 +77,23 @@ void Workbench::touch(Peer peer, std::string_view folder)
 
 void Workbench::recordLater(const std::string& path, const Entry& entry, PerPeer<bool> written)
 {
-    mRecords.push_back({path, entry, written});
+    mNews.records.push_back({path, entry, written});
 }
 
 void Workbench::recordBlocksLater(const std::string& path, ContentDigest content)
 {
     if (static_cast<std::int64_t>(content.blocks.size()) * kBlockBytes < kLargeFile) return;
-    mBlocks.emplace_back(path, std::move(content));
+    mNews.blocks.emplace_back(path, std::move(content));
 }
 
 void Workbench::forgetLater(const std::string& path)
 {
-    mForgets.push_back(path);
+    mNews.forgets.push_back(path);
 }
 
 bool Workbench::hasMuchToSettle() const
 {
-    return mRecords.size() - mKeptBack + mForgets.size() >= kMuch;
+    return mNews.records.size() - mKeptBack + mNews.forgets.size() >= kMuch;
 }
 
 bool Workbench::isYoung(const Record& record, const PerPeer<std::optional<std::int64_t>>& clocks) const
@@ -102,20 +104,19 @@ bool Workbench::isYoung(const Record& record, const PerPeer<std::optional<std::i
     });
 }
 
-/// The records of what was written so long ago that any change since then shows.
-std::vector<Workbench::Record> Workbench::takeRipe()
+/// Leaves the records of what was written so long ago that any change since then shows.
+void Workbench::keepBackYoung(std::vector<Record>& records)
 {
     PerPeer<std::optional<std::int64_t>> clocks;
     for (const Peer peer : kPeers) {
-        if (std::ranges::any_of(mRecords, [&](const Record& record) { return record.written[peer]; }))
+        if (std::ranges::any_of(records, [&](const Record& record) { return record.written[peer]; }))
             clocks[peer] = homes[peer]->readClock();
     }
-    const auto young = std::stable_partition(mRecords.begin(), mRecords.end(),
+    const auto young = std::stable_partition(records.begin(), records.end(),
                                              [&](const Record& record) { return !isYoung(record, clocks); });
-    std::vector<Record> ripe{std::make_move_iterator(mRecords.begin()), std::make_move_iterator(young)};
-    mRecords.erase(mRecords.begin(), young);
-    mKeptBack = mRecords.size();
-    return ripe;
+    mKeptBack = static_cast<std::size_t>(records.end() - young);
+    mNews.records.insert(mNews.records.begin(), std::make_move_iterator(young), std::make_move_iterator(records.end()));
+    records.erase(young, records.end());
 }
 
 /// Programs that watch a home may have set some before the tick was over in which the item appeared.
@@ -130,34 +131,80 @@ void Workbench::checkAttributes(Record& record)
     if (!hash || *hash != stamp.attributes) stamp.ctime = 0; // the next pass looks closely
 }
 
-std::optional<Problem> Workbench::tell(const std::vector<Record>& records)
+void Workbench::tell(const News& news)
 {
-    if (records.empty() && mForgets.empty() && mBlocks.empty()) return std::nullopt;
-    archive.begin();
     // First forget: a path may have been left by one item and taken by another.
-    for (const std::string& path : mForgets)
+    for (const std::string& path : news.forgets)
         archive.forget(path);
-    for (const Record& record : records)
+    for (const Record& record : news.records)
         archive.record(record.path, record.entry);
-    for (const auto& [path, content] : mBlocks)
+    for (const auto& [path, content] : news.blocks)
         archive.recordBlocks(path, content.whole, content.blocks);
-    archive.commit();
-    mBlocks.clear();
-    mForgets.clear();
+}
+
+std::optional<Problem> Workbench::makeDurable(const PerPeer<std::set<std::string>>& folders) const
+{
+    for (const Peer peer : kPeers) {
+        if (folders[peer].empty()) continue;
+        if (auto problem = homes[peer]->makeDurable(folders[peer])) return problem;
+    }
+    return std::nullopt;
+}
+
+void Workbench::startFlush()
+{
+    mSettling = std::exchange(mNews, {});
+    mKeptBack = 0;
+    PerPeer<std::set<std::string>> folders = std::exchange(mUnsynced, {});
+    const bool isAny = !folders.local.empty() || !folders.network.empty();
+    const auto flush = [this, folders = std::move(folders)] { return makeDurable(folders); };
+    try {
+        mFlush = std::async(isAny && disk::system().isConcurrent() ? std::launch::async : std::launch::deferred, flush);
+    } catch (const std::system_error&) {
+        mFlush = std::async(std::launch::deferred, flush); // no thread is to be had
+    }
+}
+
+std::optional<Problem> Workbench::finishFlush()
+{
+    if (!mFlush.valid()) return mNotDurable;
+    auto problem = mFlush.get();
+    if (problem && !mNotDurable) mNotDurable = std::move(problem);
+    return mNotDurable;
+}
+
+/// What the archive may know of by now.
+Workbench::News Workbench::ripe(News news)
+{
+    keepBackYoung(news.records);
+    for (Record& record : news.records)
+        checkAttributes(record);
+    return news;
+}
+
+std::optional<Problem> Workbench::settleBehind()
+{
+    if (auto problem = finishFlush()) return problem;
+    News news = std::exchange(mSettling, {});
+    startFlush();
+    news = ripe(std::move(news));
+    if (news.isEmpty()) return std::nullopt;
+    archive.beginLazily(); // should it be lost, the next pass finds both homes alike
+    tell(news);
+    archive.commitLazily();
     return archive.failure();
 }
 
 std::optional<Problem> Workbench::settle()
 {
-    for (const Peer peer : kPeers) {
-        if (mUnsynced[peer].empty()) continue;
-        if (auto problem = homes[peer]->makeDurable(mUnsynced[peer])) return problem;
-        mUnsynced[peer].clear();
-    }
-    std::vector<Record> ripe = takeRipe();
-    for (Record& record : ripe)
-        checkAttributes(record);
-    return tell(ripe);
+    if (auto problem = settleBehind()) return problem;
+    if (auto problem = finishFlush()) return problem;
+    const News news = ripe(std::exchange(mSettling, {}));
+    if (news.isEmpty()) return std::nullopt;
+    archive.begin();
+    tell(news);
+    archive.commit();
+    return archive.failure();
 }
 
 std::optional<Problem> Workbench::settleAll()
@@ -169,13 +216,13 @@ std::optional<Problem> Workbench::settleAll()
             kPeers, [&](Peer peer) { return record.written[peer] && isFineTime(record.entry.stamps[peer].ctime); });
     };
     auto problem = settle();
-    for (int waits = 0; !problem && waits < kMostWaits && std::ranges::any_of(mRecords, isFine); ++waits) {
+    for (int waits = 0; !problem && waits < kMostWaits && std::ranges::any_of(mNews.records, isFine); ++waits) {
         disk::system().wait(kWait);
         problem = settle();
     }
-    if (problem || mRecords.empty()) return problem;
+    if (problem || mNews.records.empty()) return problem;
     // The file system's own step is the coarser: the next pass looks closely.
-    for (Record& record : mRecords) {
+    for (Record& record : mNews.records) {
         for (const Peer peer : kPeers) {
             if (record.written[peer]) record.entry.stamps[peer].ctime = 0;
             record.written[peer] = false;

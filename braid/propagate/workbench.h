@@ -1,5 +1,6 @@
 #pragma once
 
+#include <future>
 #include <set>
 #include <string>
 
@@ -69,6 +70,9 @@ public:
     /// a problem the archive still holds the state before. What was written so lately that a change now could go
     /// unnoticed for ever is kept back until the next time.
     std::optional<Problem> settle();
+    /// The same without waiting for its end: what was written up to the call before this one is durable and told when
+    /// it returns.
+    std::optional<Problem> settleBehind();
     /// The same, and nothing is kept back: waits a moment if need be.
     std::optional<Problem> settleAll();
     bool hasMuchToSettle() const;
@@ -85,17 +89,30 @@ private:
         PerPeer<bool> written;
     };
 
-    std::vector<Record> takeRipe();
+    /// What the archive will be told together.
+    struct News {
+        std::vector<Record> records;
+        std::vector<std::pair<std::string, ContentDigest>> blocks;
+        std::vector<std::string> forgets;
+        bool isEmpty() const { return records.empty() && blocks.empty() && forgets.empty(); }
+    };
+
+    std::optional<Problem> makeDurable(const PerPeer<std::set<std::string>>& folders) const;
+    void keepBackYoung(std::vector<Record>& records);
     bool isYoung(const Record& record, const PerPeer<std::optional<std::int64_t>>& clocks) const;
     void checkAttributes(Record& record);
-    std::optional<Problem> tell(const std::vector<Record>& records);
+    void startFlush();
+    std::optional<Problem> finishFlush();
+    News ripe(News news);
+    void tell(const News& news);
 
     PerPeer<OpenFolder> mCached;
     PerPeer<std::set<std::string>> mUnsynced;
-    std::vector<Record> mRecords;
-    std::size_t mKeptBack = 0; // of these, by the last settle()
-    std::vector<std::pair<std::string, ContentDigest>> mBlocks;
-    std::vector<std::string> mForgets;
+    News mNews;
+    std::size_t mKeptBack = 0;                  // of its records, by the last settling
+    News mSettling;                             ///< What the flush under way is for.
+    std::future<std::optional<Problem>> mFlush; ///< On a thread of its own, or when it is waited for.
+    std::optional<Problem> mNotDurable;         ///< For good: a disk tells once of what it could not write.
 };
 
 } // namespace braid

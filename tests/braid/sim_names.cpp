@@ -62,6 +62,28 @@ int SimSystem::linkat(int folder, const char* name, int newFolder, const char* n
     }));
 }
 
+int SimSystem::createUnnamed(int folder, mode_t mode)
+{
+    return told<int>(call("openat", folder, "(unnamed)", [&]() -> Answer {
+        const Open& parent = at(folder);
+        if (!parent.disk->traits().hardLinks) return -EOPNOTSUPP;
+        if (const Answer answer = mayChange(parent, ""); answer < 0) return answer;
+        if (!parent.disk->hasRoomFor(kBlock)) return -ENOSPC;
+        return hold({parent.disk, parent.disk->make(S_IFREG | mode, mClock)});
+    }));
+}
+
+int SimSystem::linkUnnamed(int file, int newFolder, const char* newName)
+{
+    return told<int>(call("linkat", newFolder, newName, [&]() -> Answer {
+        const Open& target = at(newFolder);
+        if (const Answer answer = mayChange(target, newName); answer < 0) return answer;
+        if (target.disk->find(target.inode, newName)) return -EEXIST;
+        target.disk->setEntry(target.inode, newName, at(file).inode, mClock);
+        return 0;
+    }));
+}
+
 int SimSystem::unlinkat(int folder, const char* name, int flags)
 {
     return told<int>(call("unlinkat", folder, name, [&]() -> Answer {

@@ -65,6 +65,7 @@ public:
     int open(const char* path, int flags) override;
     int openBeneath(int folder, const char* path, int flags) override;
     int openat(int folder, const char* name, int flags, mode_t mode) override;
+    int createUnnamed(int folder, mode_t mode) override;
     int close(int descriptor) override;
     int statx(int folder, const char* name, int flags, struct statx* facts) override;
     int fstatfs(int descriptor, struct statfs* facts) override;
@@ -80,6 +81,7 @@ public:
     int symlinkat(const char* target, int folder, const char* name) override;
     ssize_t readlinkat(int folder, const char* name, char* target, std::size_t size) override;
     int linkat(int folder, const char* name, int newFolder, const char* newName) override;
+    int linkUnnamed(int file, int newFolder, const char* newName) override;
     int unlinkat(int folder, const char* name, int flags) override;
     int renameat2(int folder, const char* name, int newFolder, const char* newName, unsigned flags) override;
     int fchmod(int item, mode_t mode) override;

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <cerrno>
@@ -75,6 +76,21 @@ TEST(StagingCrew, AStopLeavesNoCopyBehindAndTheNextPassFinishes)
         EXPECT_TRUE(fs::is_empty(fs::directory_iterator { home / ".Braid/staging" } -> path())) << home;
     }
     EXPECT_EQ(pair.sync().counts.created, kFiles - report.counts.created);
+    EXPECT_EQ(treeOf(pair.local()), treeOf(pair.network()));
+}
+
+TEST(StagingCrew, FewOpenFilesAreEnough)
+{
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+    HomePair pair;
+    fillWithMany(pair);
+    const rlimit few{540, usual.rlim_max}; // some copies of each batch may stay open, most may not
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    const PassReport report = pair.sync();
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_EQ(report.errors.size(), 0U);
+    EXPECT_EQ(report.counts.created, kFiles);
     EXPECT_EQ(treeOf(pair.local()), treeOf(pair.network()));
 }
 
