@@ -16,7 +16,7 @@ namespace braid
 namespace
 {
 
-constexpr std::size_t kBatchItems = 1000;
+constexpr std::size_t kBatchItems = 700;
 constexpr std::uint64_t kBatchBytes = std::uint64_t{64} << 20;
 constexpr std::size_t kCheckHomesEvery = 200; // deletions
 
