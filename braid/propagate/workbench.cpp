@@ -114,9 +114,9 @@ void Workbench::keepBackYoung(std::vector<Record>& records)
     }
     const auto young = std::stable_partition(records.begin(), records.end(),
                                              [&](const Record& record) { return !isYoung(record, clocks); });
-    mKeptBack = static_cast<std::size_t>(records.end() - young);
     mNews.records.insert(mNews.records.begin(), std::make_move_iterator(young), std::make_move_iterator(records.end()));
     records.erase(young, records.end());
+    mKeptBack = mNews.records.size(); // nothing was recorded since the flush began
 }
 
 /// Programs that watch a home may have set some before the tick was over in which the item appeared.
