@@ -70,11 +70,11 @@ public:
     /// a problem the archive still holds the state before. What was written so lately that a change now could go
     /// unnoticed for ever is kept back until the next time.
     std::optional<Problem> settle();
-    /// The same without waiting for its end: what was written up to the call before this one is durable and told when
-    /// it returns.
-    std::optional<Problem> settleBehind();
     /// The same, and nothing is kept back: waits a moment if need be.
     std::optional<Problem> settleAll();
+    /// As settle(), but leaves the flush to run on its own: when this returns, what was written before the last such
+    /// call is durable and told.
+    std::optional<Problem> settleBehind();
     bool hasMuchToSettle() const;
     /// Tells the archive, which knows all of this pass, what the pass did to the change times of other names.
     std::optional<Problem> tellOwnMoves();
