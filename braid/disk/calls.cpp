@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 
@@ -200,20 +199,6 @@ Outcome<Descriptor> createUnnamed(int folder, std::uint16_t mode)
     if (number < 0) return Problem{errno, "write a copy of it", ""};
     seam::inherit(folder, number);
     return Descriptor{number};
-}
-
-std::size_t mostOpenFiles()
-{
-    rlimit limit{};
-    return ::getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 0;
-}
-
-void allowOpenFiles(std::size_t number)
-{
-    rlimit limit{};
-    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= number) return;
-    limit.rlim_cur = std::min<rlim_t>(number, limit.rlim_max);
-    ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 void closeBehind(Descriptor&& file)

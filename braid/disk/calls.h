@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -36,11 +35,6 @@ Outcome<Descriptor> createFile(int folder, const char* name, std::uint16_t mode 
 /// A new file without a name on the folder's file system; it goes when it is closed, unless nameFile() was called for
 /// it. EOPNOTSUPP and others where there is no such thing.
 Outcome<Descriptor> createUnnamed(int folder, std::uint16_t mode);
-
-/// How many files this process may have open at once.
-std::size_t mostOpenFiles();
-/// Raises that to so many, or as far as the process may; what it starts has the same from then on.
-void allowOpenFiles(std::size_t number);
 
 /// Closes it without waiting for it: to free what a large file held whose name is gone takes a while.
 void closeBehind(Descriptor&& file);

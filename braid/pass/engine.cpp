@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "braid/disk/calls.h"
+#include "braid/disk/open_files.h"
 #include "braid/disk/seam.h"
 #include "pass_run.h"
 

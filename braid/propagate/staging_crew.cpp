@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "braid/disk/calls.h"
+#include "braid/disk/open_files.h"
 #include "braid/disk/system.h"
 
 namespace braid
