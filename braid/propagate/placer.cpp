@@ -35,6 +35,25 @@ int tolerant(int code)
     return code == EPERM || code == ENOTSUP ? 0 : code;
 }
 
+/// What waits must look like a change to the next pass, too.
+void leaveUnagreed(Entry& entry, const Entry& agreed, AttributeSet keptOut)
+{
+    // A folder's times are agreed on when it is finished, and that is no sooner than all of it.
+    if (entry.kind == Kind::Folder) keptOut |= kModifiedTime;
+    entry.unfinished = {};
+    for (const Peer peer : kPeers) {
+        Stamp& stamp = entry.stamps[peer];
+        const Stamp& before = agreed.stamps[peer];
+        const Stamp now = stamp;
+        if (keptOut & kMode) stamp.mode = before.mode;
+        if (keptOut & kModifiedTime) stamp.mtime = before.mtime;
+        if (keptOut & kExtended) stamp.attributes = before.attributes;
+        const bool waits =
+            stamp.mode != now.mode || stamp.mtime != now.mtime || stamp.attributes != now.attributes;
+        if (waits) stamp.ctime = 0;
+    }
+}
+
 } // namespace
 
 /// Durable before the item changes: should the process end in between, the next pass must not take the gap for a
@@ -303,14 +322,14 @@ int Placer::restamp(const Action& action)
     if (action.toNetwork) {
         if (int code = restampOne(action, Peer::Network, action.toNetwork)) return code;
     }
-    if (!action.isRecorded) return 0;
 
     Entry entry = action.entry;
     for (const Peer peer : kPeers) {
         const AttributeSet written = peer == Peer::Local ? action.toLocal : action.toNetwork;
-        mBench.touch(peer, folderOf(action.path));
+        if (!written) continue;
+        mBench.touchItemIn(peer, folderOf(action.path));
         const auto folder = mBench.folder(peer, folderOf(action.path));
-        if (!folder || !written) continue;
+        if (!folder) continue;
         const auto now = disk::statAt(*folder, name.c_str());
         const auto attributes = extended::hashOf(*folder, name.c_str());
         if (!now || !attributes) continue;
@@ -320,6 +339,11 @@ int Placer::restamp(const Action& action)
         const std::int64_t wanted = (written & kModifiedTime) ? action.stats[otherPeer(peer)].mtime : seen.mtime;
         if (now->kind == Kind::File && (now->size != seen.size || now->mtime != wanted)) stamp.ctime = 0;
         entry.stamps[peer] = stamp;
+    }
+    if (action.keptOut != 0) {
+        const auto agreed = mBench.archive.find(action.path);
+        if (!agreed) return 0;
+        leaveUnagreed(entry, *agreed, action.keptOut);
     }
     mBench.recordLater(action.path, entry, {action.toLocal != 0, action.toNetwork != 0});
     return 0;
@@ -385,7 +409,7 @@ int Placer::finishFolder(FolderFinish& finish)
             const auto hash = extended::hashOf(*folder, name.c_str());
             if (hash) attributes = *hash;
         }
-        mBench.touch(peer, folderOf(finish.path));
+        mBench.touchItemIn(peer, folderOf(finish.path));
         Stamp stamp = stampForWritten(*mBench.homes[peer], *after, attributes);
         // A mode that somebody set during the pass must still look like a change to the next one.
         if (!isOurs && seen.mode != after->mode) stamp.mode = finish.entry.stamps[peer].mode;

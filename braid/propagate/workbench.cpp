@@ -71,8 +71,13 @@ Outcome<int> Workbench::ensureFolder(Peer peer, std::string_view path)
 
 void Workbench::touch(Peer peer, std::string_view folder)
 {
-    mUnsynced[peer].emplace(folder);
+    touchItemIn(peer, folder);
     disturbed[peer].emplace(folder);
+}
+
+void Workbench::touchItemIn(Peer peer, std::string_view folder)
+{
+    mUnsynced[peer].emplace(folder);
 }
 
 void Workbench::recordLater(const std::string& path, const Entry& entry, PerPeer<bool> written)

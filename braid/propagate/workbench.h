@@ -58,6 +58,8 @@ public:
 
     /// The entries of `folder` change; they must be made durable before the archive learns of it.
     void touch(Peer peer, std::string_view folder);
+    /// An item in `folder` changes, but the folder itself does not.
+    void touchItemIn(Peer peer, std::string_view folder);
 
     /// What the archive is to learn once the disk holds it. `written` are the sides whose stamp tells of this pass's
     /// own work, see stampForWritten().

@@ -33,8 +33,8 @@ struct Action {
     Stat fromStat;       ///< Move only: the item at `from`.
     AttributeSet toLocal = 0;
     AttributeSet toNetwork = 0;
-    bool isRecorded = true; ///< False: something about the item was kept out, so nothing is agreed yet.
-    Entry entry;            ///< What is to be agreed on; for Delete what was.
+    AttributeSet keptOut = 0; ///< Restamp only: what was agreed on these is still what is agreed.
+    Entry entry;              ///< What is to be agreed on; for Delete what was.
     /// Copy of a file: what the target is known to hold, where that can save copying. Not kept by an ActionList.
     std::shared_ptr<const ContentDigest> known;
 };

@@ -13,7 +13,6 @@ constexpr std::size_t kBlock = std::size_t{256} * 1024;
 
 // First byte of an action: its verb in the lower four bits, and these.
 constexpr unsigned kToLocalHome = 0x10;
-constexpr unsigned kUnrecorded = 0x20;
 
 // First byte of a stat: its kind in the lower three bits, and these.
 constexpr unsigned kSparse = 0x08;
@@ -203,8 +202,7 @@ void ActionList::takeEntry(const char*& at, Action& action) const
 ActionList::Position ActionList::write(const Action& action)
 {
     mScratch.clear();
-    addByte(mScratch, static_cast<unsigned>(action.verb) | (action.target == Peer::Local ? kToLocalHome : 0) |
-                          (action.isRecorded ? 0 : kUnrecorded));
+    addByte(mScratch, static_cast<unsigned>(action.verb) | (action.target == Peer::Local ? kToLocalHome : 0));
     addNumber(mScratch, action.job);
     addNumber(mScratch, folderNumber(folderOf(action.path)));
     addText(mScratch, nameOf(action.path));
@@ -216,7 +214,10 @@ ActionList::Position ActionList::write(const Action& action)
         addText(mScratch, action.from);
         addStat(action.fromStat);
     }
-    if (action.verb == Action::Verb::Restamp) addByte(mScratch, action.toLocal | unsigned{action.toNetwork} << 4);
+    if (action.verb == Action::Verb::Restamp) {
+        addByte(mScratch, action.toLocal | unsigned{action.toNetwork} << 4);
+        addByte(mScratch, action.keptOut);
+    }
 
     if (mBlocks.empty() || mUsed + mScratch.size() > kBlock) {
         // A path may be longer than a whole block should be; then the block is as long as it must.
@@ -262,7 +263,6 @@ Action ActionList::operator[](Index index) const
     const unsigned first = takeByte(at);
     action.verb = static_cast<Action::Verb>(first & 0x0f);
     action.target = first & kToLocalHome ? Peer::Local : Peer::Network;
-    action.isRecorded = !(first & kUnrecorded);
     action.job = static_cast<std::size_t>(takeNumber(at));
     const std::string& folder = mFolders[static_cast<std::size_t>(takeNumber(at))];
     action.path = joinPath(folder, takeText(at));
@@ -278,6 +278,7 @@ Action ActionList::operator[](Index index) const
         const unsigned both = takeByte(at);
         action.toLocal = static_cast<AttributeSet>(both & 0x0f);
         action.toNetwork = static_cast<AttributeSet>(both >> 4);
+        action.keptOut = static_cast<AttributeSet>(takeByte(at));
     }
     return action;
 }

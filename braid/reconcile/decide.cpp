@@ -47,12 +47,12 @@ Decision decideAttributes(const Facts& before, const Facts& local, const Facts& 
         if (!target) continue;
         const Decision write = decideWrite(peer, options);
         if (write.step != Step::KeptOut) continue;
+        decision.keptOut |= target;
         target = 0;
-        decision.isPartial = true;
         if (write.jobEnd != JobEnd::None) decision.jobEnd = write.jobEnd;
     }
     decision.step = decision.toLocal || decision.toNetwork ? Step::Restamp : Step::KeptOut;
-    if (decision.step == Step::KeptOut) decision.isPartial = false;
+    if (decision.step == Step::KeptOut) decision.keptOut = 0;
     return decision;
 }
 

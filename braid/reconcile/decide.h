@@ -47,7 +47,7 @@ struct Decision {
     std::string_view conflict{}; ///< The kind of conflict, also where the options resolved it.
     AttributeSet toLocal = 0;    ///< Restamp: attributes that the local item takes from the network item.
     AttributeSet toNetwork = 0;
-    bool isPartial = false; ///< Restamp: some attributes were kept out, so there is nothing to agree on yet.
+    AttributeSet keptOut = 0; ///< Restamp: attributes that wait for a pass that may write there.
     JobEnd jobEnd = JobEnd::None;
 
     bool operator==(const Decision&) const = default;

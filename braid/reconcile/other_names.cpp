@@ -79,7 +79,7 @@ bool isLinkedCopy(const Action& action)
 void OtherNames::copyRatherThanRestamp()
 {
     mPlan.restamps.each([&](ActionList::Index index, Action action) {
-        if (!action.isRecorded || (action.toLocal != 0) == (action.toNetwork != 0)) return;
+        if (action.keptOut != 0 || (action.toLocal != 0) == (action.toNetwork != 0)) return;
         action.target = action.toLocal != 0 ? Peer::Local : Peer::Network;
         if (!isLinkedFile(action.stats[action.target])) return;
         action.verb = Action::Verb::Copy;

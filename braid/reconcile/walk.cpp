@@ -338,7 +338,7 @@ void Walk::planBothFolders(const std::string& path, const Place& place, std::siz
         step.step = Step::Restamp;
     }
     finish.restamped = {step.toLocal != 0, step.toNetwork != 0};
-    finish.isRecorded = step.step != Step::KeptOut && !step.isPartial;
+    finish.isRecorded = step.step != Step::KeptOut && step.keptOut == 0;
     // After an unfinished pass the archive learns of the folder when it is finished, not earlier.
     const bool isUnfinished = judgement.mustRestamp.local || judgement.mustRestamp.network;
     if (!isUnfinished || step.step == Step::Restamp) {
@@ -383,7 +383,7 @@ void Walk::planItem(const std::string& path, std::size_t job, const PerPeer<Stat
         action.verb = Action::Verb::Restamp;
         action.toLocal = decision.toLocal;
         action.toNetwork = decision.toNetwork;
-        action.isRecorded = !decision.isPartial;
+        action.keptOut = decision.keptOut;
         mPlan.restamps.add(action);
         return;
     case Step::WriteLocal:

@@ -33,7 +33,7 @@ auto fieldsOf(const Action& a)
                       a.path,
                       a.from,
                       a.toNetwork,
-                      a.isRecorded,
+                      a.keptOut,
                       facts(a.stats.network),
                       facts(a.fromStat),
                       stamp.inode,
@@ -58,7 +58,7 @@ TEST(ActionList, GivesBackWhatItGotInLittleMemory)
     all[2].verb = Action::Verb::Restamp;
     all[2].path = "a/b";
     all[2].toNetwork = kMode;
-    all[2].isRecorded = false;
+    all[2].keptOut = kExtended;
     all[3].path = "a/c";
 
     ActionList list;

@@ -155,6 +155,29 @@ TEST(ReadOnlyPeer, AFolderThatItKeepsOutLetsOtherJobsThrough)
     EXPECT_TRUE(fs::exists(pair.network() / "folder/file"));
 }
 
+TEST(ReadOnlyPeer, WhatTravelsIsAgreedOnThoughTheRestWaits)
+{
+    for (const char* name : {"file", "folder"}) {
+        SCOPED_TRACE(name);
+        HomePair pair;
+        write(pair.local() / "file", "f");
+        write(pair.local() / "folder/inside", "i");
+        pair.sync();
+        const auto sync = [&] { return writesOf(pair.sync({wholeHome(copyFrom(Peer::Network))})); };
+        fs::permissions(pair.local() / name, fs::perms::owner_all);
+        const auto kept = fs::status(pair.network() / name).permissions();
+        setAttribute(pair.network() / name, "user.a", "1");
+        EXPECT_EQ(sync(), 1U);
+        EXPECT_EQ(sync(), 0U);
+        EXPECT_EQ(fs::status(pair.network() / name).permissions(), kept);
+        setAttribute(pair.network() / name, "user.a", "2");
+        EXPECT_EQ(sync(), 1U); // nobody set the first one here
+        EXPECT_EQ(writesOf(pair.sync()), 1U);
+        EXPECT_EQ(fs::status(pair.network() / name).permissions(), fs::perms::owner_all);
+        EXPECT_EQ(differences(treeOf(pair.local()), treeOf(pair.network())), "");
+    }
+}
+
 TEST(AbortOptions, TheJobEndsBeforeItsFirstWriteAndOthersRun)
 {
     HomePair pair;

@@ -140,7 +140,7 @@ Decision met(Step step, std::string_view kind = conflicts::kModifyModify, JobEnd
 {
     return {.step = step, .conflict = kind, .jobEnd = end};
 }
-constexpr Decision kTimeComesButNotTheMode{.step = Step::Restamp, .toLocal = kModifiedTime, .isPartial = true};
+constexpr Decision kTimeComesButNotTheMode{.step = Step::Restamp, .toLocal = kModifiedTime, .keptOut = kMode};
 
 const OptionCase kOptions[] = {
     {"local wins", favor(Peer::Local), file(1), file(2), file(3), met(Step::WriteNetwork)},
@@ -152,7 +152,7 @@ const OptionCase kOptions[] = {
     {"read-only: deletions for it wait", copyFrom(Peer::Network), file(1), kNone, file(1), plain(Step::KeptOut)},
     {"read-only: it wins conflicts", copyFrom(Peer::Network), file(1), file(2), file(3), met(Step::WriteLocal)},
     {"read-only: a touched file waits", copyFrom(Peer::Network), file(1), file(1, 200), file(1), plain(Step::KeptOut)},
-    {"read-only: what may travel does, and nothing is agreed", copyFrom(Peer::Network), file(1), file(1, 100, 0600),
+    {"read-only: what may travel does, and the rest waits", copyFrom(Peer::Network), file(1), file(1, 100, 0600),
      file(1, 200), kTimeComesButNotTheMode},
     {"copy or end: its changes come", copyOrEnd(Peer::Local), file(1), file(2), file(1), plain(Step::WriteNetwork)},
     {"copy or end: a write would be needed", copyOrEnd(Peer::Local), file(1), file(1), file(2), kEndsByWrite},

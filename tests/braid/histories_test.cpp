@@ -41,7 +41,7 @@ TEST_P(Histories, OnTheRealDisk)
 /// For as long as the histories are made in the same way.
 TEST(HistoriesAgain, OfFaultsThatFewOthersShow)
 {
-    for (const std::uint64_t seed : {28'766, 1'001'204, 2'014'214, 2'100'825, 2'105'395, 2'115'131})
+    for (const std::uint64_t seed : {28'766, 1'001'204, 2'014'214, 2'100'825, 2'105'395, 2'115'131, 5'119'929})
         EXPECT_EQ(firstFailure(seed, 1, false), "");
 }
 
