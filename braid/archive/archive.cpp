@@ -255,6 +255,11 @@ Outcome<std::unique_ptr<Archive>> Archive::prepared(Outcome<std::unique_ptr<Data
 void Archive::prepareStatements()
 {
     mChildren = mDatabase->prepare((kSelectEntries + " ORDER BY name").c_str());
+    mFind = mDatabase->prepare((kSelectEntries + " AND name = ?3").c_str());
+    mMarkUnfinished = mDatabase->prepare(
+        "UPDATE item SET unfinished = unfinished | ?4 WHERE pair = ?1 AND folder = ?2 AND name = ?3");
+    mBlocks =
+        mDatabase->prepare("SELECT blocks FROM block WHERE pair = ?1 AND folder = ?2 AND name = ?3 AND whole = ?4");
     mRecord = mDatabase->prepare("INSERT OR REPLACE INTO item (pair, folder, name, kind, size, digest, unfinished,"
                                  " local_inode, local_ctime, local_mtime, local_mode, local_attributes,"
                                  " network_inode, network_ctime, network_mtime, network_mode, network_attributes)"
@@ -358,23 +363,24 @@ std::vector<NamedEntry> Archive::children(std::string_view folder)
 
 std::optional<Entry> Archive::find(std::string_view path)
 {
-    Statement find = mDatabase->prepare((kSelectEntries + " AND name = ?3").c_str());
-    find.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path));
-    if (!find.step()) return std::nullopt;
-    return entryFrom(find);
+    mFind.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path));
+    std::optional<Entry> entry;
+    if (mFind.step()) entry = entryFrom(mFind);
+    mFind.reset();
+    return entry;
 }
 
 std::vector<Digest> Archive::blocks(std::string_view path, const Digest& whole)
 {
-    Statement find =
-        mDatabase->prepare("SELECT blocks FROM block WHERE pair = ?1 AND folder = ?2 AND name = ?3 AND whole = ?4");
     const DigestBytes key = bytesOf(whole);
-    find.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path)).bindBlob(3, {key.data(), key.size()});
+    mBlocks.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path)).bindBlob(3, {key.data(), key.size()});
     std::vector<Digest> blocks;
-    if (!find.step()) return blocks;
-    const std::string_view bytes = find.blob(0);
-    blocks.resize(bytes.size() / sizeof(Digest));
-    if (!blocks.empty()) std::memcpy(blocks.data(), bytes.data(), blocks.size() * sizeof(Digest));
+    if (mBlocks.step()) {
+        const std::string_view bytes = mBlocks.blob(0);
+        blocks.resize(bytes.size() / sizeof(Digest));
+        if (!blocks.empty()) std::memcpy(blocks.data(), bytes.data(), blocks.size() * sizeof(Digest));
+    }
+    mBlocks.reset();
     return blocks;
 }
 
@@ -490,10 +496,8 @@ void Archive::replaceChangeTimes(Peer peer, const ChangeTime& now)
 
 void Archive::markUnfinished(std::string_view path, Peer peer)
 {
-    Statement mark = mDatabase->prepare(
-        "UPDATE item SET unfinished = unfinished | ?4 WHERE pair = ?1 AND folder = ?2 AND name = ?3");
-    mark.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path));
-    mark.bind(3, peer == Peer::Local ? 1 : 2).run();
+    mMarkUnfinished.bind(0, mPair).bindBlob(1, folderOf(path)).bindBlob(2, nameOf(path));
+    mMarkUnfinished.bind(3, peer == Peer::Local ? 1 : 2).run();
 }
 
 } // namespace braid

@@ -143,6 +143,9 @@ private:
     std::unique_ptr<Database> mDatabase;
     std::int64_t mPair = 0;
     Statement mChildren;
+    Statement mFind;
+    Statement mMarkUnfinished;
+    Statement mBlocks;
     Statement mRecord;
     Statement mForget;
     Statement mForgetBlocks;

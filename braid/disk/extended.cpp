@@ -3,8 +3,12 @@
 #include <fcntl.h>
 #include <xxhash.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <functional>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,9 +31,47 @@ bool isUnsupported(int code)
 }
 
 /// Who else may do what with the item, and what new items in a folder begin with.
-bool isAccessList(const std::string& key)
+bool isAccessList(std::string_view key)
 {
     return key == "system.posix_acl_access" || key == "system.posix_acl_default";
+}
+
+bool travels(std::string_view key)
+{
+    return key.starts_with("user.") || isAccessList(key);
+}
+
+/// Names with a NUL behind each.
+std::vector<std::string> separated(std::string_view names)
+{
+    std::vector<std::string> keys;
+    while (!names.empty()) {
+        keys.emplace_back(names.substr(0, names.find('\0')));
+        names.remove_prefix(std::min(names.size(), keys.back().size() + 1));
+    }
+    return keys;
+}
+
+/// Hardly any item has some, and that takes one call to find out: `list` is a call for the names. False: it has, or
+/// there was no telling.
+bool hasNone(const std::function<ssize_t(std::span<char> names)>& list)
+{
+    std::array<char, 256> names;
+    const ssize_t length = list(names);
+    if (length < 0) return isUnsupported(errno);
+    return std::ranges::none_of(separated({names.data(), static_cast<std::size_t>(length)}), travels);
+}
+
+bool hasNone(int folder, const char* name)
+{
+    return hasNone([&](std::span<char> names) {
+        return disk::system().llistxattr(folder, name, names.data(), names.size());
+    });
+}
+
+bool hasNone(int file)
+{
+    return hasNone([&](std::span<char> names) { return disk::system().flistxattr(file, names.data(), names.size()); });
 }
 
 /// The item itself, reached without following a link. Links cannot carry such attributes.
@@ -51,11 +93,8 @@ Outcome<Attributes> readAll(int item, const char* name)
     length = disk::system().flistxattr(item, names.data(), names.size());
     if (length < 0) return Problem{errno == ERANGE ? EAGAIN : errno, "read its attributes", name};
 
-    std::string_view rest{names.data(), static_cast<std::size_t>(length)};
-    while (!rest.empty()) {
-        const std::string key{rest.substr(0, rest.find('\0'))};
-        rest.remove_prefix(std::min(rest.size(), key.size() + 1));
-        if (!key.starts_with("user.") && !isAccessList(key)) continue;
+    for (const std::string& key : separated({names.data(), static_cast<std::size_t>(length)})) {
+        if (!travels(key)) continue;
         std::string value(65536, '\0'); // the kernel's largest value
         const ssize_t size = disk::system().fgetxattr(item, key.c_str(), value.data(), value.size());
         if (size < 0) {
@@ -127,6 +166,7 @@ Outcome<std::uint64_t> hashOf(int folder, const char* name)
 {
     if (int code = seam::ask(seam::Operation::Attributes, folder, name))
         return Problem{code, "read its attributes", name};
+    if (hasNone(folder, name)) return 0;
     const Descriptor item = hold(folder, name);
     if (!item) return Problem{errno, "read its attributes", name};
     const auto attributes = readAll(item.number(), name);
@@ -138,6 +178,10 @@ Outcome<std::uint64_t> copy(int sourceFolder, const char* source, int targetFold
 {
     if (int code = seam::ask(seam::Operation::Attributes, sourceFolder, source))
         return Problem{code, "read its attributes", source};
+    if (hasNone(sourceFolder, source) && hasNone(targetFolder, target)) {
+        seam::count(seam::Operation::Attributes, targetFolder);
+        return 0;
+    }
     const Descriptor from = hold(sourceFolder, source);
     if (!from) return Problem{errno, "read its attributes", source};
     const Descriptor to = hold(targetFolder, target);
@@ -151,10 +195,7 @@ Outcome<Copied> copyOpen(int sourceFile, int targetFile)
 {
     if (int code = seam::ask(seam::Operation::Attributes, sourceFile, ""))
         return Problem{code, "read its attributes", ""};
-    // Hardly any file has some; but a new one may have taken over a list from its folder.
-    const bool hasAny =
-        disk::system().flistxattr(sourceFile, nullptr, 0) != 0 || disk::system().flistxattr(targetFile, nullptr, 0) > 0;
-    if (!hasAny) return Copied{};
+    if (hasNone(sourceFile) && hasNone(targetFile)) return Copied{}; // a new one may have a list of its folder's
     return copyAll(sourceFile, targetFile, targetFile, "");
 }
 

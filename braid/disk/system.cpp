@@ -40,6 +40,17 @@ int System::clone(int, int)
     return -1;
 }
 
+ssize_t System::llistxattr(int folder, const char* name, char* names, std::size_t size)
+{
+    const int item = openat(folder, name, O_PATH | O_NOFOLLOW, 0);
+    if (item < 0) return -1;
+    const ssize_t length = flistxattr(item, names, size);
+    const int code = errno;
+    close(item);
+    errno = code;
+    return length;
+}
+
 void System::wait(std::int64_t nanoseconds)
 {
     std::this_thread::sleep_for(std::chrono::nanoseconds{nanoseconds});
@@ -146,6 +157,10 @@ public:
     {
         const ssize_t result = ::flistxattr(item, names, size);
         return result < 0 && errno == EBADF ? ::listxattr(procPath(item).c_str(), names, size) : result;
+    }
+    ssize_t llistxattr(int folder, const char* name, char* names, std::size_t size) override
+    {
+        return ::llistxattr((procPath(folder) + '/' + name).c_str(), names, size);
     }
     ssize_t fgetxattr(int item, const char* name, void* value, std::size_t size) override
     {

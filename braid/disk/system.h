@@ -66,6 +66,9 @@ public:
     virtual int fsetxattr(int item, const char* name, const void* value, std::size_t size) = 0;
     virtual int fremovexattr(int item, const char* name) = 0;
 
+    /// llistxattr(2) of an item in an open folder. Has an implementation by way of the calls above.
+    virtual ssize_t llistxattr(int folder, const char* name, char* names, std::size_t size);
+
     /// `name` null: the open file or folder itself.
     virtual int utimensat(int folder, const char* name, const std::array<timespec, 2>& times) = 0;
     /// `name` "": the open file itself.

@@ -302,8 +302,9 @@ std::optional<Problem> Propagator::handleItems(const ActionList& items)
             copied = std::move(copying.front());
             copying.pop_front();
         }
-        for (const Staged& staged : copied.copies)
-            mBench.touch(staged.action->target, folderOf(staged.action->path));
+        for (const Staged& staged : copied.copies) {
+            if (!staged.isContentThere) mBench.touchItemIn(staged.action->target, folderOf(staged.action->path));
+        }
         problem = mBench.settleBehind();
         if (!problem && goesOn()) place(flushing);
         discard(flushing); // what a stop or a problem kept from its place
