@@ -161,8 +161,8 @@ Outcome<std::unique_ptr<Database>> openForWriting(const std::string& file)
     (*database)->execute("PRAGMA journal_mode=WAL");
     // Every agreement must be on the disk before the pass relies on it.
     (*database)->execute("PRAGMA synchronous=FULL");
-    // A pass goes through it folder by folder: half of what SQLite takes by itself serves as well.
-    (*database)->execute("PRAGMA cache_size=-1000");
+    // A pass goes through it folder by folder: a third of what SQLite takes by itself serves as well.
+    (*database)->execute("PRAGMA cache_size=-600");
     if (layoutOf(**database) == 0 || lacksTables(**database)) {
         (*database)->execute("BEGIN IMMEDIATE");
         (*database)->execute(kSchema);

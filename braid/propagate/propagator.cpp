@@ -1,5 +1,6 @@
 #include "propagator.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <deque>
 
@@ -16,7 +17,7 @@ namespace braid
 namespace
 {
 
-constexpr std::size_t kBatchItems = 700;
+constexpr std::size_t kBatchItems = 900; // a few hundred bytes each, and an open file
 constexpr std::uint64_t kBatchBytes = std::uint64_t{64} << 20;
 constexpr std::size_t kCheckHomesEvery = 200; // deletions
 
@@ -28,7 +29,7 @@ bool failsAtSource(const Problem& problem)
 /// Copies that are made together, and what came of them.
 struct Batch {
     std::vector<Action> actions;
-    std::vector<Staged> copies;
+    std::vector<StagingCrew::Result> copies; ///< Of the first so many; empty once they were put in place.
 };
 
 class Propagator
@@ -215,7 +216,9 @@ std::optional<Problem> Propagator::makeFolders()
 /// Puts copies in place that are durable.
 void Propagator::place(Batch& batch)
 {
-    for (Staged& staged : batch.copies) {
+    for (StagingCrew::Result& copy : batch.copies) {
+        if (!copy || !*copy) continue;
+        Staged& staged = **copy;
         const Action& action = *staged.action;
         const bool isNew = !action.stats[action.target].exists();
         const int code = staged.isContentThere ? mPlacer.restampTouched(staged) : mPlacer.place(staged);
@@ -232,8 +235,9 @@ void Propagator::place(Batch& batch)
 
 void Propagator::discard(Batch& batch)
 {
-    for (const Staged& staged : batch.copies)
-        mCrew.discard(staged);
+    for (const StagingCrew::Result& copy : batch.copies) {
+        if (copy && *copy) mCrew.discard(**copy);
+    }
     batch.copies.clear();
 }
 
@@ -252,6 +256,7 @@ void Propagator::failedToStage(const Action& action, const Problem& problem)
 std::vector<Action> Propagator::nextBatch(const ActionList& items, ActionList::Index& at)
 {
     std::vector<Action> batch;
+    batch.reserve(std::min(kBatchItems, items.size() - at));
     std::uint64_t bytes = 0;
     for (; at < items.size() && batch.size() < kBatchItems && bytes < kBatchBytes && goesOn(); ++at) {
         if (items.isDropped(at)) continue;
@@ -270,20 +275,20 @@ std::vector<Action> Propagator::nextBatch(const ActionList& items, ActionList::I
 
 void Propagator::takeStaged(Batch& batch)
 {
-    std::vector<StagingCrew::Result> results = mCrew.finish();
-    for (std::size_t i = 0; i < results.size(); ++i) {
-        auto& result = results[i];
-        if (!result) continue;
-        auto& staged = *result;
-        if (staged) {
-            batch.copies.push_back(std::move(*staged));
-        } else if (!mBench.isStopped()) {
-            failedToStage(batch.actions[i], staged.problem());
+    batch.copies = mCrew.finish();
+    for (std::size_t i = 0; i < batch.copies.size(); ++i) {
+        const StagingCrew::Result& copy = batch.copies[i];
+        if (!copy) continue;
+        const Action& action = batch.actions[i];
+        if (!*copy) {
+            if (!mBench.isStopped()) failedToStage(action, copy->problem());
+        } else if (!(*copy)->isContentThere) {
+            mBench.touchItemIn(action.target, folderOf(action.path));
         }
     }
 }
 
-/// While the crew makes the copies of two batches, those of the batch before are made durable, and those of the batch
+/// While the crew makes the copies of some batches, those of the batch before are made durable, and those of the batch
 /// before that, which are, put in place.
 std::optional<Problem> Propagator::handleItems(const ActionList& items)
 {
@@ -301,9 +306,6 @@ std::optional<Problem> Propagator::handleItems(const ActionList& items)
             takeStaged(copying.front());
             copied = std::move(copying.front());
             copying.pop_front();
-        }
-        for (const Staged& staged : copied.copies) {
-            if (!staged.isContentThere) mBench.touchItemIn(staged.action->target, folderOf(staged.action->path));
         }
         problem = mBench.settleBehind();
         if (!problem && goesOn()) place(flushing);

@@ -18,7 +18,7 @@ public:
     /// Absent: nobody began with it, because a stop was asked for.
     using Result = std::optional<Outcome<Staged>>;
     /// That may be handed out at once, so that the threads go on while the caller sees to the first of them.
-    static constexpr std::size_t kBatches = 2;
+    static constexpr std::size_t kBatches = 3;
 
     explicit StagingCrew(Workbench& bench);
     ~StagingCrew(); ///< As discardAll().
