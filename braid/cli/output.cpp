@@ -101,6 +101,9 @@ json::Object jsonObject(const PassReport& report, bool dryRun)
     json::Object object;
     object.addNumber("result", report.result);
     if (report.result != kPassSucceeded) object.addText("reason", report.reason);
+    for (const JobStatus& status : report.jobStatus) {
+        if (!status.name.empty()) object.addText("jobEnd", status.name).addText("reason", status.reason);
+    }
     if (dryRun) object.add("dryRun", "true");
     object.addNumber("created", counts.created)
         .addNumber("updated", counts.updated)

@@ -95,8 +95,10 @@ TEST(CommandLine, JsonStaysJsonWhateverTheNames)
     report.conflicts.push_back({"quote\" back\\slash\nline\x01", "modify/modify"});
     report.errors.push_back({"caf\xc3\xa9/\xff", "In words."});
     report.networkOps = {{"list", 2}, {"stat", 7}};
+    report.jobStatus = {{"AnEnd", "Why."}};
     EXPECT_EQ(jsonReport(report, false),
-              "{\"result\": 0, \"created\": 1, \"updated\": 2, \"deleted\": 3, \"renamed\": 4, \"bytes\": 5, "
+              "{\"result\": 0, \"jobEnd\": \"AnEnd\", \"reason\": \"Why.\", "
+              "\"created\": 1, \"updated\": 2, \"deleted\": 3, \"renamed\": 4, \"bytes\": 5, "
               "\"conflicts\": [{\"path\": \"quote\\\" back\\\\slash\\nline\\u0001\", \"kind\": \"modify/modify\"}], "
               "\"errors\": [{\"path\": \"caf\xc3\xa9/\\\\xFF\", \"message\": \"In words.\"}], \"skipped\": [], "
               "\"seconds\": 0.000000, "
