@@ -3,7 +3,9 @@
 It runs in a mount namespace of its own, where that user is in the account files and nobody sees the mounts.
 """
 
+import contextlib
 import os
+import random
 import shutil
 import socket
 import subprocess
@@ -39,13 +41,22 @@ def lend(folder, database, line):
     subprocess.run(["mount", "--bind", copy, database], check=True)
 
 
+def free_port():
+    """Below those that the system gives to connections, of which one could take it before the server does."""
+    for port in random.sample(range(20_000, 30_000), 100):
+        with socket.socket() as probe:
+            probe.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+            with contextlib.suppress(OSError):
+                probe.bind(("127.0.0.1", port))
+                return port
+    raise AssertionError("no port is free")
+
+
 class Server:
     def __init__(self, folder, share):
         self.folder = folder
         folder.mkdir()
-        with socket.socket() as free:
-            free.bind(("127.0.0.1", 0))
-            self.port = free.getsockname()[1]
+        self.port = free_port()
         self.url = f"sftp://sharer@127.0.0.1:{self.port}{urllib.parse.quote(str(share))}"
         subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", folder / "key"], check=True)
         secret = subprocess.run(
@@ -119,7 +130,7 @@ class HomeOnAServer(unittest.TestCase):
 
     def assert_nothing_is_mounted(self):
         volumes = self.world.root / "Volumes"
-        wait_for(lambda: os.listdir(volumes) == [".lobby"], 10, "the end of the mount:\n" + self.lobby_log())
+        wait_for(lambda: [path.name for path in volumes.glob("*")] == [".lobby"], 10, "the end of the mount:\n" + self.lobby_log())
         self.assertNotIn(str(self.world.root), Path("/proc/self/mountinfo").read_text())
 
     def login(self, password):
