@@ -354,6 +354,7 @@ void Archive::clearEntries()
 std::vector<NamedEntry> Archive::children(std::string_view folder)
 {
     std::vector<NamedEntry> entries;
+    entries.reserve(32); // more than most folders hold
     mChildren.bind(0, mPair).bindBlob(1, folder);
     while (mChildren.step())
         entries.push_back({std::string{mChildren.blob(0)}, entryFrom(mChildren)});

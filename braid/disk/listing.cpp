@@ -49,6 +49,7 @@ Listing listFolder(int root, std::uint64_t device, const std::string& path,
         return fail(code);
     std::vector<std::string> names;
     if (disk::system().listNames(folder->number(), names) < 0) return fail(errno);
+    std::ranges::sort(names);
     listing.items.reserve(names.size());
     for (std::string& name : names) {
         if (neverSyncs(name)) {
@@ -57,7 +58,6 @@ Listing listFolder(int root, std::uint64_t device, const std::string& path,
             listing.items.push_back({std::move(name), {}, 0});
         }
     }
-    std::ranges::sort(listing.items, {}, &Listing::Item::name);
     lookAtAll(folder->number(), listing.items);
     for (Listing::Item& item : listing.items) {
         if (item.stat.kind == Kind::Folder && item.stat.device != device) item.stat.kind = Kind::Other;

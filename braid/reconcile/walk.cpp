@@ -36,6 +36,17 @@ std::shared_ptr<const Whereabouts> whereabouts(const std::string& folder, const 
     return std::make_shared<const Whereabouts>(std::move(where));
 }
 
+/// Nobody was at it since both sides agreed: there is nothing to decide, whatever the jobs say.
+bool isAsAgreed(const Row& row)
+{
+    const Entry* entry = row.entry;
+    if (!entry || entry->kind == Kind::Folder || entry->unfinished.local || entry->unfinished.network) return false;
+    return row.isSpelledAlike() && std::ranges::all_of(kPeers, [&](Peer peer) {
+               const Listing::Item* item = row.items[peer];
+               return item && item->error == 0 && stillLooksLike(item->stat, *entry, peer);
+           });
+}
+
 class Walk
 {
 public:
@@ -222,6 +233,7 @@ bool Walk::passesBy(const FolderTask& task, const std::string& path, const Row& 
 
 void Walk::mergeItem(const FolderTask& task, FolderPair& folder, const Row& row)
 {
+    if (isAsAgreed(row)) return;
     const std::string path = joinPath(task.path, *row.name);
     PerPeer<Stat> stats;
     for (const Peer peer : kPeers) {
