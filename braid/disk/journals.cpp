@@ -33,21 +33,27 @@ std::uint32_t number(std::string_view bytes, std::size_t at)
     return value;
 }
 
-std::string beginningOf(int folder, const char* name, std::size_t length)
+/// "" where there is no such file.
+Outcome<std::string> beginningOf(int folder, const std::string& name, std::size_t length)
 {
-    const auto file = disk::openFile(folder, name);
-    if (!file) return {};
-    const auto text = disk::readSmall(file->number(), length);
-    return text ? *text : std::string{};
+    const auto file = disk::openFile(folder, name.c_str());
+    if (!file && file.problem().code == ENOENT) return std::string{};
+    if (!file) return file.problem();
+    return disk::readSmall(file->number(), length);
 }
 
 /// As a name of its own, or of a journal whose database was never written to.
+/// What cannot be read may be one, and its journals must not travel alone.
 bool isDatabase(int folder, const Listing::Item& item)
 {
-    if (item.stat.size > 0) return isDatabaseStart(beginningOf(folder, item.name.c_str(), kDatabaseStart.size()));
-    const std::string log = beginningOf(folder, (item.name + std::string{kLog}).c_str(), 4);
-    if (log.size() == 4 && (number(log, 0) | 1) == (kLogMagic | 1)) return true;
-    return beginningOf(folder, (item.name + std::string{kRollback}).c_str(), kRollbackStart.size()) == kRollbackStart;
+    if (item.stat.size > 0) {
+        const auto start = beginningOf(folder, item.name, kDatabaseStart.size());
+        return !start || isDatabaseStart(*start);
+    }
+    const auto log = beginningOf(folder, item.name + std::string{kLog}, 4);
+    if (!log || (log->size() == 4 && (number(*log, 0) | 1) == (kLogMagic | 1))) return true;
+    const auto journal = beginningOf(folder, item.name + std::string{kRollback}, kRollbackStart.size());
+    return !journal || *journal == kRollbackStart;
 }
 
 /// A journal that is empty, or an index, which SQLite makes anew, says nothing about the content.
@@ -66,12 +72,16 @@ class LogReader
 public:
     explicit LogReader(const Descriptor& file) : mFile(file) {}
 
-    /// False: this is no log that holds anything.
+    /// False: this is no log that holds anything, or problem().
     bool begin()
     {
         std::string header(32, '\0');
         mSum = {};
-        if (disk::system().lseek(mFile.number(), 0, SEEK_SET) < 0 || !readAll(header)) return false;
+        if (disk::system().lseek(mFile.number(), 0, SEEK_SET) < 0) {
+            mProblem = errno;
+            return false;
+        }
+        if (!readAll(header)) return false;
         const std::uint32_t magic = number(header, 0);
         if ((magic | 1) != (kLogMagic | 1)) return false;
         mIsBigEndian = (magic & 1) != 0;
@@ -82,7 +92,7 @@ public:
         mFrame.resize(24 + mPageSize);
         return isSum(header, 24);
     }
-    /// False: no further frame that belongs to this log.
+    /// False: no further frame that belongs to this log, or problem().
     bool next()
     {
         if (!readAll(mFrame) || mFrame.compare(8, 8, mSalts) != 0) return false;
@@ -91,18 +101,21 @@ public:
         return isSum(mFrame, 16);
     }
 
+    int problem() const { return mProblem; } ///< An errno value: there may be more in the log than was read.
     std::uint32_t pageSize() const { return mPageSize; }
     std::uint32_t pageNumber() const { return number(mFrame, 0); }
     std::uint32_t pagesAfterCommit() const { return number(mFrame, 4); } ///< 0: the transaction goes on.
     std::string_view page() const { return std::string_view{mFrame}.substr(24); }
 
 private:
-    bool readAll(std::string& bytes) const
+    bool readAll(std::string& bytes)
     {
         std::size_t have = 0;
         while (have < bytes.size()) {
-            if (seam::ask(seam::Operation::Read, mFile.number(), "") != 0) return false;
+            if ((mProblem = seam::ask(seam::Operation::Read, mFile.number(), "")) != 0) return false;
             const ssize_t got = disk::system().read(mFile.number(), bytes.data() + have, bytes.size() - have);
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) mProblem = errno;
             if (got <= 0) return false;
             have += static_cast<std::size_t>(got);
         }
@@ -130,6 +143,7 @@ private:
     std::string mSalts;
     std::string mFrame;
     std::array<std::uint32_t, 2> mSum{};
+    int mProblem = 0;
 };
 
 int writeAt(int file, std::int64_t offset, std::string_view bytes)
@@ -157,7 +171,9 @@ void join(int folder, std::vector<Listing::Item>& items)
         const auto database =
             std::ranges::lower_bound(items, name.substr(0, name.size() - suffix->size()), {}, &Listing::Item::name);
         if (database == items.end() || database->name.size() + suffix->size() != name.size()) continue;
-        if (!name.starts_with(database->name) || database->stat.kind != Kind::File) continue;
+        if (!name.starts_with(database->name)) continue;
+        if (database->error != 0) items[at].error = database->error; // perhaps its journal: that must not travel alone
+        if (database->stat.kind != Kind::File) continue;
         if (database->stat.journals == Journals::None && !isDatabase(folder, *database)) continue;
         add(database->stat, *suffix, items[at].stat);
         joined.push_back(at);
@@ -199,18 +215,23 @@ bool areBeside(int folder, const char* name)
     });
 }
 
+int checkNotInTransaction(int folder, const std::string& name)
+{
+    const auto journal = beginningOf(folder, name + std::string{kRollback}, kRollbackStart.size());
+    if (!journal) return journal.problem().code;
+    return *journal == kRollbackStart ? EBUSY : 0;
+}
+
 int takeIn(int folder, const char* name, const Descriptor& copy)
 {
     const std::string base = name;
-    if (beginningOf(folder, (base + std::string{kRollback}).c_str(), kRollbackStart.size()) == kRollbackStart) {
-        return EBUSY;
-    }
+    if (int code = checkNotInTransaction(folder, base)) return code;
     const auto log = disk::openFile(folder, (base + std::string{kLog}).c_str());
     if (!log) return log.problem().code == ENOENT ? 0 : log.problem().code;
 
     // What follows the last commit never happened.
     LogReader reader{*log};
-    if (!reader.begin()) return 0;
+    if (!reader.begin()) return reader.problem();
     std::size_t committed = 0;
     std::uint32_t pages = 0;
     for (std::size_t frame = 1; reader.next(); ++frame) {
@@ -218,6 +239,7 @@ int takeIn(int folder, const char* name, const Descriptor& copy)
         committed = frame;
         pages = reader.pagesAfterCommit();
     }
+    if (reader.problem() != 0) return reader.problem();
     if (committed == 0) return 0;
     if (!reader.begin()) return EAGAIN;
     for (std::size_t frame = 0; frame < committed; ++frame) {

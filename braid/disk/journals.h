@@ -26,6 +26,9 @@ bool areBeside(int folder, const char* name);
 /// The names of those that may lie beside the item.
 std::vector<std::string> namesBeside(const std::string& name);
 
+/// EBUSY: without its journal the database is damaged, and neither it nor that may be moved. 0 or an errno value.
+int checkNotInTransaction(int folder, const std::string& name);
+
 /// Brings what the database's write-ahead log holds into `copy`, a copy of the database itself, as SQLite does when it
 /// opens it. 0 or an errno value; EBUSY in the middle of a transaction.
 int takeIn(int folder, const char* name, const Descriptor& copy);

@@ -91,6 +91,7 @@ int Placer::putOver(const Staged& staged, int folder, const char* name)
     Stat seen = mBench.asLeft(action.target, action.stats[action.target]);
     if (int code = checkUnchanged(folder, name, seen)) return code;
     if (seen.journals != Journals::None) {
+        if (int code = journals::checkNotInTransaction(folder, name)) return code;
         // Without this the gap until the new version lies there would look like somebody's work.
         if (int code = markUnfinished(action.path, action.target)) return code;
         if (int code = trashJournals(action, folder, seen)) return code;
@@ -276,6 +277,7 @@ int Placer::remove(const Action& action)
     mBench.touch(target, above);
     Stat file = seen;
     if (seen.journals != Journals::None) {
+        if (int code = journals::checkNotInTransaction(*folder, name)) return code;
         if (int code = trashJournals(action, *folder, file)) return code;
     }
     return keepInTrash(target, *folder, name.c_str(), action.path, file);

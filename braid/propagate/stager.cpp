@@ -122,6 +122,8 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
     if (int code = finish(staged, disk::statOf(copy->number()), source, *attributes)) {
         return fail({code, "write a copy of it", action.path});
     }
+    // It was quiet for so long that a change from now on shows in its times. Its log keeps it from being read again.
+    if (staged.isDatabase) staged.entry.stamps[otherPeer(action.target)].ctime = source.ctime;
     if (home.flushesEachFile()) {
         if (int code = disk::syncFile(copy->number())) return fail({code, "write a copy of it", action.path});
     }
@@ -134,8 +136,12 @@ int Stager::completeDatabase(const Action& action, int sourceFolder, const Stat&
                              ContentDigest& content)
 {
     const Home& home = *mBench.homes[otherPeer(action.target)];
-    // A change within the file system's step of the one before would not show in the times.
-    if (home.now() - std::max(source.mtime, source.ctime) < kQuiet) return EBUSY;
+    // A change within the file system's step of the one before would not show in the times. People set the mtime, too,
+    // but hardly ever to this very moment.
+    const std::int64_t now = home.now();
+    const std::int64_t since = now - (kQuiet - kTick);
+    if (isYoungChange(source.ctime, since)) return EBUSY;
+    if (source.mtime <= now && isYoungChange(source.mtime, since)) return EBUSY;
     const std::string name{nameOf(action.path)};
     if (source.journals == Journals::None) return journals::areBeside(sourceFolder, name.c_str()) ? EBUSY : 0;
     if (source.journals == Journals::Idle) return 0;

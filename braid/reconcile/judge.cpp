@@ -232,11 +232,16 @@ Judgement Judge::run(const Entry* entry)
     const Peer shown = mStats.local.exists() ? Peer::Local : Peer::Network;
     agreed.kind = mStats[shown].kind;
     agreed.size = mStats[shown].size;
+    // A database has another size once its log is taken in, as it was where it was copied to.
+    const bool hasLog = mStats[shown].journals == Journals::Live;
+    if (hasLog && mEntry && mDoubt[shown] == Doubt::Same) agreed.size = mEntry->size;
     if (mDigest[shown]) agreed.digest = mDigest[shown];
     if (!agreed.digest && mEntry && mDoubt[shown] == Doubt::Same) agreed.digest = mEntry->digest;
     for (const Peer peer : kPeers) {
         if (!mStats[peer].exists()) continue;
-        agreed.stamps[peer] = stampFor(*mHomes[peer], mStats[peer], mAttributes[peer]);
+        const bool isTrusted = mEntry && stillLooksLike(mStats[peer], *mEntry, peer); // and stays so
+        agreed.stamps[peer] =
+            isTrusted ? mEntry->stamps[peer] : stampFor(*mHomes[peer], mStats[peer], mAttributes[peer]);
     }
     return mResult;
 }
