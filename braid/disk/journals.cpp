@@ -43,17 +43,19 @@ Outcome<std::string> beginningOf(int folder, const std::string& name, std::size_
 }
 
 /// As a name of its own, or of a journal whose database was never written to.
-/// What cannot be read may be one, and its journals must not travel alone.
-bool isDatabase(int folder, const Listing::Item& item)
+Outcome<bool> isDatabase(int folder, const Listing::Item& item)
 {
     if (item.stat.size > 0) {
         const auto start = beginningOf(folder, item.name, kDatabaseStart.size());
-        return !start || isDatabaseStart(*start);
+        if (!start) return start.problem();
+        return isDatabaseStart(*start);
     }
     const auto log = beginningOf(folder, item.name + std::string{kLog}, 4);
-    if (!log || (log->size() == 4 && (number(*log, 0) | 1) == (kLogMagic | 1))) return true;
+    if (!log) return log.problem();
+    if (log->size() == 4 && (number(*log, 0) | 1) == (kLogMagic | 1)) return true;
     const auto journal = beginningOf(folder, item.name + std::string{kRollback}, kRollbackStart.size());
-    return !journal || *journal == kRollbackStart;
+    if (!journal) return journal.problem();
+    return *journal == kRollbackStart;
 }
 
 /// A journal that is empty, or an index, which SQLite makes anew, says nothing about the content.
@@ -172,9 +174,14 @@ void join(int folder, std::vector<Listing::Item>& items)
             std::ranges::lower_bound(items, name.substr(0, name.size() - suffix->size()), {}, &Listing::Item::name);
         if (database == items.end() || database->name.size() + suffix->size() != name.size()) continue;
         if (!name.starts_with(database->name)) continue;
-        if (database->error != 0) items[at].error = database->error; // perhaps its journal: that must not travel alone
+        // A journal of what may be a database must not travel alone, and an item of its own is not gone.
+        if (database->error != 0) items[at].error = database->error;
         if (database->stat.kind != Kind::File) continue;
-        if (database->stat.journals == Journals::None && !isDatabase(folder, *database)) continue;
+        if (database->stat.journals == Journals::None) {
+            const auto is = isDatabase(folder, *database);
+            if (!is) items[at].error = is.problem().code;
+            if (!is || !*is) continue;
+        }
         add(database->stat, *suffix, items[at].stat);
         joined.push_back(at);
     }

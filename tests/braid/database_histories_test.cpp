@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <algorithm>
 #include <array>
@@ -9,6 +8,7 @@
 #include "histories.h"
 #include "history_world.h"
 #include "home_view.h"
+#include "sqlite_use.h"
 
 /// Programs write to SQLite databases in both homes while passes come and go, and are struck.
 namespace braid::sim
@@ -20,34 +20,6 @@ using Failure = std::optional<std::string>;
 
 constexpr auto kPaths = std::to_array<const char*>({"a.db", "f/b.db"});
 constexpr const char* kTorn = "torn";
-
-struct Closer {
-    void operator()(sqlite3* handle) const { sqlite3_close(handle); }
-};
-using Connection = std::unique_ptr<sqlite3, Closer>;
-
-Connection opened(const std::string& file)
-{
-    sqlite3* handle = nullptr;
-    sqlite3_open(file.c_str(), &handle);
-    return Connection{handle};
-}
-
-bool execute(const Connection& database, const std::string& text)
-{
-    return sqlite3_exec(database.get(), text.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
-}
-
-std::string answer(const Connection& database, const char* question)
-{
-    std::string text;
-    const auto take = [](void* into, int, char** columns, char**) {
-        *static_cast<std::string*>(into) += columns[0] ? columns[0] : "";
-        return 0;
-    };
-    const bool isAnswered = sqlite3_exec(database.get(), question, take, &text, nullptr) == SQLITE_OK;
-    return isAnswered ? text : kTorn;
-}
 
 /// How a program leaves a database.
 enum class Manner { Closed, WithItsLog, WithoutLog, InATransaction };
@@ -320,6 +292,29 @@ std::string DatabaseRun::failure()
     }
     if (!failure) failure = lastPass();
     return failure ? "seed " + std::to_string(mHistory.seed) + ": " + *failure + "\n" + mSteps.str() : "";
+}
+
+TEST(DatabaseHistories, WhatIsNamedLikeAJournalIsNotGoneWhereItsDatabaseCannotBeRead)
+{
+    const History history;
+    const auto world = World::make(history);
+    PassSettings settings;
+    settings.localHome = world->home(0);
+    settings.networkHome = world->home(1);
+    settings.jobs.resize(1);
+    const auto person = [&](const Step& step) {
+        const auto doing = world->person();
+        carryOut(step, world->home(0));
+        world->settle();
+        world->wait(10'000'000'000);
+    };
+    person({.verb = Step::Verb::Write, .path = "diary", .number = 1});
+    person({.verb = Step::Verb::Write, .path = "diary-journal", .number = 2});
+    EXPECT_EQ(world->pass(settings, {}).counts.created, 2U);
+    person({.verb = Step::Verb::SetMode, .path = "diary", .number = 0});
+    EXPECT_EQ(world->pass(settings, {}).counts.deleted, 0U);
+    const auto looking = world->person();
+    EXPECT_TRUE(viewOf(world->home(1)).contains("diary-journal"));
 }
 
 TEST(DatabaseHistories, AreNeverTornAndLoseNoVersion)

@@ -1,14 +1,13 @@
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <atomic>
 #include <chrono>
 #include <fstream>
-#include <memory>
 #include <random>
 #include <thread>
 
 #include "home_pair.h"
+#include "sqlite_use.h"
 
 /// SQLite databases that programs have open while they are synced.
 namespace braid
@@ -17,34 +16,6 @@ namespace
 {
 
 namespace fs = std::filesystem;
-
-struct Closer {
-    void operator()(sqlite3* handle) const { sqlite3_close(handle); }
-};
-using Connection = std::unique_ptr<sqlite3, Closer>;
-
-Connection opened(const fs::path& file)
-{
-    sqlite3* handle = nullptr;
-    sqlite3_open(file.c_str(), &handle);
-    return Connection{handle};
-}
-
-bool execute(const Connection& database, const std::string& text)
-{
-    return sqlite3_exec(database.get(), text.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
-}
-
-std::string answer(const Connection& database, const char* question)
-{
-    std::string text;
-    const auto take = [](void* into, int, char** columns, char**) {
-        *static_cast<std::string*>(into) += columns[0] ? columns[0] : "null";
-        return 0;
-    };
-    sqlite3_exec(database.get(), question, take, &text, nullptr);
-    return text;
-}
 
 constexpr const char* kTotal = "SELECT sum(amount) FROM account";
 
