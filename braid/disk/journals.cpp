@@ -33,13 +33,14 @@ std::uint32_t number(std::string_view bytes, std::size_t at)
     return value;
 }
 
-/// "" where there is no such file.
+/// "" where nothing, a link or a folder has the name.
 Outcome<std::string> beginningOf(int folder, const std::string& name, std::size_t length)
 {
     const auto file = disk::openFile(folder, name.c_str());
-    if (!file && file.problem().code == ENOENT) return std::string{};
-    if (!file) return file.problem();
-    return disk::readSmall(file->number(), length);
+    const auto text = file ? disk::readSmall(file->number(), length) : Outcome<std::string>{file.problem()};
+    const bool isNoFile =
+        !text && (text.problem().code == ENOENT || text.problem().code == ELOOP || text.problem().code == EISDIR);
+    return isNoFile ? Outcome<std::string>{std::string{}} : text;
 }
 
 /// As a name of its own, or of a journal whose database was never written to.

@@ -29,7 +29,7 @@ bool failsAtSource(const Problem& problem)
 /// Copies that are made together, and what came of them.
 struct Batch {
     std::vector<Action> actions;
-    std::vector<StagingCrew::Result> copies; ///< Of the first so many; empty once they were put in place.
+    std::vector<StagingCrew::Result> copies; ///< One for each action; none before they are made and once in place.
 };
 
 class Propagator

@@ -60,6 +60,7 @@ private:
     const Entry* mEntry = nullptr;
     Judgement mResult;
     PerPeer<Doubt> mDoubt;
+    PerPeer<bool> mIsAsStamped; // without a look at its content
     PerPeer<std::uint64_t> mAttributes;
     PerPeer<std::optional<Digest>> mDigest;
 };
@@ -101,6 +102,7 @@ bool Judge::judgeAttributes(Peer peer)
         facts = mResult.before;
         mAttributes[peer] = mEntry->stamps[peer].attributes;
         mDoubt[peer] = Doubt::Same;
+        mIsAsStamped[peer] = true;
         return true;
     }
     mResult.stampsMoved = true;
@@ -239,9 +241,9 @@ Judgement Judge::run(const Entry* entry)
     if (!agreed.digest && mEntry && mDoubt[shown] == Doubt::Same) agreed.digest = mEntry->digest;
     for (const Peer peer : kPeers) {
         if (!mStats[peer].exists()) continue;
-        const bool isTrusted = mEntry && stillLooksLike(mStats[peer], *mEntry, peer); // and stays so
+        // A stamp that was trusted stays so, however lately the item had changed when this pass began.
         agreed.stamps[peer] =
-            isTrusted ? mEntry->stamps[peer] : stampFor(*mHomes[peer], mStats[peer], mAttributes[peer]);
+            mIsAsStamped[peer] ? mEntry->stamps[peer] : stampFor(*mHomes[peer], mStats[peer], mAttributes[peer]);
     }
     return mResult;
 }

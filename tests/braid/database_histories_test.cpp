@@ -319,11 +319,9 @@ TEST(DatabaseHistories, WhatIsNamedLikeAJournalIsNotGoneWhereItsDatabaseCannotBe
 
 TEST(DatabaseHistories, AreNeverTornAndLoseNoVersion)
 {
-    const char* first = std::getenv("BRAID_SEED");
-    const char* count = std::getenv("BRAID_HISTORIES");
-    const std::uint64_t from = first ? std::strtoull(first, nullptr, 10) : 1;
-    const std::uint64_t end = from + (count ? std::strtoull(count, nullptr, 10) : 600);
-    for (std::uint64_t seed = from; seed < end; ++seed)
+    const std::uint64_t first = setting("BRAID_SEED", 1);
+    const std::uint64_t end = first + setting("BRAID_HISTORIES", 600);
+    for (std::uint64_t seed = first; seed < end; ++seed)
         ASSERT_EQ(DatabaseRun{seed}.failure(), "");
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <sstream>
 
 namespace braid::sim
@@ -269,6 +270,12 @@ std::string report(const History& history, const std::string& failure)
     const History shorter = shrunk(history);
     return "seed " + std::to_string(history.seed) + ": " + failure + "\nshrunk to " +
            std::to_string(shorter.steps.size()) + " steps:\n" + words(shorter) + failureOf(shorter).value_or("?");
+}
+
+std::uint64_t setting(const char* name, std::uint64_t otherwise)
+{
+    const char* text = std::getenv(name);
+    return text ? std::strtoull(text, nullptr, 10) : otherwise;
 }
 
 std::string firstFailure(std::uint64_t from, std::uint64_t count, bool isReal)

@@ -74,6 +74,9 @@ History shrunk(History history);
 /// The failure with the shortest history that shows it, for a person.
 std::string report(const History& history, const std::string& failure);
 
+/// `name` from the environment, to replay one seed or to run for longer.
+std::uint64_t setting(const char* name, std::uint64_t otherwise);
+
 /// "" or everything to know of the first failure among the histories with these seeds.
 std::string firstFailure(std::uint64_t from, std::uint64_t count, bool isReal);
 

@@ -1,20 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "histories.h"
 
 namespace braid::sim
 {
 namespace
 {
-
-/// `name` from the environment, to replay one seed or to run for longer.
-std::uint64_t setting(const char* name, std::uint64_t otherwise)
-{
-    const char* text = std::getenv(name);
-    return text ? std::strtoull(text, nullptr, 10) : otherwise;
-}
 
 constexpr std::uint64_t kShards = 8; // run side by side
 

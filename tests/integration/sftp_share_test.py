@@ -130,7 +130,8 @@ class HomeOnAServer(unittest.TestCase):
 
     def assert_nothing_is_mounted(self):
         volumes = self.world.root / "Volumes"
-        wait_for(lambda: [path.name for path in volumes.glob("*")] == [".lobby"], 10, "the end of the mount:\n" + self.lobby_log())
+        is_empty = lambda: [path.name for path in volumes.glob("*")] == [".lobby"]
+        wait_for(is_empty, 10, "the end of the mount:\n" + self.lobby_log())
         self.assertNotIn(str(self.world.root), Path("/proc/self/mountinfo").read_text())
 
     def login(self, password):
