@@ -132,16 +132,21 @@ Outcome<Descriptor> Trash::ownFolder(std::string_view homeFolder)
     return disk::openFolder(parent->number(), name);
 }
 
-int Trash::keep(int folder, const char* name, std::string_view homePath, const Stat& seen, Stat* kept)
+int Trash::keep(int folder, const char* name, std::string_view homePath, const Stat& seen, Kept* kept)
 {
     const std::string homeFolder{folderOf(homePath)};
     if (!mLast || homeFolder != mLastFolder) {
-        auto opened = ownFolder(homeFolder);
+        std::string place = homeFolder;
+        auto opened = ownFolder(place);
         // A version of another kind lies in the way: keep this one at the top, under its name alone.
-        if (!opened && (opened.problem().code == ENOTDIR || opened.problem().code == ELOOP)) opened = ownFolder("");
+        if (!opened && (opened.problem().code == ENOTDIR || opened.problem().code == ELOOP)) {
+            place.clear();
+            opened = ownFolder(place);
+        }
         if (!opened) return opened.problem().code;
         mLast = std::move(*opened);
         mLastFolder = homeFolder;
+        mLastPlace = std::move(place);
     }
     const std::string base{nameOf(homePath)};
     std::string own = base;
@@ -154,10 +159,16 @@ int Trash::keep(int folder, const char* name, std::string_view homePath, const S
     if (code != 0) return code;
 
     const auto moved = disk::statAt(mLast.number(), own.c_str());
-    if (moved && kept) *kept = *moved;
+    if (moved && kept) *kept = {*moved, mLastPlace, own};
     if (moved && isSameContentAfterRename(*moved, seen)) return 0;
     const int back = disk::renameNew(mLast.number(), own.c_str(), folder, name);
     return back == 0 ? EAGAIN : back; // it stays in the trash when its place was taken meanwhile
+}
+
+int Trash::putBack(const Kept& kept, int folder, const char* name)
+{
+    const auto place = ownFolder(kept.folder);
+    return place ? disk::renameNew(place->number(), kept.name.c_str(), folder, name) : place.problem().code;
 }
 
 void Trash::expire()

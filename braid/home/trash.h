@@ -18,10 +18,19 @@ public:
     /// Borrows `home`, which must be prepared and outlive the trash.
     explicit Trash(Home& home);
 
+    /// Where an item lies in the trash of this pass.
+    struct Kept {
+        Stat stat;
+        std::string folder; ///< Below the pass's own.
+        std::string name;
+    };
+
     /// Moves the item into the trash as the version that lay at `homePath`. `seen` is what the caller knows of it: if
     /// something else turns out to have been moved, it is put back and the code is EAGAIN. 0 or an errno value.
-    /// `kept` gets what it looks like in the trash.
-    int keep(int folder, const char* name, std::string_view homePath, const Stat& seen, Stat* kept = nullptr);
+    int keep(int folder, const char* name, std::string_view homePath, const Stat& seen, Kept* kept = nullptr);
+    /// Moves it back to where it came from. 0 or an errno value: it stays in the trash, for one where its place was
+    /// taken meanwhile.
+    int putBack(const Kept& kept, int folder, const char* name);
 
     /// Removes what is too old or too much. Problems are left for the next time.
     void expire();
@@ -32,8 +41,9 @@ private:
     Home& mHome;
     std::string mPassName;
     Descriptor mPass;        // opened with the first item
-    std::string mLastFolder; // of mLast; items come folder by folder
-    Descriptor mLast;
+    std::string mLastFolder; // of the home, as it was asked for last; items come folder by folder
+    std::string mLastPlace;  // where its items go, below mPass
+    Descriptor mLast;        // that
     std::uint64_t mBytes = 0;
 };
 

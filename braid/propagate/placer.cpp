@@ -67,11 +67,13 @@ int Placer::markUnfinished(const std::string& path, Peer peer)
     return failure ? failure->code : 0;
 }
 
-int Placer::keepInTrash(Peer peer, int folder, const char* name, const std::string& path, const Stat& seen)
+int Placer::keepInTrash(Peer peer, int folder, const char* name, const std::string& path, const Stat& seen,
+                        Trash::Kept* kept)
 {
-    Stat kept;
-    const int code = mBench.trash[peer].keep(folder, name, path, seen, &kept);
-    if (code == 0) mBench.ownMoves[peer].note(seen, kept);
+    Trash::Kept own;
+    Trash::Kept& result = kept ? *kept : own;
+    const int code = mBench.trash[peer].keep(folder, name, path, seen, &result);
+    if (code == 0) mBench.ownMoves[peer].note(seen, result.stat);
     return code;
 }
 
@@ -87,17 +89,23 @@ int Placer::putNew(const Staged& staged, int folder, const char* name)
 int Placer::putOver(const Staged& staged, int folder, const char* name)
 {
     const Action& action = *staged.action;
-    const int staging = mBench.homes[action.target]->staging();
-    Stat seen = mBench.asLeft(action.target, action.stats[action.target]);
+    const Stat seen = mBench.asLeft(action.target, action.stats[action.target]);
     if (int code = checkUnchanged(folder, name, seen)) return code;
     if (seen.journals != Journals::None) {
         if (int code = journals::checkNotInTransaction(folder, name)) return code;
         // Without this the gap until the new version lies there would look like somebody's work.
         if (int code = markUnfinished(action.path, action.target)) return code;
-        if (int code = trashJournals(action, folder, seen)) return code;
-    } else if (staged.isDatabase && journals::areBeside(folder, name)) {
-        return EBUSY; // a program has just opened the old version
+        return withoutJournals(action, folder, seen,
+                               [&](const Stat& alone) { return swapIn(staged, folder, name, alone); });
     }
+    if (staged.isDatabase && journals::areBeside(folder, name)) return EBUSY; // a program has just opened the old one
+    return swapIn(staged, folder, name, seen);
+}
+
+int Placer::swapIn(const Staged& staged, int folder, const char* name, const Stat& seen)
+{
+    const Action& action = *staged.action;
+    const int staging = mBench.homes[action.target]->staging();
     const char* copy = staged.name.c_str();
     if (int code = disk::exchange(staging, copy, folder, name)) {
         return cannotExchange(code) ? putOverWithoutExchange(staged, folder, name, seen) : code;
@@ -115,27 +123,48 @@ int Placer::putOverWithoutExchange(const Staged& staged, int folder, const char*
 {
     const Action& action = *staged.action;
     if (int code = markUnfinished(action.path, action.target)) return code;
-    if (int code = keepInTrash(action.target, folder, name, action.path, seen)) return code;
-    return putNew(staged, folder, name);
+    Trash::Kept old;
+    if (int code = keepInTrash(action.target, folder, name, action.path, seen, &old)) return code;
+    const int code = putNew(staged, folder, name);
+    if (code != 0) mBench.trash[action.target].putBack(old, folder, name);
+    return code;
 }
 
-/// They belong to the version that leaves, and would damage the one that comes. `database` becomes what is told of the
-/// database alone.
-int Placer::trashJournals(const Action& action, int folder, Stat& database)
+int Placer::trashJournals(const Action& action, int folder, std::vector<TrashedJournal>& trashed)
 {
-    const std::string name{nameOf(action.path)};
-    for (const std::string& journal : journals::namesBeside(name)) {
+    for (const std::string& journal : journals::namesBeside(std::string{nameOf(action.path)})) {
         const auto stat = disk::statAt(folder, journal.c_str());
         if (!stat) return stat.problem().code;
         if (stat->kind != Kind::File) continue;
         const std::string path = joinPath(folderOf(action.path), journal);
-        if (int code = mBench.trash[action.target].keep(folder, journal.c_str(), path, *stat)) return code;
+        Trash::Kept kept;
+        if (int code = mBench.trash[action.target].keep(folder, journal.c_str(), path, *stat, &kept)) return code;
+        trashed.push_back({journal, kept});
     }
+    return 0;
+}
+
+/// The database's journals belong to the version that leaves and would damage the one that comes, so they leave first.
+/// If `step`, which gets what is seen of the database alone, fails then, the version that stays has them back.
+template <class Step>
+int Placer::withoutJournals(const Action& action, int folder, const Stat& seen, Step step)
+{
+    const std::string name{nameOf(action.path)};
     const auto alone = disk::statAt(folder, name.c_str());
     if (!alone) return alone.problem().code;
-    const bool isSame = alone->inode == database.inode && alone->size == database.size;
-    database = *alone;
-    return isSame ? 0 : EAGAIN;
+    if (int code = checkUnchanged(folder, name.c_str(), seen)) return code; // so `alone` is no later state
+    std::vector<TrashedJournal> trashed;
+    int code = trashJournals(action, folder, trashed);
+    const auto isAsBefore = [&] {
+        const auto now = disk::statAt(folder, name.c_str());
+        return now && isSameContentAfterRename(*now, *alone);
+    };
+    if (code == 0 && !isAsBefore()) code = EAGAIN;
+    if (code == 0) code = step(*alone);
+    if (code == 0 || trashed.empty() || !isAsBefore()) return code; // others have written it without them
+    for (const TrashedJournal& journal : trashed)
+        mBench.trash[action.target].putBack(journal.kept, folder, journal.name.c_str());
+    return code;
 }
 
 int Placer::place(Staged& staged)
@@ -275,12 +304,12 @@ int Placer::remove(const Action& action)
     }
     if (int code = checkUnchanged(*folder, name.c_str(), seen)) return code;
     mBench.touch(target, above);
-    Stat file = seen;
-    if (seen.journals != Journals::None) {
-        if (int code = journals::checkNotInTransaction(*folder, name)) return code;
-        if (int code = trashJournals(action, *folder, file)) return code;
-    }
-    return keepInTrash(target, *folder, name.c_str(), action.path, file);
+    const auto toTrash = [&](const Stat& file) {
+        return keepInTrash(target, *folder, name.c_str(), action.path, file);
+    };
+    if (seen.journals == Journals::None) return toTrash(seen);
+    if (int code = journals::checkNotInTransaction(*folder, name)) return code;
+    return withoutJournals(action, *folder, seen, toTrash);
 }
 
 int Placer::restampOne(const Action& action, Peer target, AttributeSet attributes)

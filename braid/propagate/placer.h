@@ -1,5 +1,9 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
+#include "braid/home/trash.h"
 #include "stager.h"
 
 namespace braid
@@ -28,11 +32,20 @@ public:
     int finishFolder(FolderFinish& finish);
 
 private:
+    struct TrashedJournal {
+        std::string name;
+        Trash::Kept kept;
+    };
+
     int putNew(const Staged& staged, int folder, const char* name);
     int putOver(const Staged& staged, int folder, const char* name);
+    int swapIn(const Staged& staged, int folder, const char* name, const Stat& seen);
     int putOverWithoutExchange(const Staged& staged, int folder, const char* name, const Stat& seen);
-    int keepInTrash(Peer peer, int folder, const char* name, const std::string& path, const Stat& seen);
-    int trashJournals(const Action& action, int folder, Stat& database);
+    int keepInTrash(Peer peer, int folder, const char* name, const std::string& path, const Stat& seen,
+                    Trash::Kept* kept = nullptr);
+    int trashJournals(const Action& action, int folder, std::vector<TrashedJournal>& trashed);
+    template <class Step>
+    int withoutJournals(const Action& action, int folder, const Stat& seen, Step step);
     int checkSourceStillGone(const Action& action);
     int markUnfinished(const std::string& path, Peer peer);
     int restampOne(const Action& action, Peer target, AttributeSet attributes);

@@ -112,7 +112,7 @@ private:
     PassSettings settings(std::size_t favor) const;
     Holding holding() const;
     std::set<std::string> contents() const;
-    Failure keeps(const Holding& before, bool isStruck) const;
+    Failure keeps(const Holding& before, Mishap::Kind mishap) const;
     Failure checkReport(const PassReport& report);
 
     std::mt19937_64 mRandom;
@@ -166,16 +166,22 @@ std::set<std::string> DatabaseRun::contents() const
     return all;
 }
 
-/// Each version is read in a home still, or all of its files exist.
-Failure DatabaseRun::keeps(const Holding& before, bool isStruck) const
+/// Each version is read in a home still, or all of its files exist; and in the homes nothing is read that nobody wrote.
+Failure DatabaseRun::keeps(const Holding& before, Mishap::Kind mishap) const
 {
+    using Kind = Mishap::Kind;
+    const bool canUndo = mishap == Kind::None || mishap == Kind::Fails;
     const std::set<std::string> all = contents();
     const Holding after = holding();
     for (const auto& [where, held] : after) {
-        // A pass that was struck may have taken away the journals of the version that it was about to replace.
+        const auto& [home, path] = where;
+        // A pass that is cut short may have taken away the journals of the version that it was about to replace.
         const bool hadJournals = !before.at(where).files.log.empty() || !before.at(where).files.journal.empty();
-        if (isStruck && hadJournals) continue;
-        if (held.value == kTorn) return where.second + " is torn in home " + std::to_string(where.first);
+        if (!canUndo && hadJournals) continue;
+        if (held.value == kTorn) return path + " is torn in home " + std::to_string(home);
+        const bool isOne = held.value == before.at({0, path}).value || held.value == before.at({1, path}).value;
+        if (canUndo && !isOne && !held.value.empty())
+            return path + " has come to " + held.value + " in home " + std::to_string(home);
     }
     const auto exists = [&](const std::string& content) { return content.empty() || all.contains(content); };
     for (const auto& [where, held] : before) {
@@ -244,7 +250,7 @@ Failure DatabaseRun::pass()
     const bool isStruck = mishap.kind != Mishap::Kind::None;
     const PassReport report = mWorld->pass(settings, mishap);
     if (!mWorld->struck().empty()) mSteps << "  at " << mWorld->struck() << "\n";
-    if (Failure failure = keeps(wanted, isStruck)) return failure;
+    if (Failure failure = keeps(wanted, mishap.kind)) return failure;
     if (!isStruck) return checkReport(report);
     for (auto& [path, homes] : mEdited) {
         if (!homes.empty()) homes = {0, 1}; // by the pass, too, and nobody may have noted it
@@ -260,7 +266,7 @@ Failure DatabaseRun::lastPass()
     const auto person = mWorld->person();
     const Holding before = holding();
     const PassReport report = mWorld->pass(settings(2), {});
-    if (Failure failure = keeps(before, false)) return failure;
+    if (Failure failure = keeps(before, Mishap::Kind::None)) return failure;
     if (Failure failure = checkReport(report)) return failure;
     for (const ItemError& error : report.errors) {
         const bool isInTheMiddle = std::ranges::any_of(before, [&](const auto& item) {
@@ -315,6 +321,47 @@ TEST(DatabaseHistories, WhatIsNamedLikeAJournalIsNotGoneWhereItsDatabaseCannotBe
     EXPECT_EQ(world->pass(settings, {}).counts.deleted, 0U);
     const auto looking = world->person();
     EXPECT_TRUE(viewOf(world->home(1)).contains("diary-journal"));
+}
+
+TEST(DatabaseHistories, ACallThatFailsTakesNoLogFromItsDatabase)
+{
+    for (const bool isDeleted : {false, true}) {
+        bool wasStruck = true;
+        for (long call = 1; wasStruck; ++call) {
+            History history;
+            history.network.exchanges = call % 2 == 0;
+            const auto world = World::make(history);
+            PassSettings settings;
+            settings.localHome = world->home(0);
+            settings.networkHome = world->home(1);
+            settings.jobs.resize(1);
+            settings.jobs[0].options.resolveConflictsInFavorOf = Peer::Local;
+            settings.allowMassDeletion = true;
+            const std::string local = world->home(0) + "/x";
+            const std::string network = world->home(1) + "/x";
+            const auto write = [&](const std::string& file, std::uint64_t number, Manner manner) {
+                const auto doing = world->person();
+                program(file, number, manner);
+                world->settle();
+                world->wait(10'000'000'000);
+            };
+            write(local, 1, Manner::Closed);
+            world->pass(settings, {});
+            write(network, 2, Manner::WithItsLog);
+            if (isDeleted) {
+                const auto doing = world->person();
+                removeAll(world->home(0), "x");
+            } else {
+                write(local, 3, Manner::Closed);
+            }
+            world->pass(settings, {.kind = Mishap::Kind::Fails, .call = (call + 1) / 2, .code = EIO, .meanwhile = {}});
+            wasStruck = !world->struck().empty();
+            const auto looking = world->person();
+            const std::string value = valueOf(filesAt(network), world->home(2));
+            EXPECT_TRUE(value == "2" || value == (isDeleted ? "" : "3"))
+                << "reads " << value << " after a failing " << world->struck() << ", call " << (call + 1) / 2;
+        }
+    }
 }
 
 TEST(DatabaseHistories, AreNeverTornAndLoseNoVersion)
