@@ -67,9 +67,11 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
         return source.journals == Journals::None ? disk::statOf(file->number())
                                                  : journals::lookJoined(sourceFolder, sourceName.c_str());
     };
-    const auto before = look();
-    if (!before) return before.problem();
-    if (!isUnchanged(*before, source)) return Problem{EAGAIN, "copy it", action.path};
+    if (source.size > kBlockBytes) { // no more than this is read for nothing: the look afterwards tells
+        const auto before = look();
+        if (!before) return before.problem();
+        if (!isUnchanged(*before, source)) return Problem{EAGAIN, "copy it", action.path};
+    }
 
     Home& home = *mBench.homes[action.target];
     Staged staged;
@@ -100,9 +102,6 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
         if (!again) return fail(again.problem());
         if (again->whole != content->whole) return fail({EAGAIN, "copy it", action.path});
     }
-    const auto written = disk::statOf(copy->number());
-    if (!written) return fail(written.problem());
-    if (written->size != source.size) return fail({EIO, "write a copy of it", action.path});
     if (content->isDatabase || source.journals != Journals::None) {
         if (int code = completeDatabase(action, sourceFolder, source, *copy, *content)) {
             return fail({code, "copy it", action.path});
@@ -117,11 +116,11 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
     staged.content = std::move(*content);
     const auto attributes = extended::copyOpen(file->number(), copy->number());
     if (!attributes) return fail(attributes.problem());
-    if (int code = stampFile(copy->number(), *written, *attributes, source))
-        return fail({code, "write a copy of it", action.path});
-    if (int code = finish(staged, disk::statOf(copy->number()), source, *attributes)) {
-        return fail({code, "write a copy of it", action.path});
-    }
+    const auto made = stampFile(copy->number(), source);
+    if (!made) return fail({made.problem().code, "write a copy of it", action.path});
+    const bool isShort = !staged.isDatabase && made->size != source.size;
+    if (isShort) return fail({EIO, "write a copy of it", action.path});
+    if (int code = finish(staged, *made, source, *attributes)) return fail({code, "write a copy of it", action.path});
     // It was quiet for so long that a change from now on shows in its times. Its log keeps it from being read again.
     if (staged.isDatabase) staged.entry.stamps[otherPeer(action.target)].ctime = source.ctime;
     if (home.flushesEachFile()) {
@@ -217,7 +216,8 @@ Outcome<Staged> Stager::stageLink(const Action& action, int sourceFolder, const 
     const int folder = mBench.homes[action.target]->staging();
     if (int code = disk::makeLink(folder, staged.name.c_str(), *target)) return Problem{code, "make the link", ""};
     int code = stampLink(folder, staged.name.c_str(), source);
-    if (code == 0) code = finish(staged, disk::statAt(folder, staged.name.c_str()), source, {});
+    const auto made = disk::statAt(folder, staged.name.c_str());
+    if (code == 0) code = made ? finish(staged, *made, source, {}) : made.problem().code;
     if (code != 0) {
         discard(staged);
         return Problem{code, "make the link", action.path};
@@ -225,17 +225,20 @@ Outcome<Staged> Stager::stageLink(const Action& action, int sourceFolder, const 
     return staged;
 }
 
-/// `made` is what the copy was before it got `attributes`: each call that would write the same once more is left out.
-int Stager::stampFile(int copy, const Stat& made, const extended::Copied& attributes, const Stat& source)
+/// The copy, which has its attributes, as it is with the source's owner, mode and time.
+Outcome<Stat> Stager::stampFile(int copy, const Stat& source)
 {
-    const bool isOwners = made.owner == source.owner && made.group == source.group;
+    if (int code = disk::setModifiedTime(copy, source.mtime)) return Problem{code, "set its time", ""};
+    const auto made = disk::statOf(copy);
+    if (!made) return made;
+    const bool isOwners = made->owner == source.owner && made->group == source.group;
     if (!isOwners && ::geteuid() == 0) disk::setOwner(copy, source.owner, source.group);
-    // A list that came with the attributes sets the mode, and another owner takes some of its bits away.
-    if (!isOwners || made.mode != source.mode || attributes.source != 0 || attributes.target != 0) {
-        // A file server that keeps no modes refuses or ignores this; then the copy has the mode it gives.
-        if (int code = disk::setMode(copy, source.mode); code != 0 && code != EPERM && code != ENOTSUP) return code;
-    }
-    return disk::setModifiedTime(copy, source.mtime);
+    // Another owner takes some of the bits away.
+    if (isOwners && made->mode == source.mode) return made;
+    // A file server that keeps no modes refuses or ignores this; then the copy has the mode it gives.
+    const int code = disk::setMode(copy, source.mode);
+    if (code != 0 && code != EPERM && code != ENOTSUP) return Problem{code, "set its mode", ""};
+    return disk::statOf(copy);
 }
 
 int Stager::stampLink(int folder, const char* name, const Stat& source)
@@ -248,21 +251,20 @@ int Stager::stampLink(int folder, const char* name, const Stat& source)
 }
 
 /// The copy has its attributes; where it will be swapped with an older version it gets the name that tells so.
-int Stager::finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source, const extended::Copied& attributes)
+int Stager::finish(Staged& staged, const Stat& copy, const Stat& source, const extended::Copied& attributes)
 {
-    if (!copy) return copy.problem().code;
     const Action& action = *staged.action;
     const Peer sourcePeer = otherPeer(action.target);
     const int folder = mBench.homes[action.target]->staging();
     const char* name = staged.name.c_str();
-    staged.stat = *copy;
+    staged.stat = copy;
     if (action.stats[action.target].exists()) {
-        const std::string swapped = swapName(copy->inode);
+        const std::string swapped = swapName(copy.inode);
         if (int code = disk::renameOver(folder, name, folder, swapped.c_str())) return code;
         staged.name = swapped;
     }
     staged.entry.kind = source.kind;
-    staged.entry.size = copy->size; // of a link too; of a live database its journals' share is in it
+    staged.entry.size = copy.size; // of a link too; of a live database its journals' share is in it
     staged.entry.stamps[sourcePeer] = stampFor(*mBench.homes[sourcePeer], source, attributes.source);
     staged.entry.stamps[action.target].attributes = attributes.target;
     return 0;

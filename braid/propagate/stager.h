@@ -56,9 +56,9 @@ private:
     int completeDatabase(const Action& action, int sourceFolder, const Stat& source, const Descriptor& copy,
                          ContentDigest& content);
     bool beginWithOldVersion(const Action& action, const Descriptor& copy);
-    static int stampFile(int copy, const Stat& made, const extended::Copied& attributes, const Stat& source);
+    static Outcome<Stat> stampFile(int copy, const Stat& source);
     static int stampLink(int folder, const char* name, const Stat& source);
-    int finish(Staged& staged, const Outcome<Stat>& copy, const Stat& source, const extended::Copied& attributes);
+    int finish(Staged& staged, const Stat& copy, const Stat& source, const extended::Copied& attributes);
     std::string newName() { return "new-" + mMark + std::to_string(++mSerial); }
 
     const Workbench& mBench;
