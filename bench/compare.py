@@ -68,9 +68,9 @@ def run(command, env=None):
     return Sample(*sample)
 
 
-def warm(*homes):
+def warm(home):
     """Reads all files there: some machines take pages away that nobody has used for some seconds."""
-    subprocess.run(["sh", "-ec", 'find "$@" -type f -print0 | xargs -0 cat > /dev/null', "warm", *homes], check=True)
+    subprocess.run(["sh", "-ec", 'find "$1" -type f -print0 | xargs -0 cat > /dev/null', "warm", home], check=True)
 
 
 class Pair:

@@ -97,7 +97,8 @@ Outcome<std::unique_ptr<Archive>> Archive::open(const std::string& markerFolder,
         const auto file = disk::statAt(folder->number(), kArchiveFile);
         if (file && file->exists() && file->kind != Kind::File) return openAfresh(markerFolder, mayWrite);
     }
-    auto database = mayWrite ? openArchiveForWriting(markerFolder + "/" + kArchiveFile) : openArchiveForReading(markerFolder);
+    auto database =
+        mayWrite ? openArchiveForWriting(markerFolder + "/" + kArchiveFile) : openArchiveForReading(markerFolder);
     if (database && isUnusableArchive(**database)) {
         *database = nullptr;
         return openAfresh(markerFolder, mayWrite);

@@ -135,7 +135,8 @@ Outcome<std::unique_ptr<Database>> openArchiveForReading(const std::string& mark
     if (code == 0) code = copyFile(folder->number(), copies->number(), log);
     Outcome<std::unique_ptr<Database>> database = Problem{code, "copy the archive", name};
     if (code == 0) {
-        database = Database::open(((error ? "/tmp" : path) / name / kArchiveFile).native(), Database::Access::ReadWrite);
+        database =
+            Database::open(((error ? "/tmp" : path) / name / kArchiveFile).native(), Database::Access::ReadWrite);
         if (database) (*database)->execute("SELECT count(*) FROM pair"); // attaches the log before the names go
     }
     disk::removeTree(temporary->number(), name.c_str());

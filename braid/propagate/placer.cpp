@@ -48,8 +48,7 @@ void leaveUnagreed(Entry& entry, const Entry& agreed, AttributeSet keptOut)
         if (keptOut & kMode) stamp.mode = before.mode;
         if (keptOut & kModifiedTime) stamp.mtime = before.mtime;
         if (keptOut & kExtended) stamp.attributes = before.attributes;
-        const bool waits =
-            stamp.mode != now.mode || stamp.mtime != now.mtime || stamp.attributes != now.attributes;
+        const bool waits = stamp.mode != now.mode || stamp.mtime != now.mtime || stamp.attributes != now.attributes;
         if (waits) stamp.ctime = 0;
     }
 }
@@ -71,9 +70,9 @@ int Placer::keepInTrash(Peer peer, int folder, const char* name, const std::stri
                         Trash::Kept* kept)
 {
     Trash::Kept own;
-    Trash::Kept& result = kept ? *kept : own;
-    const int code = mBench.trash[peer].keep(folder, name, path, seen, &result);
-    if (code == 0) mBench.ownMoves[peer].note(seen, result.stat);
+    if (!kept) kept = &own;
+    const int code = mBench.trash[peer].keep(folder, name, path, seen, kept);
+    if (code == 0) mBench.ownMoves[peer].note(seen, kept->stat);
     return code;
 }
 

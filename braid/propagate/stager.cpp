@@ -118,8 +118,8 @@ Outcome<Staged> Stager::stageFile(const Action& action, int sourceFolder, const 
     if (!attributes) return fail(attributes.problem());
     const auto made = stampFile(copy->number(), source);
     if (!made) return fail({made.problem().code, "write a copy of it", action.path});
-    const bool isShort = !staged.isDatabase && made->size != source.size;
-    if (isShort) return fail({EIO, "write a copy of it", action.path});
+    const bool hasGrown = source.journals == Journals::Live; // by its log, see completeDatabase()
+    if (!hasGrown && made->size != source.size) return fail({EIO, "write a copy of it", action.path});
     if (int code = finish(staged, *made, source, *attributes)) return fail({code, "write a copy of it", action.path});
     // It was quiet for so long that a change from now on shows in its times. Its log keeps it from being read again.
     if (staged.isDatabase) staged.entry.stamps[otherPeer(action.target)].ctime = source.ctime;
@@ -144,6 +144,9 @@ int Stager::completeDatabase(const Action& action, int sourceFolder, const Stat&
     const std::string name{nameOf(action.path)};
     if (source.journals == Journals::None) return journals::areBeside(sourceFolder, name.c_str()) ? EBUSY : 0;
     if (source.journals == Journals::Idle) return 0;
+    const auto alone = disk::statOf(copy.number());
+    if (!alone) return alone.problem().code;
+    if (alone->size != source.size) return EIO;
     if (int code = journals::takeIn(sourceFolder, name.c_str(), copy)) return code;
     const auto stat = disk::statOf(copy.number());
     if (!stat) return stat.problem().code;

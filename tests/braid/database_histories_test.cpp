@@ -92,7 +92,9 @@ std::string valueOf(const Files& files, const std::string& elsewhere)
 class DatabaseRun
 {
 public:
-    explicit DatabaseRun(std::uint64_t seed) : mRandom(seed), mHistory(historyOf(seed)), mWorld(World::make(mHistory)) {}
+    explicit DatabaseRun(std::uint64_t seed) : mRandom(seed), mHistory(historyOf(seed)), mWorld(World::make(mHistory))
+    {
+    }
 
     /// With all steps up to there.
     std::string failure();
