@@ -247,15 +247,19 @@ int Placer::makeFolder(const Action& action)
     const auto folder = mBench.ensureFolder(target, above);
     if (!folder) return folder.problem().code;
     mBench.touch(target, above);
+    std::optional<Trash::Kept> replaced;
     if (action.stats[target].exists()) {
         const Stat seen = mBench.asLeft(target, action.stats[target]);
         if (int code = checkUnchanged(*folder, name.c_str(), seen)) return code;
         if (int code = markUnfinished(action.path, target)) return code;
-        if (int code = keepInTrash(target, *folder, name.c_str(), action.path, seen)) return code;
+        if (int code = keepInTrash(target, *folder, name.c_str(), action.path, seen, &replaced.emplace())) return code;
     }
     const Stat& model = action.stats[source];
     const auto mode = static_cast<std::uint16_t>(model.mode | 0700); // what goes inside must get in
-    if (int code = disk::makeFolder(*folder, name.c_str(), mode)) return code == EEXIST ? EAGAIN : code;
+    if (int code = disk::makeFolder(*folder, name.c_str(), mode)) {
+        if (replaced) mBench.trash[target].putBack(*replaced, *folder, name.c_str());
+        return code == EEXIST ? EAGAIN : code;
+    }
     const auto modelFolder = mBench.folder(source, above);
     if (!modelFolder) return modelFolder.problem().code;
     const auto copied = extended::copy(*modelFolder, name.c_str(), *folder, name.c_str());

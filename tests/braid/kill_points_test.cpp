@@ -4,6 +4,8 @@
 #include <cerrno>
 
 #include "histories.h"
+#include "history_world.h"
+#include "home_view.h"
 
 namespace braid::sim
 {
@@ -104,6 +106,31 @@ TEST_P(KillPoints, EveryCallOfAPass)
             ASSERT_FALSE(failure) << scenario.name << ", call " << call << "\n" << report(history, *failure);
         }
         EXPECT_GT(call, 100) << scenario.name;
+    }
+}
+
+TEST(FailingCalls, LeaveAFileInPlaceWhoseFolderDoesNotCome)
+{
+    bool wasStruck = true;
+    for (long call = 1; wasStruck; ++call) {
+        const auto world = World::make({});
+        PassSettings settings;
+        settings.localHome = world->home(0);
+        settings.networkHome = world->home(1);
+        settings.jobs.resize(1);
+        const auto does = [&](const Step& step) {
+            const auto doing = world->person();
+            carryOut(step, world->home(0));
+        };
+        does(at(0, Verb::Write, "a", 1));
+        world->wait(10'000'000'000);
+        world->pass(settings, {});
+        does(at(0, Verb::Remove, "a"));
+        does(at(0, Verb::MakeFolder, "a"));
+        world->pass(settings, {.kind = Kind::Fails, .call = call, .code = EIO, .meanwhile = {}});
+        wasStruck = !world->struck().empty();
+        const auto looking = world->person();
+        EXPECT_TRUE(viewOf(world->home(1)).contains("a")) << "after a failing " << world->struck() << ", call " << call;
     }
 }
 
