@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <mutex>
 
 #include "braid/disk/calls.h"
 #include "braid/disk/content.h"
@@ -20,6 +21,10 @@ namespace
 
 constexpr int kMaxAttempts = 3;
 constexpr std::int64_t kQuiet = 50'000'000; // more than the coarsest step of a kernel's clock
+
+/// Two files that get their inodes at once, out of the same block of them, make ext4 read that block from the disk,
+/// which takes longer than waiting for each other; a file alone in a block needs none of what lies there.
+std::mutex creating;
 
 } // namespace
 
@@ -50,6 +55,7 @@ Outcome<Descriptor> Stager::createCopy(const Action& action, std::uint16_t mode,
     bool& namesAll = mNamesAll[action.target];
     // What a file server makes of such a file when the connection breaks is its own affair.
     if (mayStayOpen && !action.stats[action.target].exists() && !home.flushesEachFile() && !namesAll) {
+        const std::lock_guard lock{creating};
         auto copy = disk::createUnnamed(home.staging(), mode);
         if (copy) return copy;
         namesAll = true;
