@@ -73,6 +73,16 @@ def warm(home):
     subprocess.run(["sh", "-ec", 'find "$1" -type f -print0 | xargs -0 cat > /dev/null', "warm", home], check=True)
 
 
+def let_go(home):
+    """The memory that its files hold: what one contender left there must not cost the next."""
+    os.sync()
+    for at, _, names in os.walk(home):
+        for name in names:
+            file = os.open(os.path.join(at, name), os.O_RDONLY | os.O_NOFOLLOW)
+            os.posix_fadvise(file, 0, 0, os.POSIX_FADV_DONTNEED)
+            os.close(file)
+
+
 class Pair:
     """Two homes of one contender, and how it brings them in step."""
 
@@ -142,7 +152,9 @@ class Bench:
                 shutil.rmtree(os.path.join(home, ".Braid"), ignore_errors=True)
                 os.sync()
                 warm(home)
-                return Pair(self, tool, home, network).sync()
+                sample = Pair(self, tool, home, network).sync()
+                let_go(network)
+                return sample
             return once
         tools = ["cp -a", "braid", "cp, durable", *self.peers]
         self.add(name, self.take_turns({tool: contender(tool) for tool in tools}, rounds), "cp -a")
