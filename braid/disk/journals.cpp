@@ -223,6 +223,18 @@ bool areBeside(int folder, const char* name)
     });
 }
 
+bool wouldBelong(int folder, const std::string& name)
+{
+    return std::ranges::any_of(kSuffixes, [&](std::string_view suffix) {
+        if (!name.ends_with(suffix)) return false;
+        const std::string database = name.substr(0, name.size() - suffix.size());
+        const auto stat = disk::statAt(folder, database.c_str());
+        if (!stat || stat->kind != Kind::File) return !stat;
+        const auto belongs = isDatabase(folder, {database, *stat});
+        return !belongs || *belongs;
+    });
+}
+
 int checkNotInTransaction(int folder, const std::string& name)
 {
     const auto journal = beginningOf(folder, name + std::string{kRollback}, kRollbackStart.size());

@@ -23,6 +23,9 @@ Outcome<Stat> lookJoined(int folder, const char* name);
 /// Some journal lies beside the item.
 bool areBeside(int folder, const char* name);
 
+/// A database lies in the folder that would take an item of this name for a journal of its own.
+bool wouldBelong(int folder, const std::string& name);
+
 /// The names of those that may lie beside the item.
 std::vector<std::string> namesBeside(const std::string& name);
 

@@ -10,6 +10,7 @@
 #include "braid/disk/calls.h"
 #include "braid/disk/content.h"
 #include "braid/disk/extended.h"
+#include "braid/disk/journals.h"
 #include "braid/disk/listing.h"
 #include "home.h"
 #include "trash.h"
@@ -30,7 +31,8 @@ std::optional<Problem> collect(const Home& home, const std::string& pass, std::v
     while (!folders.empty()) {
         const std::string folder = std::move(folders.back());
         folders.pop_back();
-        const Listing listing = listFolder(home.root(), home.device(), folder.empty() ? top : joinPath(top, folder));
+        const Listing listing =
+            listFolder(home.root(), home.device(), folder.empty() ? top : joinPath(top, folder), lookAt, true);
         if (listing.problem) return listing.problem;
         for (const auto& item : listing.items) {
             const std::string path = joinPath(folder, item.name);
@@ -61,10 +63,10 @@ Outcome<Descriptor> ensureFolders(const Home& home, const std::string& path)
     return home.openFolder(path);
 }
 
-/// A finished, durable copy of the version under a name of its own in the marker folder.
-std::optional<Problem> makeCopy(int source, const std::string& name, const Stat& stat, int folder,
-                                const std::string& copyName)
+/// A finished, durable copy of the version under a name of its own in the marker folder. True: it is a database.
+Outcome<bool> makeCopy(int source, const std::string& name, const Stat& stat, int folder, const std::string& copyName)
 {
+    bool isDatabase = false;
     if (stat.kind == Kind::Link) {
         const auto target = disk::readLink(source, name.c_str());
         if (!target) return target.problem();
@@ -76,13 +78,16 @@ std::optional<Problem> makeCopy(int source, const std::string& name, const Stat&
         if (!to) return to.problem();
         const auto copied = copyContent(*from, stat, *to, {}, [](std::uint64_t) {});
         if (!copied) return copied.problem();
+        isDatabase = copied->isDatabase || stat.journals != Journals::None;
+        const int takenIn = stat.journals == Journals::Live ? journals::takeIn(source, name.c_str(), *to) : 0;
+        if (takenIn != 0) return Problem{takenIn, "take its log in", name};
         const auto attributes = extended::copyOpen(from->number(), to->number());
         if (!attributes) return attributes.problem();
         if (int code = disk::setMode(folder, copyName.c_str(), stat.mode)) return Problem{code, "copy it", name};
         if (int code = disk::syncFile(to->number())) return Problem{code, "copy it", name};
     }
-    const int code = disk::setModifiedTime(folder, copyName.c_str(), stat.mtime);
-    return code == 0 ? std::nullopt : std::optional{Problem{code, "copy it", name}};
+    if (int code = disk::setModifiedTime(folder, copyName.c_str(), stat.mtime)) return Problem{code, "copy it", name};
+    return isDatabase;
 }
 
 /// Tries names until one is free; `place` answers 0, EEXIST or another errno value.
@@ -142,14 +147,17 @@ Outcome<std::string> restoreVersion(const std::filesystem::path& folder, const T
 
     const std::string copy = "restored-" + std::to_string(::getpid());
     disk::unlink(marker->number(), copy.c_str()); // left by a process of that number that was killed
-    auto problem = makeCopy(source->number(), std::string{nameOf(version.path)}, version.stat, marker->number(), copy);
-    if (problem) {
+    const auto isDatabase =
+        makeCopy(source->number(), std::string{nameOf(version.path)}, version.stat, marker->number(), copy);
+    if (!isDatabase) {
         disk::unlink(marker->number(), copy.c_str());
-        problem->path = version.path;
-        return *problem;
+        return Problem{isDatabase.problem().code, isDatabase.problem().call, version.path};
     }
     const auto placed = placeBeside(version, [&](const char* name) {
-        return disk::renameNew(marker->number(), copy.c_str(), target->number(), name);
+        const int in = target->number();
+        if (*isDatabase && journals::areBeside(in, name)) return EEXIST; // those of another version
+        if (journals::wouldBelong(in, name)) return EEXIST;
+        return disk::renameNew(marker->number(), copy.c_str(), in, name);
     });
     if (!placed) disk::unlink(marker->number(), copy.c_str());
     return placed;

@@ -12,7 +12,7 @@
 namespace braid
 {
 
-/// A file or link (or an empty folder) that a pass deleted or replaced.
+/// A file or link (or an empty folder) that a pass deleted or replaced. An SQLite database stands for its journals, too.
 struct TrashedVersion {
     std::string pass;     ///< Name of the pass; sorts by time.
     std::time_t when = 0; ///< Of the pass.
@@ -24,7 +24,8 @@ struct TrashedVersion {
 Outcome<std::vector<TrashedVersion>> listTrash(const std::filesystem::path& home);
 
 /// Copies the version back to where it lay, or, where something lies there now, beside it under a clear name. Answers
-/// the path in the home that it got. The trash keeps its version; nothing that exists is changed.
+/// the path in the home that it got. The trash keeps its version; nothing that exists is changed, neither through a
+/// journal that a database there would take for its own. A database comes back with its log taken in.
 Outcome<std::string> restoreVersion(const std::filesystem::path& home, const TrashedVersion& version);
 
 /// Removes for good what passes before that time put into the trash; answers how many passes' worth that was.

@@ -6,6 +6,7 @@
 #include <random>
 #include <thread>
 
+#include "braid/home/trash_versions.h"
 #include "home_pair.h"
 #include "sqlite_use.h"
 
@@ -87,19 +88,39 @@ TEST(Database, JournalsGoWithTheVersionThatTheyBelongTo)
     EXPECT_EQ(read(pair.network() / "diary-journal"), "an item of its own");
 
     // A program died on the network home and left its log; then a newer version arrives from here.
-    fs::path log = pair.network() / "money.db-wal";
+    const fs::path logFile = pair.network() / "money.db-wal";
     {
         const Connection database = opened(pair.network() / "money.db");
         execute(database, "UPDATE account SET amount = 50 WHERE name = 1");
-        fs::copy_file(log, pair.top() / "log");
+        fs::copy_file(logFile, pair.top() / "log");
         execute(database, "UPDATE account SET amount = 100 WHERE name = 1");
     }
-    fs::copy_file(pair.top() / "log", log);
+    fs::copy_file(pair.top() / "log", logFile);
     EXPECT_TRUE(execute(opened(pair.local() / "money.db"), "UPDATE account SET amount = 700 WHERE name = 2"));
     std::this_thread::sleep_for(std::chrono::milliseconds{60});
     EXPECT_TRUE(pair.syncResolving(Peer::Local).errors.empty());
-    EXPECT_FALSE(fs::exists(log));
+    EXPECT_FALSE(fs::exists(logFile));
     EXPECT_EQ(answer(opened(pair.network() / "money.db"), kTotal), "10600");
+
+    // From the trash it comes back as one, and nothing of it is taken for a part of the one that is there.
+    const std::string home = pair.network();
+    const auto trashed = listTrash(home);
+    ASSERT_TRUE(trashed);
+    ASSERT_EQ(trashed->size(), 1U);
+    EXPECT_EQ(trashed->front().path, "money.db");
+    const auto restored = restoreVersion(home, trashed->front());
+    ASSERT_TRUE(restored);
+    EXPECT_EQ(answer(opened(home + "/" + *restored), kTotal), "9950");
+    const fs::path kept = pair.network() / ".Braid/trash" / trashed->front().pass;
+    fs::remove(kept / "money.db");
+    const auto log = listTrash(home);
+    ASSERT_EQ(log->size(), 1U);
+    const auto beside = restoreVersion(home, log->front());
+    ASSERT_TRUE(beside);
+    EXPECT_NE(*beside, "money.db-wal");
+    EXPECT_EQ(answer(opened(pair.network() / "money.db"), kTotal), "10600");
+    fs::remove(home + "/" + *restored);
+    fs::remove(home + "/" + *beside);
 
     // A deletion takes them along.
     pair.sync();
