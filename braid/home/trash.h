@@ -39,12 +39,11 @@ private:
     Outcome<Descriptor> ownFolder(std::string_view homeFolder);
 
     Home& mHome;
-    std::string mPassName;
+    std::string mPassName;   // the second in which it began, numbered if a pass before had that
     Descriptor mPass;        // opened with the first item
     std::string mLastFolder; // of the home, as it was asked for last; items come folder by folder
     std::string mLastPlace;  // where its items go, below mPass
     Descriptor mLast;        // that
-    std::uint64_t mBytes = 0;
 };
 
 /// When the pass ran that a folder in the trash is named after; nothing for another name.
