@@ -8,6 +8,7 @@
 
 #include "calls.h"
 #include "content.h"
+#include "journal_readers.h"
 #include "seam.h"
 #include "system.h"
 
@@ -22,17 +23,6 @@ constexpr std::string_view kIndex = "-shm";
 constexpr std::string_view kRollback = "-journal";
 constexpr auto kSuffixes = std::to_array<std::string_view>({kLog, kIndex, kRollback});
 
-constexpr std::string_view kRollbackStart{"\xd9\xd5\x05\xf9\x20\xa1\x63\xd7", 8};
-constexpr std::uint32_t kLogMagic = 0x377f0682; // the lowest bit tells in which order checksums read their words
-
-std::uint32_t number(std::string_view bytes, std::size_t at)
-{
-    std::uint32_t value = 0;
-    for (std::size_t i = 0; i < 4; ++i)
-        value = value << 8 | static_cast<unsigned char>(bytes[at + i]);
-    return value;
-}
-
 /// "" where nothing, a link or a folder has the name.
 Outcome<std::string> beginningOf(int folder, const std::string& name, std::size_t length)
 {
@@ -43,6 +33,14 @@ Outcome<std::string> beginningOf(int folder, const std::string& name, std::size_
     return isNoFile ? Outcome<std::string>{std::string{}} : text;
 }
 
+/// Without its rollback journal the database is damaged.
+Outcome<bool> isInTransaction(int folder, const std::string& name)
+{
+    const auto journal = beginningOf(folder, name + std::string{kRollback}, kStartLength);
+    if (!journal) return journal.problem();
+    return isRollbackStart(*journal);
+}
+
 /// As a name of its own, or of a journal whose database was never written to.
 Outcome<bool> isDatabase(int folder, const Listing::Item& item)
 {
@@ -51,12 +49,10 @@ Outcome<bool> isDatabase(int folder, const Listing::Item& item)
         if (!start) return start.problem();
         return isDatabaseStart(*start);
     }
-    const auto log = beginningOf(folder, item.name + std::string{kLog}, 4);
+    const auto log = beginningOf(folder, item.name + std::string{kLog}, kStartLength);
     if (!log) return log.problem();
-    if (log->size() == 4 && (number(*log, 0) | 1) == (kLogMagic | 1)) return true;
-    const auto journal = beginningOf(folder, item.name + std::string{kRollback}, kRollbackStart.size());
-    if (!journal) return journal.problem();
-    return *journal == kRollbackStart;
+    if (isLogStart(*log)) return true;
+    return isInTransaction(folder, item.name);
 }
 
 /// A journal that is empty, or an index, which SQLite makes anew, says nothing about the content.
@@ -69,86 +65,6 @@ void add(Stat& database, std::string_view suffix, const Stat& journal)
     database.ctime = std::max(database.ctime, journal.ctime);
 }
 
-/// Checks and reads the frames of a log one after the other.
-class LogReader
-{
-public:
-    explicit LogReader(const Descriptor& file) : mFile(file) {}
-
-    /// False: this is no log that holds anything, or problem().
-    bool begin()
-    {
-        std::string header(32, '\0');
-        mSum = {};
-        if (disk::system().lseek(mFile.number(), 0, SEEK_SET) < 0) {
-            mProblem = errno;
-            return false;
-        }
-        if (!readAll(header)) return false;
-        const std::uint32_t magic = number(header, 0);
-        if ((magic | 1) != (kLogMagic | 1)) return false;
-        mIsBigEndian = (magic & 1) != 0;
-        mPageSize = number(header, 8);
-        if (mPageSize < 512 || mPageSize > 65536 || (mPageSize & (mPageSize - 1)) != 0) return false;
-        mSalts = header.substr(16, 8);
-        add(std::string_view{header}.substr(0, 24));
-        mFrame.resize(24 + mPageSize);
-        return isSum(header, 24);
-    }
-    /// False: no further frame that belongs to this log, or problem().
-    bool next()
-    {
-        if (!readAll(mFrame) || mFrame.compare(8, 8, mSalts) != 0) return false;
-        add(std::string_view{mFrame}.substr(0, 8));
-        add(page());
-        return isSum(mFrame, 16);
-    }
-
-    int problem() const { return mProblem; } ///< An errno value: there may be more in the log than was read.
-    std::uint32_t pageSize() const { return mPageSize; }
-    std::uint32_t pageNumber() const { return number(mFrame, 0); }
-    std::uint32_t pagesAfterCommit() const { return number(mFrame, 4); } ///< 0: the transaction goes on.
-    std::string_view page() const { return std::string_view{mFrame}.substr(24); }
-
-private:
-    bool readAll(std::string& bytes)
-    {
-        std::size_t have = 0;
-        while (have < bytes.size()) {
-            if ((mProblem = seam::ask(seam::Operation::Read, mFile.number(), "")) != 0) return false;
-            const ssize_t got = disk::system().read(mFile.number(), bytes.data() + have, bytes.size() - have);
-            if (got < 0 && errno == EINTR) continue;
-            if (got < 0) mProblem = errno;
-            if (got <= 0) return false;
-            have += static_cast<std::size_t>(got);
-        }
-        return true;
-    }
-    void add(std::string_view bytes)
-    {
-        const auto word = [&](std::size_t at) {
-            const std::uint32_t big = number(bytes, at);
-            return mIsBigEndian ? big : __builtin_bswap32(big);
-        };
-        for (std::size_t at = 0; at + 8 <= bytes.size(); at += 8) {
-            mSum[0] += word(at) + mSum[1];
-            mSum[1] += word(at + 4) + mSum[0];
-        }
-    }
-    bool isSum(std::string_view bytes, std::size_t at) const
-    {
-        return number(bytes, at) == mSum[0] && number(bytes, at + 4) == mSum[1];
-    }
-
-    const Descriptor& mFile;
-    bool mIsBigEndian = false;
-    std::uint32_t mPageSize = 0;
-    std::string mSalts;
-    std::string mFrame;
-    std::array<std::uint32_t, 2> mSum{};
-    int mProblem = 0;
-};
-
 int writeAt(int file, std::int64_t offset, std::string_view bytes)
 {
     if (int code = seam::ask(seam::Operation::Write, file, "")) return code;
@@ -160,6 +76,61 @@ int writeAt(int file, std::int64_t offset, std::string_view bytes)
         bytes.remove_prefix(static_cast<std::size_t>(put));
     }
     return 0;
+}
+
+int writePage(const Descriptor& copy, std::uint32_t number, std::string_view page)
+{
+    return writeAt(copy.number(), std::int64_t{number - 1} * static_cast<std::int64_t>(page.size()), page);
+}
+
+/// EBUSY: a database of more pages than it and its journal have together was never written.
+int checkPages(const Descriptor& copy, const Descriptor& journal, std::uint32_t pages, std::uint32_t pageSize)
+{
+    const auto database = disk::statOf(copy.number());
+    const auto stat = disk::statOf(journal.number());
+    if (!database || !stat) return (database ? stat : database).problem().code;
+    return std::int64_t{pages} * pageSize > database->size + stat->size ? EBUSY : 0;
+}
+
+int setPages(const Descriptor& copy, std::uint32_t pages, std::uint32_t pageSize)
+{
+    return disk::system().ftruncate(copy.number(), std::int64_t{pages} * pageSize) < 0 ? errno : 0;
+}
+
+int takeInLog(const Descriptor& log, const Descriptor& copy)
+{
+    // What follows the last commit never happened.
+    LogReader reader{log};
+    if (!reader.begin()) return reader.problem();
+    std::size_t committed = 0;
+    std::uint32_t pages = 0;
+    for (std::size_t frame = 1; reader.next(); ++frame) {
+        if (reader.pagesAfterCommit() == 0) continue;
+        committed = frame;
+        pages = reader.pagesAfterCommit();
+    }
+    if (reader.problem() != 0) return reader.problem();
+    if (committed == 0) return 0;
+    if (int code = checkPages(copy, log, pages, reader.pageSize())) return code;
+    if (!reader.begin()) return EAGAIN;
+    for (std::size_t frame = 0; frame < committed; ++frame) {
+        if (!reader.next() || reader.pageNumber() == 0) return EAGAIN;
+        if (reader.pageNumber() > pages) continue; // cut off by a later transaction
+        if (int code = writePage(copy, reader.pageNumber(), reader.page())) return code;
+    }
+    return setPages(copy, pages, reader.pageSize());
+}
+
+int takeBack(const Descriptor& journal, const Descriptor& copy)
+{
+    RollbackReader reader{journal};
+    if (!reader.begin()) return reader.problem();
+    if (int code = checkPages(copy, journal, reader.pagesBefore(), reader.pageSize())) return code;
+    while (reader.next()) {
+        if (reader.pageNumber() > reader.pagesBefore()) continue; // new in the transaction
+        if (int code = writePage(copy, reader.pageNumber(), reader.page())) return code;
+    }
+    return reader.problem() != 0 ? reader.problem() : setPages(copy, reader.pagesBefore(), reader.pageSize());
 }
 
 } // namespace
@@ -235,39 +206,22 @@ bool wouldBelong(int folder, const std::string& name)
     });
 }
 
-int checkNotInTransaction(int folder, const std::string& name)
+int checkNotInTransaction(int folder, const std::string& name, const Stat& joined, std::int64_t now)
 {
-    const auto journal = beginningOf(folder, name + std::string{kRollback}, kRollbackStart.size());
-    if (!journal) return journal.problem().code;
-    return *journal == kRollbackStart ? EBUSY : 0;
+    const auto is = isInTransaction(folder, name);
+    if (!is) return is.problem().code;
+    const bool isLeft = now - joined.ctime > kLeftBehind;
+    return *is && !isLeft ? EBUSY : 0;
 }
 
 int takeIn(int folder, const char* name, const Descriptor& copy)
 {
     const std::string base = name;
-    if (int code = checkNotInTransaction(folder, base)) return code;
-    const auto log = disk::openFile(folder, (base + std::string{kLog}).c_str());
-    if (!log) return log.problem().code == ENOENT ? 0 : log.problem().code;
-
-    // What follows the last commit never happened.
-    LogReader reader{*log};
-    if (!reader.begin()) return reader.problem();
-    std::size_t committed = 0;
-    std::uint32_t pages = 0;
-    for (std::size_t frame = 1; reader.next(); ++frame) {
-        if (reader.pagesAfterCommit() == 0) continue;
-        committed = frame;
-        pages = reader.pagesAfterCommit();
-    }
-    if (reader.problem() != 0) return reader.problem();
-    if (committed == 0) return 0;
-    if (!reader.begin()) return EAGAIN;
-    for (std::size_t frame = 0; frame < committed; ++frame) {
-        if (!reader.next() || reader.pageNumber() == 0) return EAGAIN;
-        const std::int64_t offset = std::int64_t{reader.pageNumber() - 1} * reader.pageSize();
-        if (int code = writeAt(copy.number(), offset, reader.page())) return code;
-    }
-    return disk::system().ftruncate(copy.number(), std::int64_t{pages} * reader.pageSize()) < 0 ? errno : 0;
+    const auto is = isInTransaction(folder, base);
+    if (!is) return is.problem().code;
+    const auto journal = disk::openFile(folder, (base + std::string{*is ? kRollback : kLog}).c_str());
+    if (!journal) return journal.problem().code == ENOENT ? 0 : journal.problem().code;
+    return *is ? takeBack(*journal, copy) : takeInLog(*journal, copy);
 }
 
 } // namespace braid::journals

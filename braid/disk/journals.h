@@ -29,11 +29,16 @@ bool wouldBelong(int folder, const std::string& name);
 /// The names of those that may lie beside the item.
 std::vector<std::string> namesBeside(const std::string& name);
 
-/// EBUSY: without its journal the database is damaged, and neither it nor that may be moved. 0 or an errno value.
-int checkNotInTransaction(int folder, const std::string& name);
+/// A transaction in which nothing happened for so long was left behind by a program that came to a sudden end.
+inline constexpr std::int64_t kLeftBehind = 600'000'000'000; // ns
 
-/// Brings what the database's write-ahead log holds into `copy`, a copy of the database itself, as SQLite does when it
-/// opens it. 0 or an errno value; EBUSY in the middle of a transaction.
+/// EBUSY: a program is in the middle of a transaction, and neither the database nor the journal that it is damaged
+/// without may be moved. `joined` is how both look, `now` the time by the clock of their home. 0 or an errno value.
+int checkNotInTransaction(int folder, const std::string& name, const Stat& joined, std::int64_t now);
+
+/// Makes of `copy`, a copy of the database itself, what SQLite makes of the database and its journals when it opens it:
+/// the log is played in, an unfinished transaction taken back. 0 or an errno value; EBUSY: what became of the
+/// transaction cannot be told from here.
 int takeIn(int folder, const char* name, const Descriptor& copy);
 
 } // namespace braid::journals

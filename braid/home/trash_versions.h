@@ -25,7 +25,7 @@ Outcome<std::vector<TrashedVersion>> listTrash(const std::filesystem::path& home
 
 /// Copies the version back to where it lay, or, where something lies there now, beside it under a clear name. Answers
 /// the path in the home that it got. The trash keeps its version; nothing that exists is changed, neither through a
-/// journal that a database there would take for its own. A database comes back with its log taken in.
+/// journal that a database there would take for its own. A database comes back with its journals taken in.
 Outcome<std::string> restoreVersion(const std::filesystem::path& home, const TrashedVersion& version);
 
 /// Removes for good what passes before that time put into the trash; answers how many passes' worth that was.

@@ -91,7 +91,8 @@ int Placer::putOver(const Staged& staged, int folder, const char* name)
     const Stat seen = mBench.asLeft(action.target, action.stats[action.target]);
     if (int code = checkUnchanged(folder, name, seen)) return code;
     if (seen.journals != Journals::None) {
-        if (int code = journals::checkNotInTransaction(folder, name)) return code;
+        const Home& home = *mBench.homes[action.target];
+        if (int code = journals::checkNotInTransaction(folder, name, seen, home.now())) return code;
         // Without this the gap until the new version lies there would look like somebody's work.
         if (int code = markUnfinished(action.path, action.target)) return code;
         return withoutJournals(action, folder, seen,
@@ -311,7 +312,8 @@ int Placer::remove(const Action& action)
         return keepInTrash(target, *folder, name.c_str(), action.path, file);
     };
     if (seen.journals == Journals::None) return toTrash(seen);
-    if (int code = journals::checkNotInTransaction(*folder, name)) return code;
+    const Home& home = *mBench.homes[target];
+    if (int code = journals::checkNotInTransaction(*folder, name, seen, home.now())) return code;
     return withoutJournals(action, *folder, seen, toTrash);
 }
 

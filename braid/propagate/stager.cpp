@@ -153,6 +153,7 @@ int Stager::completeDatabase(const Action& action, int sourceFolder, const Stat&
     const auto alone = disk::statOf(copy.number());
     if (!alone) return alone.problem().code;
     if (alone->size != source.size) return EIO;
+    if (int code = journals::checkNotInTransaction(sourceFolder, name, source, now)) return code;
     if (int code = journals::takeIn(sourceFolder, name.c_str(), copy)) return code;
     const auto stat = disk::statOf(copy.number());
     if (!stat) return stat.problem().code;
