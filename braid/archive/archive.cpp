@@ -199,11 +199,12 @@ void Archive::rememberNetworkHome(const std::string& path)
     place.bind(0, mPair).bindBlob(1, path).run();
 }
 
-std::string Archive::lastAreas(Occasion occasion)
+std::optional<std::string> Archive::lastAreas(Occasion occasion)
 {
     Statement find = mDatabase->prepare("SELECT jobs FROM areas WHERE pair = ?1 ORDER BY occasion <> ?2");
     find.bind(0, mPair).bind(1, static_cast<std::int64_t>(occasion));
-    return find.step() ? std::string{find.blob(0)} : std::string{};
+    if (!find.step()) return std::nullopt;
+    return std::string{find.blob(0)};
 }
 
 void Archive::rememberAreas(Occasion occasion, const std::string& areas)

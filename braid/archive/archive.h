@@ -128,8 +128,8 @@ public:
     void rememberNetworkHome(const std::string& path);
 
     /// What the last pass on such an occasion noted of its jobs (see jobs/areas.h), or, where there was none, the last
-    /// one on another; "" where there is nothing.
-    std::string lastAreas(Occasion occasion);
+    /// one on another.
+    std::optional<std::string> lastAreas(Occasion occasion);
     void rememberAreas(Occasion occasion, const std::string& areas);
 
     std::optional<Problem> failure() const { return mDatabase->failure(); }

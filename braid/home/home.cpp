@@ -18,6 +18,8 @@ namespace
 constexpr const char* kMarkerFolder = ".Braid";
 constexpr const char* kReplicaFile = "replica";
 constexpr const char* kNewReplicaFile = "replica.new-";
+constexpr const char* kGenerationFile = ".generation"; // behind the computer that writes it
+constexpr std::size_t kMostBytes = 256;                // of either
 constexpr std::size_t kIdDigits = 32;
 constexpr std::uint16_t kPrivate = 0700;
 
@@ -63,23 +65,30 @@ std::optional<Marker> parseMarker(std::string_view text)
     return marker;
 }
 
-/// Nothing where there is no marker; a problem where it cannot be told.
-Outcome<std::optional<Marker>> readMarker(int root)
+/// A small file of the marker folder. Nothing where there is none; a problem where it cannot be told.
+Outcome<std::optional<std::string>> readText(int root, const std::string& name)
 {
     const auto folder = disk::openFolder(root, kMarkerFolder);
     if (!folder) {
-        if (folder.problem().code == ENOENT) return std::optional<Marker>{};
+        if (folder.problem().code == ENOENT) return std::optional<std::string>{};
         return folder.problem();
     }
-    const auto file = disk::openFile(folder->number(), kReplicaFile);
+    const auto file = disk::openFile(folder->number(), name.c_str());
     if (!file) {
-        if (file.problem().code == ENOENT) return std::optional<Marker>{};
+        if (file.problem().code == ENOENT) return std::optional<std::string>{};
         return file.problem();
     }
-    constexpr std::size_t kMostBytes = 256;
-    const auto text = disk::readSmall(file->number(), kMostBytes);
-    if (!text) return Problem{text.problem().code, "read the marker", ".Braid/replica"};
-    return parseMarker(*text);
+    auto text = disk::readSmall(file->number(), kMostBytes);
+    if (!text) return Problem{text.problem().code, "read the marker", joinPath(kMarkerFolder, name)};
+    return std::optional<std::string>{std::move(*text)};
+}
+
+/// Nothing where there is no marker; a problem where it cannot be told.
+Outcome<std::optional<Marker>> readMarker(int root)
+{
+    const auto text = readText(root, kReplicaFile);
+    if (!text) return text.problem();
+    return *text ? parseMarker(**text) : std::nullopt;
 }
 
 /// The folder `name` below `parent`, made if need be.
@@ -131,7 +140,8 @@ std::optional<Problem> Home::prepare(const std::string& foreignId)
         const auto present = readMarker(root());
         if (!present) return present.problem();
         mMarker = *present;
-        return mMarker && mMarker->id != foreignId ? std::nullopt : problem;
+        if (mMarker) return mMarker->id != foreignId ? std::nullopt : problem;
+        problem = writeMarker(marker, disk::renameOver); // what lies there is damaged and says nothing
     }
     if (!problem) mMarker = marker;
     return problem;
@@ -169,20 +179,36 @@ std::int64_t Home::now() const
 
 std::optional<Problem> Home::writeMarker(const Marker& marker, Rename rename) const
 {
-    const int folder = mMarkerFolder.number();
     const std::string text = "id " + marker.id + "\ngeneration " + std::to_string(marker.generation) + "\n";
+    int code = replaceFile(kReplicaFile, text, rename);
+    if (code == 0) code = disk::syncFile(mMarkerFolder.number());
+    return problemIf(code, "write the marker", ".Braid/replica");
+}
+
+/// Under its name once it is flushed, which that name is not yet.
+int Home::replaceFile(const std::string& name, const std::string& text, Rename rename) const
+{
+    const int folder = mMarkerFolder.number();
     // Computers that share a network home write it at the same time; none may rename another's unfinished text.
     const std::string newFile = kNewReplicaFile + mWriter;
     disk::unlink(folder, newFile.c_str()); // left by a pass that was killed here
     auto file = disk::createFile(folder, newFile.c_str());
-    if (!file) return file.problem();
-    if (int code = disk::rewrite(file->number(), text)) return Problem{code, "write the marker", ".Braid/replica"};
-    if (int code = disk::syncFile(file->number())) return Problem{code, "write the marker", ".Braid/replica"};
-    if (int code = rename(folder, newFile.c_str(), folder, kReplicaFile)) {
-        disk::unlink(folder, newFile.c_str());
-        return Problem{code, "write the marker", ".Braid/replica"};
-    }
-    return problemIf(disk::syncFile(folder), "write the marker", ".Braid/replica");
+    if (!file) return file.problem().code;
+    if (int code = disk::rewrite(file->number(), text)) return code;
+    if (int code = disk::syncFile(file->number())) return code;
+    const int code = rename(folder, newFile.c_str(), folder, name.c_str());
+    if (code != 0) disk::unlink(folder, newFile.c_str());
+    return code;
+}
+
+std::optional<Problem> Home::learnGenerationOf(const std::string& computer)
+{
+    mOwnGenerationFile = computer + kGenerationFile;
+    const auto text = readText(root(), mOwnGenerationFile);
+    if (!text) return text.problem();
+    mOwnGeneration = 0;
+    if (*text) std::from_chars((*text)->data(), (*text)->data() + (*text)->size(), mOwnGeneration);
+    return std::nullopt;
 }
 
 bool Home::isOurs(const std::optional<Marker>& marker) const
@@ -198,8 +224,14 @@ std::optional<Problem> Home::countUpGeneration()
     if (!isOurs(*present)) return Problem{ESTALE, "recognise the home", mPath};
     Marker next = present->value_or(Marker{});
     ++next.generation;
+    if (!mOwnGenerationFile.empty()) {
+        // First, so that flushing the marker's name flushes this one's, too.
+        const int code = replaceFile(mOwnGenerationFile, std::to_string(next.generation) + "\n", disk::renameOver);
+        if (code != 0) return Problem{code, "write the marker", joinPath(kMarkerFolder, mOwnGenerationFile)};
+    }
     if (auto problem = writeMarker(next, disk::renameOver)) return problem;
     mMarker = next;
+    mOwnGeneration = next.generation;
     return std::nullopt;
 }
 

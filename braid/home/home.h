@@ -63,6 +63,11 @@ public:
 
     /// Counts up the generation, durable when it returns.
     std::optional<Problem> countUpGeneration();
+    /// Looks up how far `computer` has counted. Of a home that several computers share this tells more than the
+    /// marker: others may have counted on since it came back from a backup.
+    std::optional<Problem> learnGenerationOf(const std::string& computer);
+    /// The last generation that this computer has counted up to, as the home tells it.
+    std::uint64_t ownGeneration() const { return mOwnGenerationFile.empty() ? mMarker->generation : mOwnGeneration; }
 
     /// The held root still is what its path leads to, and carries the marker that was read at the start.
     std::optional<Problem> checkStillThere() const;
@@ -77,6 +82,7 @@ private:
     bool isOurs(const std::optional<Marker>& marker) const;
     using Rename = int (*)(int fromFolder, const char* from, int toFolder, const char* to);
     std::optional<Problem> writeMarker(const Marker& marker, Rename rename) const;
+    int replaceFile(const std::string& name, const std::string& text, Rename rename) const;
 
     Peer mPeer = Peer::Local;
     std::string mPath;
@@ -89,6 +95,8 @@ private:
     std::int64_t mOpenedAt = 0;
     std::int64_t mOpenedAtHere = 0; // by this computer's clock
     std::string mWriter;            // "" or who writes the marker besides others
+    std::string mOwnGenerationFile; // "" where nobody else counts
+    std::uint64_t mOwnGeneration = 0;
     bool mSyncsAsAWhole = false;
 };
 

@@ -213,14 +213,17 @@ PassRun::Stop PassRun::useArchive(Outcome<std::unique_ptr<Archive>> archive)
     if (!local || !network || local->id == network->id) return std::nullopt; // a dry run before the first pass
 
     const PairRecord pair = mArchive->usePair(local->id, network->id);
-    // An older marker than the last one seen: the home came back from a backup, and what the archive says of it is
+    if (auto problem = mHomes.network->learnGenerationOf(local->id)) return ended(*problem);
+    const PerPeer<std::uint64_t> now{mHomes.local->ownGeneration(), mHomes.network->ownGeneration()};
+    // An older number than the last one seen: the home came back from a backup, and what the archive says of it is
     // about a later state.
-    const bool isOlder = local->generation < pair.generation.local || network->generation < pair.generation.network;
+    const bool isOlder =
+        now.local < pair.generation.local || std::min(now.network, network->generation) < pair.generation.network;
     mTrustsArchive = pair.number != 0 && !isOlder;
     if (isOlder && !mSettings.dryRun) {
         mArchive->begin();
         mArchive->clearEntries();
-        mArchive->rememberGenerations({local->generation, network->generation});
+        mArchive->rememberGenerations({now.local, std::min(now.network, network->generation)});
         mArchive->commit();
     }
     if (auto failure = mArchive->failure()) return ended(*failure);
@@ -307,10 +310,10 @@ PassRun::Stop PassRun::carryOut()
 void PassRun::readLastJobs()
 {
     mLastCoverage.reset();
-    const std::string areas = mArchive->lastAreas(mSettings.occasion);
-    if (areas == areasOf(mSettings.jobs)) return;
-    mLastJobs = jobsFrom(areas);
-    if (!mLastJobs.empty()) mLastCoverage.emplace(mLastJobs);
+    const auto areas = mArchive->lastAreas(mSettings.occasion);
+    if (!areas || *areas == areasOf(mSettings.jobs)) return;
+    mLastJobs = jobsFrom(*areas);
+    mLastCoverage.emplace(mLastJobs); // without jobs it left out everything
 }
 
 /// After a pass that has forgotten what it found without trust.

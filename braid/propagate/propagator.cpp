@@ -132,8 +132,7 @@ std::optional<Problem> Propagator::countUpGenerations()
         if (!isFull) return problem;
         if (isWritten[peer]) failAll(peer, problem->code);
     }
-    mBench.archive.rememberGenerations(
-        {mBench.homes.local->marker()->generation, mBench.homes.network->marker()->generation});
+    mBench.archive.rememberGenerations({mBench.homes.local->ownGeneration(), mBench.homes.network->ownGeneration()});
     return mBench.archive.failure();
 }
 

@@ -58,7 +58,7 @@ struct Plan {
     std::vector<ConflictRecord> conflicts;
     std::vector<ItemError> errors;
     std::vector<std::string> skipped;
-    std::set<std::string> unseen;    ///< Folders that could not be listed: nothing is known of what lies below.
+    std::set<std::string> unseen;    ///< What could not be looked at: nothing is known of it and what lies below.
     std::vector<JobEnd> jobEnds;     ///< One per job.
     std::optional<Problem> lostHome; ///< A home's top could not be listed: there is nothing to plan with.
 

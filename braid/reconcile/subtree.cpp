@@ -112,7 +112,8 @@ void Subtree::visitItem(const std::string& folder, const Coverage::State& cover,
     }
     if (item.stat.kind == Kind::Other || mContext.homes[mOther]->isTop(item.stat)) {
         if (job) mPlan.skipped.push_back(path);
-        hold(folder);
+        mPlan.unseen.insert(path); // it may hide what was agreed on
+        leaveOut(path);
         return;
     }
     if (!job) {

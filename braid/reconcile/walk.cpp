@@ -225,6 +225,7 @@ bool Walk::passesBy(const FolderTask& task, const std::string& path, const Row& 
         }
         if (stats[peer].kind == Kind::Other || mContext.homes[otherPeer(peer)]->isTop(stats[peer])) {
             if (mContext.coverage.jobOfItem(task.cover, path)) mPlan.skipped.push_back(path);
+            mPlan.unseen.insert(path); // it may hide what was agreed on
             return true;
         }
     }

@@ -63,6 +63,28 @@ public:
     Failing& operator=(const Failing&) = delete;
 };
 
+/// As long as it lives, the folder is hidden behind something that does not sync, as by a mount.
+class Hiding
+{
+public:
+    Hiding(const HomePair& pair, const char* folder) : mFolder(pair.local() / folder), mAside(pair.top() / "hidden")
+    {
+        fs::rename(mFolder, mAside);
+        ::mkfifo(mFolder.c_str(), 0600);
+    }
+    ~Hiding()
+    {
+        fs::remove(mFolder);
+        fs::rename(mAside, mFolder);
+    }
+    Hiding(const Hiding&) = delete;
+    Hiding& operator=(const Hiding&) = delete;
+
+private:
+    fs::path mFolder;
+    fs::path mAside;
+};
+
 struct DeletionCase {
     const char* name;
     std::function<void(const HomePair& pair)> disaster;
@@ -115,11 +137,53 @@ const DeletionCase kDisasters[] = {
          fs::rename(pair.network() / ".Braid/replica.x", pair.network() / ".Braid/replica");
          fs::remove(pair.network() / "files/1");
      }},
+    {"an older state came back from a backup, and another computer was the first to sync with it",
+     [](const HomePair& pair) {
+         const std::string other = pair.top() / "other";
+         const auto syncOther = [&] {
+             PassSettings settings = pair.settings();
+             settings.localHome = other;
+             runPass(settings, {});
+         };
+         fs::create_directory(other);
+         syncOther();
+         fs::copy(pair.network() / ".Braid", pair.top() / "backup", fs::copy_options::recursive);
+         write(pair.local() / "files/late", "written since the backup");
+         pair.sync();
+         fs::remove(pair.network() / "files/late");
+         fs::remove_all(pair.network() / ".Braid");
+         fs::rename(pair.top() / "backup", pair.network() / ".Braid");
+         write(fs::path{other} / "more", "written since it came back");
+         syncOther();
+     }},
     {"it was deleted while a rule left it out",
      [](const HomePair& pair) {
          Job job;
          job.exclusions.push_back(std::get<MatchRule>(MatchRule::make(Comparison::PathEquals, "files/1")));
          pair.sync({job});
+         fs::remove(pair.local() / "files/1");
+     }},
+    {"it was deleted while a rule left it out, and its folder was hidden when it came back",
+     [](const HomePair& pair) {
+         Job job;
+         job.exclusions.push_back(std::get<MatchRule>(MatchRule::make(Comparison::PathEquals, "files")));
+         pair.sync({job});
+         fs::remove(pair.local() / "files/1");
+         const Hiding hiding{pair, "files"};
+         pair.sync();
+     }},
+    {"a folder came back without what was hidden in it",
+     [](const HomePair& pair) {
+         fs::remove_all(pair.network() / "folder");
+         write(pair.local() / "folder/whole", "edited");
+         const Hiding hiding{pair, "folder/sub"};
+         pair.syncResolving(Peer::Local);
+     }},
+    {"it was deleted while there were no jobs",
+     [](const HomePair& pair) {
+         PassSettings settings = pair.settings();
+         settings.jobs.clear();
+         runPass(settings, {});
          fs::remove(pair.local() / "files/1");
      }},
     {"a folder came back in part only",
@@ -144,6 +208,7 @@ TEST(Safety, NothingIsDeletedWithoutProof)
         left.merge(treeOf(pair.network(), false));
         for (int pass = 0; pass < 2; ++pass) {
             const PassReport report = pair.sync();
+            EXPECT_EQ(report.result, kPassSucceeded);
             EXPECT_EQ(report.counts.deleted, 0U);
             Tree now = treeOf(pair.local(), false);
             now.merge(treeOf(pair.network(), false));

@@ -208,7 +208,7 @@ TEST(Operations, AreCountedForTheHomeThatTheyWorkIn)
     for (std::uint64_t i = 0; i < kFiles; ++i)
         write(pair.local() / (i % 2 == 0 ? "a" : "b") / std::to_string(i), "content " + std::to_string(i));
     PassReport first = pair.sync();
-    EXPECT_EQ(first.networkOps["create"] - first.localOps["create"], kFiles);
+    EXPECT_EQ(first.networkOps["create"] - first.localOps["create"], kFiles + 1); // how far this computer has counted
     EXPECT_GE(first.networkOps["write"], kFiles);
     EXPECT_LE(first.localOps["write"], 3U); // the marker, at most
     EXPECT_GE(first.localOps["read"], kFiles);
@@ -217,7 +217,7 @@ TEST(Operations, AreCountedForTheHomeThatTheyWorkIn)
     PassReport idle = pair.sync();
     EXPECT_LE(idle.networkOps["list"], 3U + 2U); // and the marker folder's own two
     EXPECT_LE(idle.networkOps["stat"], kFiles + 10);
-    EXPECT_LE(idle.networkOps["read"], 1U); // the marker
+    EXPECT_LE(idle.networkOps["read"], 2U); // the marker, and how far this computer has counted
     EXPECT_EQ(idle.networkOps.count("attributes"), 0U);
 }
 
