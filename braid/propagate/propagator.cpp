@@ -79,7 +79,7 @@ void Propagator::done(const Action& action, int code, std::uint64_t& counter)
     mBench.reporter.addItem();
     if (code == 0) {
         ++counter;
-    } else if (meansLostHome(code)) {
+    } else if (mBench.isLost(code)) {
         mLost = Problem{code, "reach " + std::string{homeWords(action.target)}, action.path};
     } else if (code == EAGAIN && meetsOtherSpelling(action)) {
         if (action.verb == Action::Verb::MakeFolder) mPlan.withdraw({action.path});
@@ -243,7 +243,7 @@ void Propagator::discard(Batch& batch)
 void Propagator::failedToStage(const Action& action, const Problem& problem)
 {
     const Peer peer = failsAtSource(problem) ? otherPeer(action.target) : action.target;
-    if (meansLostHome(problem.code)) {
+    if (mBench.isLost(problem.code)) {
         mLost = Problem{problem.code, "reach " + std::string{homeWords(peer)}, action.path};
         return;
     }

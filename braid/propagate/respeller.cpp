@@ -7,7 +7,6 @@
 #include "braid/disk/calls.h"
 #include "braid/disk/listing.h"
 #include "braid/disk/system.h"
-#include "lost_home.h"
 
 namespace braid
 {
@@ -168,7 +167,7 @@ std::optional<Problem> Respeller::run()
             mBench.reporter.at(next.path);
             const int code = respell(next);
             mBench.reporter.addItem();
-            if (meansLostHome(code)) return Problem{code, "reach " + std::string{homeWords(*next.target)}, next.path};
+            if (mBench.isLost(code)) return Problem{code, "reach " + std::string{homeWords(*next.target)}, next.path};
             if (code != 0) {
                 mBench.fail(next.path, *next.target, {code, "rename it", next.path});
                 failed.insert(next.path);

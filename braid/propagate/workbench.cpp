@@ -11,6 +11,7 @@
 #include "braid/disk/system.h"
 #include "braid/reconcile/judge.h"
 #include "braid/reconcile/walk.h"
+#include "lost_home.h"
 
 namespace braid
 {
@@ -249,6 +250,14 @@ std::optional<Problem> Workbench::tellOwnMoves()
     }
     archive.commit();
     return archive.failure();
+}
+
+bool Workbench::isLost(int code)
+{
+    constexpr int kMostOddAnswers = 10; // each may have taken a minute
+    if (!meansLostHome(code)) return false;
+    return ++mOddAnswers > kMostOddAnswers ||
+           std::ranges::any_of(kPeers, [&](Peer peer) { return homes[peer]->checkStillThere().has_value(); });
 }
 
 void Workbench::fail(const std::string& path, Peer peer, const Problem& problem)

@@ -82,6 +82,8 @@ public:
     std::optional<Problem> tellOwnMoves();
 
     void fail(const std::string& path, Peer peer, const Problem& problem);
+    /// `code` is what a file server that is gone answers, and it is gone: a server may answer so for one file, too.
+    bool isLost(int code);
     bool isStopped() const { return stop.stop_requested(); }
 
 private:
@@ -115,6 +117,7 @@ private:
     News mSettling;                             ///< What the flush under way is for.
     std::future<std::optional<Problem>> mFlush; ///< On a thread of its own, or when it is waited for.
     std::optional<Problem> mNotDurable;         ///< For good: a disk tells once of what it could not write.
+    int mOddAnswers = 0;                        ///< Of servers that were not gone.
 };
 
 } // namespace braid

@@ -283,6 +283,18 @@ TEST(Safety, WhatCannotBeListedIsNotGone)
     }
 }
 
+TEST(Safety, OneFileThatTheServerDoesNotKnowAnyMoreKeepsNoOtherBack)
+{
+    HomePair pair;
+    fill(pair.network());
+    const Failing failing{seam::Operation::OpenFile, "1", ESTALE};
+    const PassReport report = pair.sync();
+    EXPECT_EQ(report.result, kPassSucceeded);
+    ASSERT_EQ(report.errors.size(), 1U);
+    EXPECT_EQ(report.errors[0].path, "files/1");
+    EXPECT_TRUE(fs::exists(pair.local() / "folder/whole"));
+}
+
 std::function<void()> gMeddle;
 std::atomic<int> gCountdown{0};
 
