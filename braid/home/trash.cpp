@@ -205,7 +205,9 @@ void Trash::expire()
         const bool tooOld = now - clock.credit - *time > kKeepForSeconds;
         // Nothing came since all of it was measured, which on a file server takes a while.
         if (!tooOld && total <= bound && !isAsMeasured) total += disk::bytesBelow(trash->number(), item->name);
-        if (tooOld || total > bound) disk::removeTree(trash->number(), item->name.c_str());
+        // What came last may fill the bound alone: nobody has had the time to miss it.
+        const bool isOverBound = total > bound && item->name != newest;
+        if (tooOld || isOverBound) disk::removeTree(trash->number(), item->name.c_str());
     }
 }
 

@@ -386,6 +386,16 @@ TEST(Safety, TheTrashIsKeptForThirtyDaysAndDisturbsNobody)
     pair.sync();
     EXPECT_EQ(trashContents(pair.local()), (std::vector<std::string>{"kept", "kept, too"}));
 
+    // More than the trash may hold, at once, stays until the next versions come.
+    const fs::path huge = trash / "29990201T000000Z-1-1/huge";
+    write(huge, "");
+    fs::resize_file(huge, std::uintmax_t{1} << 36);
+    pair.sync();
+    EXPECT_TRUE(fs::exists(huge));
+    write(trash / "29990301T000000Z-1-1/next", "");
+    pair.sync();
+    EXPECT_FALSE(fs::exists(huge));
+
     // The clock said so a year ago, or was set forward since: nobody knows that more than a month went by.
     const std::time_t aYearAgo = std::time(nullptr) - std::time_t{365} * 24 * 3600;
     std::array<char, 64> name{};
