@@ -25,6 +25,7 @@ private:
     void add(What what, Peer where, const std::string& path, const std::string& from = {});
     void addMissingParents(Peer where, const std::string& path);
     void addWrite(const Action& action);
+    void addAttributes(const Action& action);
     void addFinish(const FolderFinish& finish);
 
     const Plan& mPlan;
@@ -60,6 +61,13 @@ void Foretelling::addWrite(const Action& action)
     } else {
         add(isThere ? What::Update : What::Create, action.target, action.path);
     }
+    addAttributes(action);
+}
+
+void Foretelling::addAttributes(const Action& action)
+{
+    if (action.toLocal != 0) add(What::Attributes, Peer::Local, action.path);
+    if (action.toNetwork != 0) add(What::Attributes, Peer::Network, action.path);
 }
 
 void Foretelling::addFinish(const FolderFinish& finish)
@@ -89,10 +97,7 @@ std::vector<PlannedChange> Foretelling::run()
     });
     mPlan.folders.each(write);
     mPlan.items.each(write);
-    mPlan.restamps.each([&](ActionList::Index, const Action& action) {
-        if (action.toLocal != 0) add(What::Attributes, Peer::Local, action.path);
-        if (action.toNetwork != 0) add(What::Attributes, Peer::Network, action.path);
-    });
+    mPlan.restamps.each([&](ActionList::Index, const Action& action) { addAttributes(action); });
     mPlan.links.each(write);
     mPlan.deletions.each(deletion);
     for (const FolderFinish& finish : mPlan.finishes)

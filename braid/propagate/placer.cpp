@@ -385,6 +385,25 @@ int Placer::restamp(const Action& action)
     return 0;
 }
 
+int Placer::takeAttributes(Action& action)
+{
+    const Peer source = otherPeer(action.target);
+    const AttributeSet attributes = source == Peer::Local ? action.toLocal : action.toNetwork;
+    if (!attributes) return 0;
+    const std::string name{nameOf(action.path)};
+    const auto folder = mBench.folder(source, folderOf(action.path));
+    if (!folder) return folder.problem().code;
+    Stat& stat = action.stats[source];
+    if (int code = checkUnchanged(*folder, name.c_str(), stat)) return code;
+    if (int code = restampOne(action, source, attributes)) return code;
+    mBench.touchItemIn(source, folderOf(action.path));
+    const auto now = journals::lookAgain(*folder, name.c_str(), stat);
+    if (!now) return now.problem().code;
+    if (!isSameContentAfterRename(*now, stat)) return EAGAIN;
+    stat = *now;
+    return 0;
+}
+
 int Placer::restampTouched(const Staged& staged)
 {
     Action action = *staged.action;

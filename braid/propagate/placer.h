@@ -22,6 +22,8 @@ public:
     int makeFolder(const Action& action);
     int remove(const Action& action);
     int restamp(const Action& action);
+    /// Gives the source of a Copy those attributes that only the target has, which the copy then has, too.
+    int takeAttributes(Action& action);
     /// The content was found to be on both sides already; what is left are the attributes.
     int restampTouched(const Staged& staged);
 

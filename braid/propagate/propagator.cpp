@@ -265,6 +265,10 @@ std::vector<Action> Propagator::nextBatch(const ActionList& items, ActionList::I
             done(action, mPlacer.move(action), mBench.counts.renamed);
             continue;
         }
+        if (int code = mPlacer.takeAttributes(action)) {
+            done(action, code, mBench.counts.updated);
+            continue;
+        }
         bytes += static_cast<std::uint64_t>(action.stats[otherPeer(action.target)].size);
         action.known = mPlacer.knownContent(action);
         batch.push_back(std::move(action));

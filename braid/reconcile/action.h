@@ -28,10 +28,10 @@ struct Action {
     Peer target = Peer::Network; ///< Not for Restamp, which may write both, and for Record.
     std::size_t job = 0;
     std::string path;
-    std::string from;    ///< Move and Link only.
-    PerPeer<Stat> stats; ///< What the scan saw; the disk must still look so when the action is done.
-    Stat fromStat;       ///< Move only: the item at `from`.
-    AttributeSet toLocal = 0;
+    std::string from;         ///< Move and Link only.
+    PerPeer<Stat> stats;      ///< What the scan saw; the disk must still look so when the action is done.
+    Stat fromStat;            ///< Move only: the item at `from`.
+    AttributeSet toLocal = 0; ///< Restamp; and Copy, of what the source takes from the target before.
     AttributeSet toNetwork = 0;
     AttributeSet keptOut = 0; ///< Restamp only: what was agreed on these is still what is agreed.
     Entry entry;              ///< What is to be agreed on; for Delete what was.

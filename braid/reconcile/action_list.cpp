@@ -13,6 +13,7 @@ constexpr std::size_t kBlock = std::size_t{256} * 1024;
 
 // First byte of an action: its verb in the lower four bits, and these.
 constexpr unsigned kToLocalHome = 0x10;
+constexpr unsigned kSetsAttributes = 0x20;
 
 // First byte of a stat: its kind in the lower three bits, and these.
 constexpr unsigned kSparse = 0x08;
@@ -202,7 +203,9 @@ void ActionList::takeEntry(const char*& at, Action& action) const
 ActionList::Position ActionList::write(const Action& action)
 {
     mScratch.clear();
-    addByte(mScratch, static_cast<unsigned>(action.verb) | (action.target == Peer::Local ? kToLocalHome : 0));
+    const bool setsAttributes = action.toLocal != 0 || action.toNetwork != 0;
+    addByte(mScratch, static_cast<unsigned>(action.verb) | (action.target == Peer::Local ? kToLocalHome : 0) |
+                          (setsAttributes ? kSetsAttributes : 0));
     addNumber(mScratch, action.job);
     addNumber(mScratch, folderNumber(folderOf(action.path)));
     addText(mScratch, nameOf(action.path));
@@ -214,7 +217,7 @@ ActionList::Position ActionList::write(const Action& action)
         addText(mScratch, action.from);
         addStat(action.fromStat);
     }
-    if (action.verb == Action::Verb::Restamp) {
+    if (setsAttributes) {
         addByte(mScratch, action.toLocal | unsigned{action.toNetwork} << 4);
         addByte(mScratch, action.keptOut);
     }
@@ -274,7 +277,7 @@ Action ActionList::operator[](Index index) const
         action.from = takeText(at);
         action.fromStat = takeStat(at);
     }
-    if (action.verb == Action::Verb::Restamp) {
+    if (first & kSetsAttributes) {
         const unsigned both = takeByte(at);
         action.toLocal = static_cast<AttributeSet>(both & 0x0f);
         action.toNetwork = static_cast<AttributeSet>(both >> 4);

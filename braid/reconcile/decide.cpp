@@ -56,6 +56,19 @@ Decision decideAttributes(const Facts& before, const Facts& local, const Facts& 
     return decision;
 }
 
+/// The target still holds what was agreed; attributes that were changed there alone go along with the other's content.
+Decision decideEdit(Peer target, const Facts& before, const Facts& edited, const Facts& old, const JobOptions& options)
+{
+    Decision decision = decideWrite(target, options);
+    const Peer source = otherPeer(target);
+    if (decision.step != writeTo(target) || edited.kind != old.kind) return decision;
+    if (decideWrite(source, options).step != writeTo(source)) return decision;
+    AttributeSet& taken = source == Peer::Local ? decision.toLocal : decision.toNetwork;
+    if (old.mode != before.mode && edited.mode == before.mode) taken |= kMode;
+    if (old.attributes != before.attributes && edited.attributes == before.attributes) taken |= kExtended;
+    return decision;
+}
+
 } // namespace
 
 bool hasSameContent(const Facts& one, const Facts& other)
@@ -94,8 +107,8 @@ Decision decide(const Facts& before, const Facts& local, const Facts& network, c
     if (hasSameContent(local, network)) return decideAttributes(before, local, network, options);
 
     // A deletion meets at most a change of attributes: it stands, the content was no longer wanted.
-    if (hasSameContent(local, before)) return decideWrite(Peer::Local, options);
-    if (hasSameContent(network, before)) return decideWrite(Peer::Network, options);
+    if (hasSameContent(local, before)) return decideEdit(Peer::Local, before, network, local, options);
+    if (hasSameContent(network, before)) return decideEdit(Peer::Network, before, local, network, options);
     return decideConflict(conflictKind(before, local, network), options);
 }
 

@@ -45,7 +45,9 @@ enum class JobEnd { None, WriteToReadOnlyPeer, Conflict };
 struct Decision {
     Step step = Step::Nothing;
     std::string_view conflict{}; ///< The kind of conflict, also where the options resolved it.
-    AttributeSet toLocal = 0;    ///< Restamp: attributes that the local item takes from the network item.
+    /// Restamp: attributes that the local item takes from the network item. WriteNetwork: the same, before it is
+    /// copied.
+    AttributeSet toLocal = 0;
     AttributeSet toNetwork = 0;
     AttributeSet keptOut = 0; ///< Restamp: attributes that wait for a pass that may write there.
     JobEnd jobEnd = JobEnd::None;

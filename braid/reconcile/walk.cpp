@@ -403,6 +403,10 @@ void Walk::planItem(const std::string& path, std::size_t job, const PerPeer<Stat
     case Step::WriteNetwork:
         action.target = decision.step == Step::WriteLocal ? Peer::Local : Peer::Network;
         action.verb = stats[otherPeer(action.target)].exists() ? Action::Verb::Copy : Action::Verb::Delete;
+        if (!stats[otherPeer(action.target)].linked) { // else it would be written to under all its names
+            action.toLocal = decision.toLocal;
+            action.toNetwork = decision.toNetwork;
+        }
         if (action.verb == Action::Verb::Delete && entry) action.entry = *entry;
         (action.verb == Action::Verb::Delete ? mPlan.deletions : mPlan.items).add(action);
         return;

@@ -60,6 +60,7 @@ TEST(ActionList, GivesBackWhatItGotInLittleMemory)
     all[2].toNetwork = kMode;
     all[2].keptOut = kExtended;
     all[3].path = "a/c";
+    all[3].toNetwork = kExtended;
 
     ActionList list;
     for (int round = 0; round < 1000; ++round) { // more than one block

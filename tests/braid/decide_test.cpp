@@ -98,6 +98,12 @@ const DecideCase kAttributes[] = {
     {"attributes taken off there", file(1, 100, 0644, 7), file(1, 100, 0644, 7), file(1), restamp(kExtended, 0)},
     {"folder mode", folder(0755), folder(0700), folder(0755), restamp(0, kMode)},
     {"an edit carries its attributes along", file(1), file(2, 200, 0600), file(1), plain(Step::WriteNetwork)},
+    {"an edit here takes a mode and attributes from there along",
+     file(1),
+     file(2),
+     file(1, 200, 0600, 7),
+     {.step = Step::WriteNetwork, .toLocal = kMode | kExtended}},
+    {"modes on both sides: the editor's", file(1), file(2, 100, 0640), file(1, 100, 0600), plain(Step::WriteNetwork)},
     {"first sync, same content, other times: no conflict", kNone, file(1, 100), file(1, 200),
      restamp(kModifiedTime, 0)},
 };

@@ -127,6 +127,22 @@ TEST(Sync, EditsTravelBothWays)
     }
 }
 
+TEST(Sync, AnEditHereTakesAttributesFromThereAlong)
+{
+    HomePair pair;
+    write(pair.local() / "file", "old");
+    pair.sync();
+    write(pair.local() / "file", "new");
+    fs::permissions(pair.network() / "file", fs::perms{0700});
+    setAttribute(pair.network() / "file", "user.note", "there");
+    EXPECT_EQ(pair.sync().counts.updated, 1U);
+    const std::string item = treeOf(pair.local()).at("file");
+    for (const char* part : {"mode 700", "user.note=there", "new"})
+        EXPECT_NE(item.find(part), std::string::npos) << item;
+    EXPECT_EQ(treeOf(pair.local()), treeOf(pair.network()));
+    EXPECT_EQ(writesOf(pair.sync()), 0U);
+}
+
 TEST(Sync, ALargeFileSavedTwiceInARowIsNoConflict)
 {
     HomePair pair;
