@@ -352,9 +352,10 @@ void Walk::planBothFolders(const std::string& path, const Place& place, std::siz
     }
     finish.restamped = {step.toLocal != 0, step.toNetwork != 0};
     finish.isRecorded = step.step != Step::KeptOut && step.keptOut == 0;
-    // After an unfinished pass the archive learns of the folder when it is finished, not earlier.
+    // After an unfinished pass the archive learns of the folder when it is finished, not earlier. It may have been
+    // before the pass ended.
     const bool isUnfinished = judgement.mustRestamp.local || judgement.mustRestamp.network;
-    if (!isUnfinished || step.step == Step::Restamp) {
+    if (!isUnfinished || !timeChanged || step.step == Step::Restamp) {
         Judgement early = judgement;
         for (const Peer peer : kPeers) {
             const bool isPending = finish.mtime[peer] != stats[peer].mtime;

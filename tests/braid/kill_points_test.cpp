@@ -134,6 +134,33 @@ TEST(FailingCalls, LeaveAFileInPlaceWhoseFolderDoesNotCome)
     }
 }
 
+TEST(KilledPasses, LeaveNoFolderThatCannotBeDeleted)
+{
+    bool wasStruck = true;
+    for (long call = 1; wasStruck; ++call) {
+        const auto world = World::make({});
+        PassSettings settings;
+        settings.localHome = world->home(0);
+        settings.networkHome = world->home(1);
+        settings.jobs.resize(1);
+        settings.allowMassDeletion = true;
+        const auto does = [&](const Step& step) {
+            const auto doing = world->person();
+            carryOut(step, world->home(step.home));
+        };
+        does(at(0, Verb::Write, "a/b/c", 1));
+        world->wait(10'000'000'000);
+        world->pass(settings, {.kind = Kind::Killed, .call = call, .code = 0, .meanwhile = {}});
+        wasStruck = !world->struck().empty();
+        world->pass(settings, {});
+        world->wait(10'000'000'000);
+        does(at(1, Verb::Remove, "a"));
+        world->pass(settings, {});
+        const auto looking = world->person();
+        EXPECT_FALSE(viewOf(world->home(0)).contains("a")) << "killed before call " << call;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Blows, KillPoints, testing::Range(std::size_t{0}, kBlows.size()));
 
 } // namespace
