@@ -485,4 +485,10 @@ bool copiesOnServer(int descriptor)
     return isOneOf(kMagics, descriptor);
 }
 
+bool holdsLinksApart(int descriptor)
+{
+    constexpr auto kMagics = std::to_array<std::uint64_t>({FUSE_SUPER_MAGIC});
+    return !isOneOf(kMagics, descriptor);
+}
+
 } // namespace braid::disk

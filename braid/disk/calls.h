@@ -91,6 +91,10 @@ bool isLockFree(int file);
 /// The file server can copy a file by itself, without the bytes coming here and going back.
 bool copiesOnServer(int descriptor);
 
+/// What is done to a link by its name is done to the link. In user space a file system may follow it, as one that speaks
+/// SFTP does, to an item that nobody meant.
+bool holdsLinksApart(int descriptor);
+
 /// Of the whole file system, in bytes; 0 where it does not tell.
 std::uint64_t capacityOf(int descriptor);
 

@@ -139,7 +139,6 @@ Outcome<Copied> copyAll(int source, int target, int targetDescriptor, const char
     for (const auto& [key, value] : *present) {
         if (!wanted->contains(key)) disk::system().fremovexattr(target, key.c_str());
     }
-    bool lacksList = false;
     for (const auto& [key, value] : *wanted) {
         const auto old = present->find(key);
         if (old != present->end() && old->second == value) continue;
@@ -148,13 +147,12 @@ Outcome<Copied> copyAll(int source, int target, int targetDescriptor, const char
             // Not every file system has lists, nor every process the right to set one.
             const bool isRefused = isUnsupported(errno) || errno == EPERM || errno == EACCES || errno == EINVAL;
             if (!isRefused) return Problem{errno, "set its attributes", name};
-            lacksList = true;
             continue;
         }
         if (isUnsupported(errno)) return Copied{wantedHash, 0};
         return Problem{errno, "set its attributes", name};
     }
-    if (!lacksList) return Copied{wantedHash, wantedHash};
+    // Some say that they keep a list, and do not: it would seem to have been taken away there.
     const auto reached = readAll(target, name);
     if (!reached) return reached.problem();
     return Copied{wantedHash, hash(*reached)};

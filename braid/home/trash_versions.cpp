@@ -86,6 +86,7 @@ Outcome<bool> makeCopy(int source, const std::string& name, const Stat& stat, in
         if (int code = disk::setMode(folder, copyName.c_str(), stat.mode)) return Problem{code, "copy it", name};
         if (int code = disk::syncFile(to->number())) return Problem{code, "copy it", name};
     }
+    if (stat.kind == Kind::Link && !disk::holdsLinksApart(folder)) return false;
     if (int code = disk::setModifiedTime(folder, copyName.c_str(), stat.mtime)) return Problem{code, "copy it", name};
     return isDatabase;
 }

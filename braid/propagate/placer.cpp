@@ -333,7 +333,7 @@ int Placer::restampOne(const Action& action, Peer target, AttributeSet attribute
     if (attributes & kMode) {
         if (int code = tolerant(disk::setMode(*folder, name.c_str(), model.mode))) return code;
     }
-    if (attributes & kModifiedTime) {
+    if ((attributes & kModifiedTime) && (model.kind != Kind::Link || disk::holdsLinksApart(*folder))) {
         if (int code = disk::setModifiedTime(*folder, name.c_str(), model.mtime)) return code;
     }
     return 0;

@@ -224,7 +224,10 @@ Outcome<Staged> Stager::stageLink(const Action& action, int sourceFolder, const 
     staged.name = newName();
     staged.entry.digest = digestOf(*target);
     const int folder = mBench.homes[action.target]->staging();
-    if (int code = disk::makeLink(folder, staged.name.c_str(), *target)) return Problem{code, "make the link", ""};
+    if (int code = disk::makeLink(folder, staged.name.c_str(), *target)) {
+        // EPERM is what a file system without links says.
+        return Problem{code == EPERM ? ENOTSUP : code, "make the link", ""};
+    }
     int code = stampLink(folder, staged.name.c_str(), source);
     const auto made = disk::statAt(folder, staged.name.c_str());
     if (code == 0) code = made ? finish(staged, *made, source, {}) : made.problem().code;
@@ -253,6 +256,7 @@ Outcome<Stat> Stager::stampFile(int copy, const Stat& source)
 
 int Stager::stampLink(int folder, const char* name, const Stat& source)
 {
+    if (!disk::holdsLinksApart(folder)) return 0;
     if (::geteuid() == 0) disk::setOwner(folder, name, source.owner, source.group);
     const int code = disk::setModifiedTime(folder, name, source.mtime);
     // Some file systems keep no time for a link.

@@ -1,7 +1,13 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/xattr.h>
 
+#include "braid/disk/descriptor.h"
+#include "braid/disk/system.h"
+#include "histories.h"
+#include "history_world.h"
 #include "home_pair.h"
+#include "home_view.h"
 
 namespace braid
 {
@@ -56,6 +62,36 @@ TEST(AccessLists, TravelWithTheirItems)
     pair.sync();
     EXPECT_EQ(attribute(pair.network() / "folder", kDefault), "none");
     EXPECT_EQ(writesOf(pair.sync()), 0U);
+}
+
+TEST(AccessLists, AndLinksStayWhereAFileSystemInUserSpaceDropsThem)
+{
+    sim::History history;
+    history.network.isInUserSpace = true;
+    const auto world = sim::World::make(history);
+    PassSettings settings;
+    settings.localHome = world->home(0);
+    settings.networkHome = world->home(1);
+    settings.jobs.resize(1);
+    const auto file = [&] { return Descriptor{disk::system().open((world->home(0) + "/file").c_str(), O_RDWR)}; };
+    const std::string list = listWith(4);
+    {
+        const auto doing = world->person();
+        sim::carryOut({.verb = sim::Step::Verb::Write, .path = "file"}, world->home(0));
+        sim::carryOut({.verb = sim::Step::Verb::MakeLink, .path = "link"}, world->home(0));
+        disk::system().fsetxattr(file().number(), kAccess, list.data(), list.size());
+    }
+    for (const std::uint64_t mode : {0U, 0600U}) {
+        if (mode != 0) { // has the pass look at what else there is
+            const auto doing = world->person();
+            sim::carryOut({.verb = sim::Step::Verb::SetMode, .path = "file", .number = mode}, world->home(1));
+        }
+        world->wait(10'000'000'000);
+        const PassReport report = world->pass(settings, {});
+        EXPECT_TRUE(report.errors.empty()) << report.errors[0].message;
+        const auto looking = world->person();
+        EXPECT_EQ(disk::system().fgetxattr(file().number(), kAccess, nullptr, 0), std::ssize(list));
+    }
 }
 
 } // namespace

@@ -115,6 +115,7 @@ int SimSystem::fsetxattr(int item, const char* name, const void* value, std::siz
 {
     return edit("fsetxattr", item, "", [&](const Disk& disk, Item& changed) {
         if (!disk.traits().keepsAttributes) return -ENOTSUP;
+        if (disk.traits().isInUserSpace && std::string_view{name}.starts_with("system.")) return 0;
         changed.attributes[name].assign(static_cast<const char*>(value), size);
         return 0;
     });
@@ -131,6 +132,7 @@ int SimSystem::fremovexattr(int item, const char* name)
 int SimSystem::utimensat(int folder, const char* name, const std::array<timespec, 2>& times)
 {
     return edit("utimensat", folder, name ? name : "", [&](const Disk& disk, Item& changed) {
+        if (disk.traits().isInUserSpace && S_ISLNK(changed.mode)) return -ENOENT;
         const timespec& time = times[1];
         changed.mtime = disk.stamp(mClock);
         if (time.tv_nsec == UTIME_NOW) return 0;

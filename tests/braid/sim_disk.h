@@ -20,6 +20,7 @@ struct DiskTraits {
     std::int64_t timeStep = 1; ///< Nanoseconds.
     bool keepsModes = true;
     bool keepsAttributes = true;
+    bool isInUserSpace = false; ///< Follows links to set their times, and says that it keeps access lists.
     bool exchanges = true;
     bool renamesNew = true; ///< Knows a rename that replaces nothing.
     bool hardLinks = true;

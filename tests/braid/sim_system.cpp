@@ -266,6 +266,7 @@ int SimSystem::fstatfs(int descriptor, struct statfs* facts)
         *facts = {};
         const DiskTraits& traits = at(descriptor).disk->traits();
         facts->f_type = traits.flushesAsAWhole ? EXT4_SUPER_MAGIC : NFS_SUPER_MAGIC;
+        if (traits.isInUserSpace) facts->f_type = FUSE_SUPER_MAGIC;
         facts->f_frsize = facts->f_bsize = kBlock;
         facts->f_blocks = traits.capacity / kBlock;
         return 0;
