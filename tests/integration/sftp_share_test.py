@@ -89,7 +89,7 @@ class Server:
 
 def contents(home):
     """Files with what is in them, folders: servers have ways of their own with modes and times."""
-    return {name: facts[-1] if facts[0] == "file" else facts[0] for name, facts in tree(home).items()}
+    return {name: facts[0] if facts[0] == "folder" else facts[-1] for name, facts in tree(home).items()}
 
 
 class HomeOnAServer(unittest.TestCase):
@@ -101,9 +101,11 @@ class HomeOnAServer(unittest.TestCase):
         self.serve_on_a_system_bus()
         write(self.world.network / "Documents/plan.txt", "the plan\n")
         write(self.world.network / "Library/Preferences/app.plist", "<plist/>")
+        for name, target in (("beside", "plan.txt"), ("above", "../Library"), ("elsewhere", "/no/such/place")):
+            (self.world.network / "Documents" / name).symlink_to(target)
         for folder, _, files in os.walk(self.world.share):
             for path in [folder] + [os.path.join(folder, name) for name in files]:
-                os.chown(path, SERVER_UID, SERVER_UID)
+                os.chown(path, SERVER_UID, SERVER_UID, follow_symlinks=False)
         self.server = server(self.world.top / "server", self.world.share)
         self.addCleanup(self.server.close)
         home = urllib.parse.quote(self.world.network.name)

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <fstream>
+#include <iterator>
 #include <string_view>
 
 #include <unistd.h>
@@ -32,6 +34,17 @@ constexpr const char* kSshfsOptions = "nosuid,nodev,reconnect,idmap=user,disable
 constexpr const char* kSystemSshConfiguration = "/etc/ssh/ssh_config";
 
 using Build = void (*)(const ServerShare&, const Account&, const Credentials&, const MountPlaces&, ChildJob&);
+
+// As on every other share, a person's links lead anywhere; the engine follows none.
+constexpr const char* kAnyLinkOption = "no_contain_symlinks";
+
+/// Versions that are too old to withhold such links refuse the option that has them shown.
+bool knowsOption(const std::string& program, std::string_view option)
+{
+    std::ifstream file{program, std::ios::binary};
+    const std::string text{std::istreambuf_iterator<char>{file}, {}};
+    return text.find(option) != std::string::npos;
+}
 
 std::string portOption(const ServerShare& share, const char* name)
 {
@@ -66,6 +79,7 @@ void buildSshfs(const ServerShare& share, const Account& /*account*/, const Cred
     std::string options = std::string(kSshfsOptions) + ",ssh_command=ssh -F " +
                           (isConfigured ? kSystemSshConfiguration : "none") +
                           (places.logFile.empty() ? "" : " -E " + places.logFile) + portOption(share, "port");
+    if (knowsOption(job.program, kAnyLinkOption)) options += std::string(",") + kAnyLinkOption;
     if (!places.knownHosts.empty()) {
         options += ",GlobalKnownHostsFile=/etc/ssh/ssh_known_hosts " + places.knownHosts;
     }
