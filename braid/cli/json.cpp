@@ -11,7 +11,7 @@ namespace braid::cli::json
 std::string text(const std::string& bytes)
 {
     std::string out = "\"";
-    for (const char c : braid::text::printable(bytes)) {
+    for (const char c : braid::text::utf8(bytes)) {
         switch (c) {
         case '"':
             out += "\\\"";

@@ -129,6 +129,29 @@ std::string withSimpleCase(std::string_view valid)
     return out;
 }
 
+/// Characters that are not to be shown, all below U+0100, and bytes outside UTF-8 as "\xNN".
+template <class IsShown>
+std::string escaped(std::string_view bytes, IsShown isShown)
+{
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    std::string out;
+    out.reserve(bytes.size());
+    const auto onByte = [&](std::uint8_t byte) {
+        out += "\\x";
+        out += kDigits[byte >> 4];
+        out += kDigits[byte & 15];
+    };
+    const auto onCharacter = [&](UChar32 character) {
+        if (isShown(character)) {
+            appendUtf8(out, character);
+        } else {
+            onByte(static_cast<std::uint8_t>(character));
+        }
+    };
+    eachCharacter(bytes, onCharacter, onByte);
+    return out;
+}
+
 } // namespace
 
 std::string_view withoutEnd(std::string_view name)
@@ -206,19 +229,14 @@ void toUtf16(std::string_view bytes, std::u16string& units)
         [&](std::uint8_t byte) { units.push_back(static_cast<char16_t>(kLoneSurrogates + byte)); });
 }
 
+std::string utf8(std::string_view bytes)
+{
+    return escaped(bytes, [](UChar32) { return true; });
+}
+
 std::string printable(std::string_view bytes)
 {
-    constexpr std::string_view kDigits = "0123456789ABCDEF";
-    std::string out;
-    out.reserve(bytes.size());
-    eachCharacter(
-        bytes, [&](UChar32 character) { appendUtf8(out, character); },
-        [&](std::uint8_t byte) {
-            out += "\\x";
-            out += kDigits[byte >> 4];
-            out += kDigits[byte & 15];
-        });
-    return out;
+    return escaped(bytes, [](UChar32 character) { return character > 0xff || !u_iscntrl(character); });
 }
 
 } // namespace braid::text

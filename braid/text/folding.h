@@ -38,7 +38,10 @@ std::string composed(std::string_view name);
 /// lone surrogate, which no name contains.
 void toUtf16(std::string_view bytes, std::u16string& units);
 
-/// UTF-8 for people and for JSON: a byte outside UTF-8 is written as "\xNN".
+/// For programs: a byte outside UTF-8 is written as "\xNN".
+std::string utf8(std::string_view bytes);
+
+/// For people: so is a control character, by which a name could do as it likes with a terminal.
 std::string printable(std::string_view bytes);
 
 } // namespace braid::text

@@ -88,7 +88,7 @@ TEST(CommandLine, WhatItCannotUnderstandIsAUsageError)
     }
 }
 
-TEST(CommandLine, JsonStaysJsonWhateverTheNames)
+TEST(CommandLine, JsonStaysJsonAndATerminalIsLeftAloneWhateverTheNames)
 {
     PassReport report;
     report.counts = {1, 2, 3, 4, 5};
@@ -103,6 +103,9 @@ TEST(CommandLine, JsonStaysJsonWhateverTheNames)
               "\"errors\": [{\"path\": \"caf\xc3\xa9/\\\\xFF\", \"message\": \"In words.\"}], \"skipped\": [], "
               "\"seconds\": 0.000000, "
               "\"localOps\": {}, \"networkOps\": {\"list\": 2, \"stat\": 7}}\n");
+    const std::string plain = plainReport(report, false);
+    EXPECT_NE(plain.find("quote\" back\\slash\\x0Aline\\x01"), std::string::npos) << plain;
+    EXPECT_NE(plain.find("caf\xc3\xa9/\\xFF"), std::string::npos) << plain;
 }
 
 } // namespace
