@@ -113,14 +113,9 @@ Outcome<Descriptor> Trash::ownFolder(std::string_view homeFolder)
         }
         const auto trash = disk::openFolder(marker, "trash");
         if (!trash) return trash.problem();
-        const std::string second = mPassName;
-        int code = disk::makeFolder(trash->number(), mPassName.c_str(), 0700);
-        // Not in the folder of another pass: its version of a database would be taken for this one's.
-        for (int number = 2; code == EEXIST && number < kMaxVersions; ++number) {
-            mPassName = second + "-" + std::to_string(number);
-            code = disk::makeFolder(trash->number(), mPassName.c_str(), 0700);
+        if (int code = disk::makeFolder(trash->number(), mPassName.c_str(), 0700); code != 0 && code != EEXIST) {
+            return Problem{code, "make the trash", ".Braid/trash"};
         }
-        if (code != 0) return Problem{code, "make the trash", ".Braid/trash"};
         auto pass = disk::openFolder(trash->number(), mPassName);
         if (!pass) return pass.problem();
         mPass = std::move(*pass);

@@ -39,7 +39,7 @@ private:
     Outcome<Descriptor> ownFolder(std::string_view homeFolder);
 
     Home& mHome;
-    std::string mPassName;   // the second in which it began, numbered if a pass before had that
+    std::string mPassName;
     Descriptor mPass;        // opened with the first item
     std::string mLastFolder; // of the home, as it was asked for last; items come folder by folder
     std::string mLastPlace;  // where its items go, below mPass

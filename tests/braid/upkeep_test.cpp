@@ -9,7 +9,6 @@
 #include "braid/cli/commands.h"
 #include "braid/disk/listing_pool.h"
 #include "braid/disk/seam.h"
-#include "braid/home/trash_versions.h"
 #include "braid/home_status.h"
 #include "home_pair.h"
 
@@ -165,15 +164,6 @@ TEST_F(InConflict, AVersionComesBackFromTheTrashBesideWhatIsThere)
     EXPECT_THAT(trashContents(home), ElementsAre("there!"));
     braidCommand({"trash", "empty", home});
     EXPECT_EQ(braidCommand({"trash", "list", home}).out, "The trash is empty.\n");
-
-    for (const char* text : {"one", "another", "a third"}) { // within a second, after which passes are named
-        write(pair.network() / "plan.txt", text);
-        pair.sync();
-    }
-    const auto versions = listTrash(pair.local());
-    ASSERT_EQ(versions->size(), 3U);
-    for (const TrashedVersion& version : *versions)
-        EXPECT_EQ(version.path, "plan.txt") << "of the pass " << version.pass;
 }
 
 TEST_F(InConflict, TheStatusKnowsThePair)
