@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -66,8 +67,12 @@ public:
     /// Looks up how far `computer` has counted. Of a home that several computers share this tells more than the
     /// marker: others may have counted on since it came back from a backup.
     std::optional<Problem> learnGenerationOf(const std::string& computer);
-    /// The last generation that this computer has counted up to, as the home tells it.
-    std::uint64_t ownGeneration() const { return mOwnGenerationFile.empty() ? mMarker->generation : mOwnGeneration; }
+    /// The last generation that this computer has counted up to, as the home tells it. Where a pass came to its end
+    /// between the two files that tell, the lower one counts.
+    std::uint64_t ownGeneration() const
+    {
+        return mOwnGenerationFile.empty() ? mMarker->generation : std::min(mOwnGeneration, mMarker->generation);
+    }
 
     /// The held root still is what its path leads to, and carries the marker that was read at the start.
     std::optional<Problem> checkStillThere() const;

@@ -217,13 +217,12 @@ PassRun::Stop PassRun::useArchive(Outcome<std::unique_ptr<Archive>> archive)
     const PerPeer<std::uint64_t> now{mHomes.local->ownGeneration(), mHomes.network->ownGeneration()};
     // An older number than the last one seen: the home came back from a backup, and what the archive says of it is
     // about a later state.
-    const bool isOlder =
-        now.local < pair.generation.local || std::min(now.network, network->generation) < pair.generation.network;
+    const bool isOlder = now.local < pair.generation.local || now.network < pair.generation.network;
     mTrustsArchive = pair.number != 0 && !isOlder;
     if (isOlder && !mSettings.dryRun) {
         mArchive->begin();
         mArchive->clearEntries();
-        mArchive->rememberGenerations({now.local, std::min(now.network, network->generation)});
+        mArchive->rememberGenerations(now);
         mArchive->commit();
     }
     if (auto failure = mArchive->failure()) return ended(*failure);
