@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <iterator>
 #include <system_error>
+#include <unordered_set>
 #include <utility>
 
 #include "braid/disk/calls.h"
@@ -110,6 +111,15 @@ bool Workbench::isYoung(const Record& record, const PerPeer<std::optional<std::i
     });
 }
 
+/// What was recorded of an item last stands for what was before, which must not be told after it.
+void Workbench::dropSuperseded(std::vector<Record>& records)
+{
+    std::unordered_set<std::string> later;
+    const auto isSuperseded = [&](const Record& record) { return !later.insert(record.path).second; };
+    const auto end = std::remove_if(records.rbegin(), records.rend(), isSuperseded);
+    records.erase(records.begin(), end.base());
+}
+
 /// Leaves the records of what was written so long ago that any change since then shows.
 void Workbench::keepBackYoung(std::vector<Record>& records)
 {
@@ -118,9 +128,15 @@ void Workbench::keepBackYoung(std::vector<Record>& records)
         if (std::ranges::any_of(records, [&](const Record& record) { return record.written[peer]; }))
             clocks[peer] = homes[peer]->readClock();
     }
-    const auto young = std::stable_partition(records.begin(), records.end(),
-                                             [&](const Record& record) { return !isYoung(record, clocks); });
-    mNews.records.insert(mNews.records.begin(), std::make_move_iterator(young), std::make_move_iterator(records.end()));
+    const auto isRipe = [&](const Record& record) { return !isYoung(record, clocks); };
+    if (std::ranges::all_of(records, isRipe)) return;
+    dropSuperseded(records);
+    const auto young = std::stable_partition(records.begin(), records.end(), isRipe);
+    std::unordered_set<std::string_view> later;
+    for (const Record& record : mSettling.records)
+        later.insert(record.path);
+    std::copy_if(std::make_move_iterator(young), std::make_move_iterator(records.end()),
+                 std::back_inserter(mNews.records), [&](const Record& record) { return !later.contains(record.path); });
     records.erase(young, records.end());
     mKeptBack = mNews.records.size(); // nothing was recorded since the flush began
 }

@@ -102,6 +102,7 @@ private:
     };
 
     std::optional<Problem> makeDurable(const PerPeer<std::set<std::string>>& folders) const;
+    static void dropSuperseded(std::vector<Record>& records);
     void keepBackYoung(std::vector<Record>& records);
     bool isYoung(const Record& record, const PerPeer<std::optional<std::int64_t>>& clocks) const;
     void checkAttributes(Record& record);

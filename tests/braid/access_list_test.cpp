@@ -94,5 +94,33 @@ TEST(AccessLists, AndLinksStayWhereAFileSystemInUserSpaceDropsThem)
     }
 }
 
+TEST(Attributes, AreNotTakenAwayByAPassAfterTheClockWasTurnedBack)
+{
+    sim::History history;
+    history.network.keepsAttributes = false;
+    const auto world = sim::World::make(history);
+    PassSettings settings;
+    settings.localHome = world->home(0);
+    settings.networkHome = world->home(1);
+    settings.jobs.resize(1);
+    const auto does = [&](int home, const sim::Step& step) {
+        const auto doing = world->person();
+        sim::carryOut(step, world->home(home));
+    };
+    const auto folder = [&] { return Descriptor{disk::system().open((world->home(0) + "/A").c_str(), O_RDONLY)}; };
+    does(0, {.verb = sim::Step::Verb::Write, .path = "A/a"});
+    world->pass(settings, {});
+    does(1, {.verb = sim::Step::Verb::Write, .path = "A/b/c"});
+    {
+        const auto doing = world->person();
+        disk::system().fsetxattr(folder().number(), "user.note", "x", 1);
+    }
+    world->wait(-61'435'000'000'000);
+    world->pass(settings, {});
+    EXPECT_EQ(writesOf(world->pass(settings, {})), 0U);
+    const auto looking = world->person();
+    EXPECT_EQ(disk::system().fgetxattr(folder().number(), "user.note", nullptr, 0), 1);
+}
+
 } // namespace
 } // namespace braid
