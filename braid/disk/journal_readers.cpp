@@ -156,6 +156,7 @@ bool RollbackReader::readHeader()
         mRecord.resize(4 + pageSize() + 4);
     }
     mAt += mSectorSize;
+    if (mAt > mSize) return false; // not all of the header was written, so the database was not either
     if (mLeft == kAllThatFollow) mLeft = static_cast<std::uint32_t>((mSize - mAt) / static_cast<int>(mRecord.size()));
     return moveTo(mAt);
 }
