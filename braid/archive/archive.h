@@ -128,7 +128,7 @@ public:
     void rememberNetworkHome(const std::string& path);
 
     /// What the last pass on such an occasion noted of its jobs (see jobs/areas.h), or, where there was none, the last
-    /// one on another.
+    /// one on another; nothing before the first pass of all. A pass without jobs has noted "".
     std::optional<std::string> lastAreas(Occasion occasion);
     void rememberAreas(Occasion occasion, const std::string& areas);
 

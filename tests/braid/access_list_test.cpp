@@ -64,15 +64,21 @@ TEST(AccessLists, TravelWithTheirItems)
     EXPECT_EQ(writesOf(pair.sync()), 0U);
 }
 
+PassSettings settingsIn(const sim::World& world)
+{
+    PassSettings settings;
+    settings.localHome = world.home(0);
+    settings.networkHome = world.home(1);
+    settings.jobs.resize(1);
+    return settings;
+}
+
 TEST(AccessLists, AndLinksStayWhereAFileSystemInUserSpaceDropsThem)
 {
     sim::History history;
     history.network.isInUserSpace = true;
     const auto world = sim::World::make(history);
-    PassSettings settings;
-    settings.localHome = world->home(0);
-    settings.networkHome = world->home(1);
-    settings.jobs.resize(1);
+    const PassSettings settings = settingsIn(*world);
     const auto file = [&] { return Descriptor{disk::system().open((world->home(0) + "/file").c_str(), O_RDWR)}; };
     const std::string list = listWith(4);
     {
@@ -99,10 +105,7 @@ TEST(Attributes, AreNotTakenAwayByAPassAfterTheClockWasTurnedBack)
     sim::History history;
     history.network.keepsAttributes = false;
     const auto world = sim::World::make(history);
-    PassSettings settings;
-    settings.localHome = world->home(0);
-    settings.networkHome = world->home(1);
-    settings.jobs.resize(1);
+    const PassSettings settings = settingsIn(*world);
     const auto does = [&](int home, const sim::Step& step) {
         const auto doing = world->person();
         sim::carryOut(step, world->home(home));

@@ -272,8 +272,7 @@ Failure DatabaseRun::lastPass()
     const PassReport report = mWorld->pass(settings(2), {});
     if (Failure failure = keeps(before, Mishap::Kind::None)) return failure;
     if (Failure failure = checkReport(report)) return failure;
-    for (const ItemError& error : report.errors)
-        return error.path + ": " + error.message;
+    if (!report.errors.empty()) return report.errors[0].path + ": " + report.errors[0].message;
     const Counts counts = mWorld->pass(settings(2), {}).counts;
     if (counts.created + counts.updated + counts.deleted + counts.renamed > 0) return "the second pass was not idle";
     return std::nullopt;
