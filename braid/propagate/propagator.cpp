@@ -251,7 +251,8 @@ void Propagator::failedToStage(const Action& action, const Problem& problem)
     mBench.reporter.addItem();
 }
 
-/// The next copies to make together, from `at` on, which moves on; moves on the way are carried out.
+/// The next copies to make together, from `at` on, which moves on; moves on the way are carried out, or become copies
+/// where they fail.
 std::vector<Action> Propagator::nextBatch(const ActionList& items, ActionList::Index& at)
 {
     std::vector<Action> batch;
@@ -262,8 +263,15 @@ std::vector<Action> Propagator::nextBatch(const ActionList& items, ActionList::I
         Action action = items[at];
         if (action.verb == Action::Verb::Move) {
             mBench.reporter.at(action.path);
-            done(action, mPlacer.move(action), mBench.counts.renamed);
-            continue;
+            const int code = mPlacer.move(action);
+            if (code == 0 || code == EAGAIN || mBench.isLost(code)) {
+                done(action, code, mBench.counts.renamed);
+                continue;
+            }
+            // The old name cannot be taken away there; what the file holds need not wait for that.
+            mBench.fail(action.from, action.target, {code, "move it", action.from});
+            action.verb = Action::Verb::Copy;
+            action.from.clear();
         }
         if (int code = mPlacer.takeAttributes(action)) {
             done(action, code, mBench.counts.updated);

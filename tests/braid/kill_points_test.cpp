@@ -134,6 +134,29 @@ TEST(FailingCalls, LeaveAFileInPlaceWhoseFolderDoesNotCome)
     }
 }
 
+TEST(FailingCalls, KeepNoMovedFileBack)
+{
+    const auto world = World::make({});
+    PassSettings settings;
+    settings.localHome = world->home(0);
+    settings.networkHome = world->home(1);
+    settings.jobs.resize(1);
+    const auto does = [&](const Step& step) {
+        const auto doing = world->person();
+        carryOut(step, world->home(step.home));
+    };
+    does(at(0, Verb::Write, "d/a", 1));
+    world->pass(settings, {});
+    does(at(0, Verb::Rename, "d/a", 0, "b"));
+    does(at(1, Verb::SetMode, "d", 0555)); // nothing can be moved out of it there
+    const PassReport report = world->pass(settings, {});
+    const auto looking = world->person();
+    const View network = viewOf(world->home(1));
+    EXPECT_TRUE(network.contains("d/a") && network.contains("b"));
+    ASSERT_EQ(report.errors.size(), 1U);
+    EXPECT_EQ(report.errors[0].path, "d/a");
+}
+
 TEST(KilledPasses, LeaveNoFolderThatCannotBeDeleted)
 {
     bool wasStruck = true;
