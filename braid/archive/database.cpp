@@ -33,10 +33,12 @@ std::string uriOf(const std::string& file)
     return uri + "?immutable=1";
 }
 
-} // namespace
-
-int errnoOf(int sqliteResult)
+/// The errno value that says about the same as the extended result of a call.
+int errnoOf(sqlite3* handle, int sqliteResult)
 {
+    // What could not be written or made is told as any failure of that.
+    if (const int code = sqlite3_system_errno(handle); isFull(code)) return code;
+    if (sqliteResult == SQLITE_IOERR_SHMSIZE) return ENOSPC; // nothing else keeps the log's index from growing
     switch (sqliteResult & 0xff) {
     case SQLITE_FULL:
         return ENOSPC;
@@ -58,6 +60,8 @@ int errnoOf(int sqliteResult)
         return EIO;
     }
 }
+
+} // namespace
 
 Statement::Statement(Database& database, const char* text) : mDatabase(&database)
 {
@@ -125,7 +129,7 @@ Outcome<std::unique_ptr<Database>> Database::open(const std::string& file, Acces
     const int result =
         sqlite3_open_v2((writes ? file : uriOf(file)).c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
     std::unique_ptr<Database> database{new Database{handle}};
-    if (result != SQLITE_OK) return Problem{errnoOf(result), "open the archive", file};
+    if (result != SQLITE_OK) return Problem{errnoOf(handle, result), "open the archive", file};
     sqlite3_extended_result_codes(handle, 1);
     sqlite3_busy_timeout(handle, kBusyMilliseconds);
     return database;
@@ -139,7 +143,7 @@ void Database::execute(const char* text)
 void Database::note(int result)
 {
     if (mFailure || !isFailure(result)) return;
-    mFailure = Problem{errnoOf(result), "use the archive", sqlite3_errmsg(mHandle.get())};
+    mFailure = Problem{errnoOf(mHandle.get(), result), "use the archive", sqlite3_errmsg(mHandle.get())};
     // The statements are right, so one that makes no sense to SQLite speaks to tables that are not ours any more.
     const int kind = result & 0xff;
     mDamaged = kind == SQLITE_CORRUPT || kind == SQLITE_NOTADB || kind == SQLITE_ERROR;

@@ -76,7 +76,4 @@ private:
     bool mDamaged = false;
 };
 
-/// The errno value that says about the same as an SQLite result.
-int errnoOf(int sqliteResult);
-
 } // namespace braid

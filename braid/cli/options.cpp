@@ -7,7 +7,9 @@
 #include <iostream>
 #include <memory>
 
+#include "braid/home_status.h"
 #include "colour.h"
+#include "usual_home.h"
 
 namespace braid::cli
 {
@@ -108,6 +110,21 @@ void addExclusions(CLI::App& command, std::vector<MatchRule>& rules)
         ->take_all();
 }
 
+/// Without it usualHome() is meant, which is looked for once the command is understood.
+void addHome(CLI::App& command, const char* name, std::filesystem::path& home, const std::string& what)
+{
+    command.add_option(name, home, what + "; without it that of the working folder, or yours")->type_name("");
+}
+
+/// For takeHome().
+void addPaths(CLI::App& command, std::vector<std::string>& paths, const std::string& what)
+{
+    command
+        .add_option("PATH", paths,
+                    what + "; in front of them a home, if it is not that of the working folder, or yours")
+        ->type_name("");
+}
+
 void addOutput(CLI::App& command, bool& json)
 {
     command.add_flag("--json", json, "Print the result as one JSON object");
@@ -164,32 +181,48 @@ void declareCheck(CLI::App& app, Request& request)
     settings.allowMassDeletion = true; // a list harms nobody
     Job& job = settings.jobs.emplace_back();
     CLI::App& command = *app.add_subcommand("check", "Whether both homes and the archive agree; changes nothing");
-    command.add_option("LOCAL", settings.localHome, "The local home")->type_name("")->required();
-    command.add_option("NETWORK", settings.networkHome, "The network home")->type_name("")->required();
+    addHome(command, "LOCAL", settings.localHome, "The local home");
+    command.add_option("NETWORK", settings.networkHome, "The network home; without it the one of the last pass")
+        ->type_name("");
     addExclusions(command, job.exclusions);
     addOutput(command, options->json);
     command.footer("Exit status: 0 they agree, 1 they do not and it says where, 2 usage, 3 refused.");
-    command.callback([options, &request] { request = *options; });
+    command.callback([options, &request] {
+        PassSettings& settings = options->settings;
+        if (settings.localHome.empty()) settings.localHome = usualHome();
+        if (settings.networkHome.empty()) {
+            const auto partner = statusOf(settings.localHome).partner;
+            if (!partner || partner->home.empty()) throw CLI::RequiredError{"NETWORK"};
+            settings.networkHome = partner->home;
+        }
+        request = *options;
+    });
 }
 
 void declareConflicts(CLI::App& app, Request& request)
 {
     const auto options = std::make_shared<ConflictsOptions>();
     CLI::App& command = *app.add_subcommand("conflicts", "What waits for a person: conflicts, and items not synced");
-    command.add_option("LOCAL", options->localHome, "The local home")->type_name("")->required();
+    addHome(command, "LOCAL", options->localHome, "The local home");
     addOutput(command, options->json);
     command.footer("Exit status: 0 nothing waits, 1 something does, 3 there is no such home.");
-    command.callback([options, &request] { request = *options; });
+    command.callback([options, &request] {
+        if (options->localHome.empty()) options->localHome = usualHome();
+        request = *options;
+    });
 }
 
 void declareStatus(CLI::App& app, Request& request)
 {
     const auto options = std::make_shared<StatusOptions>();
     CLI::App& command = *app.add_subcommand("status", "What is known of a home: its partner, its last pass, its trash");
-    command.add_option("LOCAL", options->localHome, "The local home")->type_name("")->required();
+    addHome(command, "LOCAL", options->localHome, "The local home");
     addOutput(command, options->json);
     command.footer("Exit status: 0 said, 3 there is no such home.");
-    command.callback([options, &request] { request = *options; });
+    command.callback([options, &request] {
+        if (options->localHome.empty()) options->localHome = usualHome();
+        request = *options;
+    });
 }
 
 void declareResolve(CLI::App& app, Request& request)
@@ -197,8 +230,7 @@ void declareResolve(CLI::App& app, Request& request)
     const auto options = std::make_shared<ResolveOptions>();
     Resolution& resolution = options->resolution;
     CLI::App& command = *app.add_subcommand("resolve", "Decide conflicts; what is not kept goes to the trash");
-    command.add_option("LOCAL", resolution.localHome, "The local home")->type_name("")->required();
-    command.add_option("PATH", resolution.paths, "Items as \"braid conflicts\" names them")->type_name("")->required();
+    addPaths(command, resolution.paths, "Items as \"braid conflicts\" names them");
     const auto understandKeep = [&resolution](const std::string& word) {
         const auto* known = std::ranges::find(kKeepWords, word, &KeepWord::word);
         if (known == kKeepWords.end()) throw CLI::ValidationError{"--keep does not know \"" + word + "\""};
@@ -216,7 +248,12 @@ void declareResolve(CLI::App& app, Request& request)
     addExclusions(command, resolution.exclusions);
     addOutput(command, options->json);
     command.footer("Exit status: 0 decided, 1 something remains, 2 usage, 3 refused or aborted.");
-    command.callback([options, &request] { request = *options; });
+    command.callback([options, &request] {
+        Resolution& resolution = options->resolution;
+        resolution.localHome = takeHome(resolution.paths);
+        if (resolution.paths.empty()) throw CLI::RequiredError{"PATH"};
+        request = *options;
+    });
 }
 
 void declareTrash(CLI::App& app, Request& request)
@@ -237,23 +274,30 @@ void declareTrash(CLI::App& app, Request& request)
         const auto options = std::make_shared<TrashOptions>();
         options->verb = verb.verb;
         CLI::App& command = *trash.add_subcommand(verb.name, verb.help);
-        command.add_option("HOME", options->home, "The local or the network home")->type_name("")->required();
-        if (verb.verb != TrashOptions::Verb::Empty) {
-            CLI::Option& paths =
-                *command.add_option("PATH", options->paths, "Only this item, with all below it")->type_name("");
-            if (verb.verb == TrashOptions::Verb::Restore) {
-                paths.required();
-                command.add_option("--pass", options->pass, "Not the newest version but that of this pass")
-                    ->type_name("NAME");
-            }
-        } else {
+        addOutput(command, options->json);
+        command.footer("Exit status: 0 done, 1 something could not be done, 2 usage, 3 refused.");
+        if (verb.verb == TrashOptions::Verb::Empty) {
+            addHome(command, "HOME", options->home, "The local or the network home");
             command.add_option("--days", options->days, "Only what went there more than N days ago")
                 ->type_name("N")
                 ->check(CLI::Range(0, kMostDays));
+            command.callback([options, &request] {
+                if (options->home.empty()) options->home = usualHome();
+                request = *options;
+            });
+            continue;
         }
-        addOutput(command, options->json);
-        command.footer("Exit status: 0 done, 1 something could not be done, 2 usage, 3 refused.");
-        command.callback([options, &request] { request = *options; });
+        addPaths(command, options->paths, "Only this item, with all below it");
+        const bool isRestore = verb.verb == TrashOptions::Verb::Restore;
+        if (isRestore) {
+            command.add_option("--pass", options->pass, "Not the newest version but that of this pass")
+                ->type_name("NAME");
+        }
+        command.callback([options, isRestore, &request] {
+            options->home = takeHome(options->paths);
+            if (isRestore && options->paths.empty()) throw CLI::RequiredError{"PATH"};
+            request = *options;
+        });
     }
 }
 
@@ -261,11 +305,14 @@ void declareForget(CLI::App& app, Request& request)
 {
     const auto options = std::make_shared<ForgetOptions>();
     CLI::App& command = *app.add_subcommand("forget", "Forget what both homes agreed on, and all recorded conflicts");
-    command.add_option("LOCAL", options->localHome, "The local home")->required()->type_name("");
+    addHome(command, "LOCAL", options->localHome, "The local home");
     addOutput(command, options->json);
     command.footer("Both homes and their trash stay as they are; the next sync runs as a first one.\n"
                    "Exit status: 0 done, 3 refused.");
-    command.callback([options, &request] { request = *options; });
+    command.callback([options, &request] {
+        if (options->localHome.empty()) options->localHome = usualHome();
+        request = *options;
+    });
 }
 
 /// The words that were understood as commands, and the last of these.

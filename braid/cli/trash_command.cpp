@@ -89,7 +89,8 @@ ExitStatus list(const TrashOptions& options, const std::vector<TrashedVersion>& 
 
 ExitStatus restore(const TrashOptions& options, const std::vector<TrashedVersion>& versions, Streams streams)
 {
-    if (versions.empty()) return refuse("The trash has no such version. \"braid trash list\" shows what there is.", streams);
+    if (versions.empty())
+        return refuse("The trash has no such version. \"braid trash list\" shows what there is.", streams);
     ExitStatus status = kInStep;
     std::vector<std::pair<std::string, std::string>> restored;
     for (const TrashedVersion& version : versions) {

@@ -252,6 +252,12 @@ int rewrite(int file, std::string_view text)
     return 0;
 }
 
+int setRoomAside(int file, std::uint64_t bytes)
+{
+    if (int code = seam::ask(Operation::Write, file, "")) return code;
+    return lastError(system().fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes)));
+}
+
 int makeFolder(int folder, const char* name, std::uint16_t mode)
 {
     if (int code = seam::ask(Operation::MakeFolder, folder, name)) return code;
@@ -457,6 +463,14 @@ std::uint64_t capacityOf(int descriptor)
     };
     if (system().fstatfs(descriptor, &facts) < 0) return 0;
     return static_cast<std::uint64_t>(facts.f_blocks) * static_cast<std::uint64_t>(facts.f_frsize);
+}
+
+std::uint64_t freeRoomOf(int descriptor)
+{
+    struct statfs facts {
+    };
+    if (system().fstatfs(descriptor, &facts) < 0) return 0;
+    return static_cast<std::uint64_t>(facts.f_bavail) * static_cast<std::uint64_t>(facts.f_frsize);
 }
 
 int syncFileSystem(int descriptor)

@@ -47,6 +47,9 @@ Outcome<std::string> readSmall(int file, std::size_t most);
 /// Puts `text` in place of what the file holds.
 int rewrite(int file, std::string_view text);
 
+/// Has the disk keep room for the first `bytes` of the file, whose size stays as it is; EOPNOTSUPP where it cannot.
+int setRoomAside(int file, std::uint64_t bytes);
+
 int makeFolder(int folder, const char* name, std::uint16_t mode);
 int makeLink(int folder, const char* name, const std::string& target);
 /// Gives a file of createUnnamed() its name; EEXIST where something has that already.
@@ -91,12 +94,14 @@ bool isLockFree(int file);
 /// The file server can copy a file by itself, without the bytes coming here and going back.
 bool copiesOnServer(int descriptor);
 
-/// What is done to a link by its name is done to the link. In user space a file system may follow it, as one that speaks
-/// SFTP does, to an item that nobody meant.
+/// What is done to a link by its name is done to the link. In user space a file system may follow it, as one that
+/// speaks SFTP does, to an item that nobody meant.
 bool holdsLinksApart(int descriptor);
 
 /// Of the whole file system, in bytes; 0 where it does not tell.
 std::uint64_t capacityOf(int descriptor);
+/// The part of it that is left for those without privileges.
+std::uint64_t freeRoomOf(int descriptor);
 
 /// The file system flushes all its writes with one call and keeps the order of its own changes.
 bool syncsAsAWhole(int descriptor);

@@ -56,6 +56,11 @@ std::string errorWords(int code)
     return strerror_r(code, buffer.data(), buffer.size());
 }
 
+bool isFull(int code)
+{
+    return code == ENOSPC || code == EDQUOT;
+}
+
 std::string Problem::words() const
 {
     return "Could not " + call + ": " + errorWords(code) + ".";

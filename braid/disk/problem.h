@@ -20,6 +20,9 @@ struct Problem {
 /// The words for an errno value, as a person reads them.
 std::string errorWords(int code);
 
+/// The errno value says that there is no room left, or none that this user may take.
+bool isFull(int code);
+
 /// A value, or the problem that kept it from coming about.
 template <class T>
 class Outcome

@@ -40,6 +40,12 @@ int System::clone(int, int)
     return -1;
 }
 
+int System::fallocate(int, int, off_t, off_t)
+{
+    errno = EOPNOTSUPP;
+    return -1;
+}
+
 ssize_t System::llistxattr(int folder, const char* name, char* names, std::size_t size)
 {
     const int item = openat(folder, name, O_PATH | O_NOFOLLOW, 0);
@@ -121,6 +127,10 @@ public:
     }
     int clone(int target, int source) override { return ::ioctl(target, FICLONE, source); }
     int ftruncate(int file, off_t size) override { return ::ftruncate(file, size); }
+    int fallocate(int file, int mode, off_t offset, off_t length) override
+    {
+        return ::fallocate(file, mode, offset, length);
+    }
 
     int mkdirat(int folder, const char* name, mode_t mode) override { return ::mkdirat(folder, name, mode); }
     int symlinkat(const char* target, int folder, const char* name) override

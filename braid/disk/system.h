@@ -49,6 +49,8 @@ public:
     /// ioctl(2) FICLONE: `target` shares all blocks of `source`. A system need not be able to.
     virtual int clone(int target, int source);
     virtual int ftruncate(int file, off_t size) = 0;
+    /// A system need not be able to.
+    virtual int fallocate(int file, int mode, off_t offset, off_t length);
 
     virtual int mkdirat(int folder, const char* name, mode_t mode) = 0;
     virtual int symlinkat(const char* target, int folder, const char* name) = 0;

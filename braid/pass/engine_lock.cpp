@@ -44,7 +44,9 @@ EngineLock::take(const std::filesystem::path& localHome, bool leavesNoTrace)
         return refuse(code);
     }
     if (!leavesNoTrace) {
-        if (int code = disk::rewrite(file->number(), std::to_string(::getpid()) + "\n")) return refuse(code);
+        // It is the lock that counts; on a full disk nobody gets to know who holds it.
+        const int code = disk::rewrite(file->number(), std::to_string(::getpid()) + "\n");
+        if (code != 0 && !isFull(code)) return refuse(code);
     }
     return std::unique_ptr<EngineLock>{new EngineLock{std::move(*file), leavesNoTrace}};
 }

@@ -6,6 +6,7 @@
 #include <ranges>
 #include <utility>
 
+#include "braid/archive/reserve.h"
 #include "braid/disk/calls.h"
 #include "braid/jobs/areas.h"
 #include "braid/propagate/propagator.h"
@@ -92,6 +93,7 @@ PassReport PassRun::run()
         mArchive = nullptr;
         Archive::openAfresh(markerFolder(), true); // the next pass would only fail the same way
     }
+    if (std::exchange(mArchive, nullptr) && !mSettings.dryRun) reserve::hold(mHomes.local->markerFolder(), mHasReleased);
     if (stop) {
         mReport.result = stop->result;
         mReport.reason = stop->reason;
@@ -195,8 +197,20 @@ PassRun::Stop PassRun::prepareHomes()
 
 PassRun::Stop PassRun::openArchive()
 {
-    const Stop stop = useArchive(Archive::open(markerFolder(), !mSettings.dryRun));
-    return stop && mArchive && mArchive->isDamaged() ? startArchiveAfresh() : stop;
+    using Use = Archive::Use;
+    Use use = mSettings.dryRun ? Use::Read : Use::Write;
+    const int folder = mHomes.local->markerFolder(); // none in a dry run
+    if (use == Use::Write && reserve::isNeeded(folder)) use = Use::WriteAlone;
+    if (use == Use::WriteAlone) mHasReleased = reserve::release(folder);
+    Stop stop = useArchive(Archive::open(markerFolder(), use));
+    if (stop && isFull(stop->result) && use == Use::Write) { // a quota, of which the disk does not tell
+        mArchive = nullptr;
+        mHasReleased = reserve::release(folder);
+        stop = useArchive(Archive::open(markerFolder(), Use::WriteAlone));
+    }
+    if (stop && mArchive && mArchive->isDamaged()) stop = startArchiveAfresh();
+    if (!stop && !mSettings.dryRun) reserve::giveToLog(folder, mHasReleased);
+    return stop;
 }
 
 std::string PassRun::markerFolder() const

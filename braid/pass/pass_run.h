@@ -62,6 +62,7 @@ private:
     PerPeer<std::unique_ptr<Home>> mHomes;
     PerPeer<Home*> mHomePointers;
     std::unique_ptr<Archive> mArchive;
+    bool mHasReleased = false; ///< The room that was held for it.
     std::vector<Job> mLastJobs; ///< Of the last pass, where they covered something else.
     std::optional<Coverage> mLastCoverage;
     bool mTrustsArchive = false;

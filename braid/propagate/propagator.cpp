@@ -128,8 +128,7 @@ std::optional<Problem> Propagator::countUpGenerations()
         const auto problem = mBench.homes[peer]->countUpGeneration();
         if (!problem) continue;
         // A full disk is no reason to keep what lies on it from the other home.
-        const bool isFull = problem->code == ENOSPC || problem->code == EDQUOT;
-        if (!isFull) return problem;
+        if (!isFull(problem->code)) return problem;
         if (isWritten[peer]) failAll(peer, problem->code);
     }
     mBench.archive.rememberGenerations({mBench.homes.local->ownGeneration(), mBench.homes.network->ownGeneration()});

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "braid/cli/output.h"
+#include "home_pair.h"
 
 namespace braid::cli
 {
@@ -80,12 +81,37 @@ TEST(CommandLine, WhatItCannotUnderstandIsAUsageError)
         {"braid", "sync", "here", "there", "--exclude", "regex:["},
         {"braid", "sink", "here", "there"},
         {"braid", "sync", "here", "there", "--unknown"},
+        {"braid", "resolve", "/here", "--keep", "both"},
     };
     for (const auto& words : cases) {
         const auto parsed = parse(static_cast<int>(words.size()), words.data());
         ASSERT_TRUE(std::holds_alternative<ExitStatus>(parsed));
         EXPECT_EQ(std::get<ExitStatus>(parsed), kUsage);
     }
+}
+
+TEST(CommandLine, AHomeThatIsLeftOutIsTheOneAround)
+{
+    const HomePair pair;
+    write(pair.local() / "inside/a", "a");
+    pair.sync();
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(pair.local() / "inside");
+    const std::string local = std::filesystem::current_path().parent_path();
+    const std::string network = pair.network();
+    const auto resolution = [](std::vector<const char*> words) {
+        words.insert(words.begin(), {"braid", "resolve", "--keep=both"});
+        const auto parsed = parse(static_cast<int>(words.size()), words.data());
+        return std::get<ResolveOptions>(std::get<Request>(parsed)).resolution;
+    };
+    EXPECT_EQ(resolution({"b"}).localHome, local);
+    EXPECT_EQ(resolution({"b"}).paths, std::vector<std::string>{"b"});
+    EXPECT_EQ(resolution({network.c_str(), "b"}).localHome, network);
+    EXPECT_EQ(resolution({"..", "b"}).paths, std::vector<std::string>{"b"});
+    const char* words[] = {"braid", "check"};
+    const auto check = parse(2, words);
+    EXPECT_EQ(std::get<CheckOptions>(std::get<Request>(check)).settings.networkHome, network);
+    std::filesystem::current_path(before);
 }
 
 TEST(CommandLine, JsonStaysJsonAndATerminalIsLeftAloneWhateverTheNames)

@@ -22,7 +22,8 @@ ssize_t SimSystem::write(int file, const void* bytes, std::size_t length)
 {
     return told<ssize_t>(call("write", file, "", [&]() -> Answer {
         Open& open = at(file);
-        if (!open.disk->hasRoomFor(length)) return -ENOSPC;
+        const std::uint64_t there = std::max<std::uint64_t>(open.disk->node(open.inode).setAside, open.offset);
+        if (!open.disk->hasRoomFor(open.offset + length - std::min(there, open.offset + length))) return -ENOSPC;
         open.disk->write(open.inode, open.offset, {static_cast<const char*>(bytes), length}, mClock);
         open.offset += length;
         return static_cast<Answer>(length);
@@ -70,6 +71,20 @@ int SimSystem::clone(int target, int source)
         if (here.disk != there.disk || !there.disk->traits().copiesRanges) return -EOPNOTSUPP;
         there.disk->truncate(there.inode, 0, mClock);
         there.disk->write(there.inode, 0, std::string{here.disk->node(here.inode).data}, mClock);
+        return 0;
+    }));
+}
+
+int SimSystem::fallocate(int file, int mode, off_t offset, off_t length)
+{
+    return told<int>(call("fallocate", file, "", [&]() -> Answer {
+        const Open& open = at(file);
+        if (!open.disk->traits().copiesRanges || mode != FALLOC_FL_KEEP_SIZE || offset != 0) return -EOPNOTSUPP;
+        Node& node = open.disk->node(open.inode);
+        const std::uint64_t there = std::max<std::uint64_t>(node.setAside, node.data.size());
+        const auto wanted = static_cast<std::uint64_t>(length);
+        if (wanted > there && !open.disk->hasRoomFor(wanted - there)) return -ENOSPC;
+        node.setAside = std::max(there, wanted);
         return 0;
     }));
 }

@@ -148,18 +148,19 @@ void Disk::truncate(std::uint64_t inode, std::size_t size, std::int64_t now)
     Node& file = node(inode);
     keepSynced(file);
     file.data.resize(size);
+    file.setAside = std::min<std::uint64_t>(file.setAside, size);
     touch(file.item, now);
 }
 
-bool Disk::hasRoomFor(std::uint64_t bytes) const
+std::uint64_t Disk::freeRoom() const
 {
     constexpr std::uint64_t kPlenty = std::uint64_t{1} << 30;
-    if (mTraits.capacity >= kPlenty) return true;
-    std::uint64_t used = bytes;
+    if (mTraits.capacity >= kPlenty) return kPlenty;
+    std::uint64_t used = 0;
     for (const auto& [inode, node] : mNodes) {
-        if (node.links > 0 || node.opens > 0) used += node.data.size() + kNodeBytes;
+        if (node.links > 0 || node.opens > 0) used += std::max(node.data.size(), node.setAside) + kNodeBytes;
     }
-    return used <= mTraits.capacity;
+    return mTraits.capacity - std::min(used, mTraits.capacity);
 }
 
 void Disk::flush(std::uint64_t inode)

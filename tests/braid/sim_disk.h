@@ -50,6 +50,7 @@ struct Node {
     std::map<std::string, std::uint64_t> entries;
     int links = 0;
     int opens = 0;
+    std::uint64_t setAside = 0; ///< Bytes from its beginning on that it has room for already.
 };
 
 /// A file system in memory that knows what would survive a power failure. Names, attributes and links change in the
@@ -81,7 +82,8 @@ public:
     int together(const std::function<void()>& changes);
     void write(std::uint64_t inode, std::size_t offset, const std::string& bytes, std::int64_t now);
     void truncate(std::uint64_t inode, std::size_t size, std::int64_t now);
-    bool hasRoomFor(std::uint64_t bytes) const;
+    std::uint64_t freeRoom() const;
+    bool hasRoomFor(std::uint64_t bytes) const { return freeRoom() >= bytes; }
 
     void flush(std::uint64_t inode);
     void flushAll();

@@ -76,6 +76,7 @@ public:
     off_t lseek(int file, off_t offset, int whence) override;
     ssize_t copy_file_range(int source, off_t* from, int target, off_t* to, std::size_t length) override;
     int clone(int target, int source) override;
+    int fallocate(int file, int mode, off_t offset, off_t length) override;
     int ftruncate(int file, off_t size) override;
     int mkdirat(int folder, const char* name, mode_t mode) override;
     int symlinkat(const char* target, int folder, const char* name) override;
