@@ -302,64 +302,44 @@ std::string DatabaseRun::failure()
 
 TEST(DatabaseHistories, WhatIsNamedLikeAJournalIsNotGoneWhereItsDatabaseCannotBeRead)
 {
-    const History history;
-    const auto world = World::make(history);
-    PassSettings settings;
-    settings.localHome = world->home(0);
-    settings.networkHome = world->home(1);
-    settings.jobs.resize(1);
-    const auto person = [&](const Step& step) {
-        const auto doing = world->person();
-        carryOut(step, world->home(0));
-        world->settle();
-        world->wait(10'000'000'000);
-    };
-    person({.verb = Step::Verb::Write, .path = "diary", .number = 1});
-    person({.verb = Step::Verb::Write, .path = "diary-journal", .number = 2});
-    EXPECT_EQ(world->pass(settings, {}).counts.created, 2U);
-    person({.verb = Step::Verb::SetMode, .path = "diary", .number = 0});
-    EXPECT_EQ(world->pass(settings, {}).counts.deleted, 0U);
-    const auto looking = world->person();
-    EXPECT_TRUE(viewOf(world->home(1)).contains("diary-journal"));
+    Scene scene;
+    scene.does({.verb = Step::Verb::Write, .path = "diary", .number = 1});
+    scene.does({.verb = Step::Verb::Write, .path = "diary-journal", .number = 2});
+    EXPECT_EQ(scene.pass().counts.created, 2U);
+    scene.does({.verb = Step::Verb::SetMode, .path = "diary", .number = 0});
+    EXPECT_EQ(scene.pass().counts.deleted, 0U);
+    EXPECT_TRUE(scene.view(1).contains("diary-journal"));
 }
 
 TEST(DatabaseHistories, ACallThatFailsTakesNoLogFromItsDatabase)
 {
     for (const bool isDeleted : {false, true}) {
-        bool wasStruck = true;
-        for (long call = 1; wasStruck; ++call) {
+        std::string struck = "the first";
+        for (long call = 1; !struck.empty(); ++call) {
             History history;
             history.network.exchanges = call % 2 == 0;
-            const auto world = World::make(history);
-            PassSettings settings;
-            settings.localHome = world->home(0);
-            settings.networkHome = world->home(1);
-            settings.jobs.resize(1);
-            settings.jobs[0].options.resolveConflictsInFavorOf = Peer::Local;
-            settings.allowMassDeletion = true;
-            const std::string local = world->home(0) + "/x";
-            const std::string network = world->home(1) + "/x";
-            const auto write = [&](const std::string& file, std::uint64_t number, Manner manner) {
-                const auto doing = world->person();
-                program(file, number, manner);
-                world->settle();
-                world->wait(10'000'000'000);
+            Scene scene{history};
+            scene.settings().jobs[0].options.resolveConflictsInFavorOf = Peer::Local;
+            scene.settings().allowMassDeletion = true;
+            const auto write = [&](int home, std::uint64_t number, Manner manner) {
+                const auto doing = scene.world().person();
+                program(scene.world().home(home) + "/x", number, manner);
             };
-            write(local, 1, Manner::Closed);
-            world->pass(settings, {});
-            write(network, 2, Manner::WithItsLog);
+            write(0, 1, Manner::Closed);
+            scene.pass();
+            write(1, 2, Manner::WithItsLog);
             if (isDeleted) {
-                const auto doing = world->person();
-                removeAll(world->home(0), "x");
+                const auto doing = scene.world().person();
+                removeAll(scene.world().home(0), "x");
             } else {
-                write(local, 3, Manner::Closed);
+                write(0, 3, Manner::Closed);
             }
-            world->pass(settings, {.kind = Mishap::Kind::Fails, .call = (call + 1) / 2, .code = EIO, .meanwhile = {}});
-            wasStruck = !world->struck().empty();
-            const auto looking = world->person();
-            const std::string value = valueOf(filesAt(network), world->home(2));
+            scene.pass({.kind = Mishap::Kind::Fails, .call = (call + 1) / 2, .code = EIO, .meanwhile = {}});
+            struck = scene.world().struck();
+            const auto looking = scene.world().person();
+            const std::string value = valueOf(filesAt(scene.world().home(1) + "/x"), scene.world().home(2));
             EXPECT_TRUE(value == "2" || value == (isDeleted ? "" : "3"))
-                << "reads " << value << " after a failing " << world->struck() << ", call " << (call + 1) / 2;
+                << "reads " << value << " after a failing " << struck << ", call " << (call + 1) / 2;
         }
     }
 }

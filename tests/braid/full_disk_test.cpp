@@ -3,9 +3,7 @@
 #include <cerrno>
 
 #include "braid/disk/calls.h"
-#include "histories.h"
 #include "history_world.h"
-#include "home_view.h"
 
 namespace braid::sim
 {
@@ -13,85 +11,60 @@ namespace
 {
 
 using Verb = Step::Verb;
+constexpr const char* kFiller = "filler";
 
-/// A pair whose local disk people fill.
+/// No pass looks at what lies there.
+Descriptor markerFolder(const Scene& scene)
+{
+    return std::move(*disk::openTop(scene.world().home(0) + "/.Braid"));
+}
+
+/// To the last byte.
+void fillLocalDisk(const Scene& scene)
+{
+    const auto doing = scene.world().person();
+    const auto file = disk::openToWrite(markerFolder(scene).number(), kFiller, true);
+    for (std::size_t chunk = std::size_t{4} << 20; chunk > 0; chunk /= 2) {
+        const std::string bytes(chunk, 'x');
+        while (disk::system().write(file->number(), bytes.data(), chunk) > 0) {}
+    }
+}
+
+void makeRoom(const Scene& scene)
+{
+    const auto doing = scene.world().person();
+    EXPECT_EQ(disk::unlink(markerFolder(scene).number(), kFiller), 0);
+}
+
 class FullDisk : public testing::TestWithParam<bool>
 {
-protected:
-    FullDisk()
-    {
-        History history;
-        history.local.capacity = std::uint64_t{24} << 20;
-        history.local.copiesRanges = GetParam(); // it can set room aside, too
-        mWorld = World::make(history);
-        mSettings.localHome = mWorld->home(0);
-        mSettings.networkHome = mWorld->home(1);
-        mSettings.jobs.resize(1);
-    }
-
-    void does(int home, Verb verb, const char* path, std::uint64_t number = 0)
-    {
-        const auto doing = mWorld->person();
-        carryOut({.verb = verb, .home = home, .path = path, .number = number}, mWorld->home(home));
-    }
-
-    /// To the last byte, with a file that no pass looks at.
-    void fill()
-    {
-        const auto doing = mWorld->person();
-        const auto file = disk::openToWrite(folder().number(), kFiller, true);
-        for (std::size_t chunk = std::size_t{4} << 20; chunk > 0; chunk /= 2) {
-            const std::string bytes(chunk, 'x');
-            while (disk::system().write(file->number(), bytes.data(), chunk) > 0) {}
-        }
-    }
-
-    void makeRoom()
-    {
-        const auto doing = mWorld->person();
-        EXPECT_EQ(disk::unlink(folder().number(), kFiller), 0);
-    }
-
-    PassReport pass()
-    {
-        mWorld->wait(10'000'000'000);
-        return mWorld->pass(mSettings, {});
-    }
-
-    View view(int home) const
-    {
-        const auto looking = mWorld->person();
-        return viewOf(mWorld->home(home));
-    }
-
-    Descriptor folder() const { return std::move(*disk::openTop(mWorld->home(0) + "/.Braid")); }
-    static constexpr const char* kFiller = "filler";
-
-    std::unique_ptr<World> mWorld;
-    PassSettings mSettings;
 };
 
 TEST_P(FullDisk, KeepsNoChangeOnItFromTheOtherHome)
 {
     const bool setsAside = GetParam();
-    does(0, Verb::Write, "a", 1);
-    does(0, Verb::Write, "b", 2);
-    ASSERT_EQ(pass().result, kPassSucceeded);
-    does(1, Verb::Write, "large", kLargeContents);
-    does(0, Verb::Remove, "b");
+    History history;
+    history.local.capacity = std::uint64_t{24} << 20;
+    history.local.copiesRanges = setsAside; // such a disk can set room aside, too
+    Scene scene{history};
+    scene.does({.verb = Verb::Write, .path = "a", .number = 1});
+    scene.does({.verb = Verb::Write, .path = "b", .number = 2});
+    ASSERT_EQ(scene.pass().result, kPassSucceeded);
+    scene.does({.verb = Verb::Write, .home = 1, .path = "large", .number = kLargeContents});
+    scene.does({.verb = Verb::Remove, .path = "b"});
     for (std::uint64_t round = 10; round < 13; ++round) {
-        does(0, Verb::Write, "a", round);
-        fill();
-        const PassReport report = pass();
+        scene.does({.verb = Verb::Write, .path = "a", .number = round});
+        fillLocalDisk(scene);
+        const PassReport report = scene.pass();
         EXPECT_EQ(report.result, setsAside ? kPassSucceeded : ENOSPC) << report.reason;
-        EXPECT_EQ(view(0).at("a").holdsSame(view(1).at("a")), setsAside);
-        EXPECT_EQ(view(1).contains("b"), !setsAside);
+        EXPECT_EQ(scene.view(0).at("a").holdsSame(scene.view(1).at("a")), setsAside);
+        EXPECT_EQ(scene.view(1).contains("b"), !setsAside);
         EXPECT_EQ(report.errors.size(), setsAside ? 1U : 0U); // of the large file
-        makeRoom();
+        makeRoom(scene);
     }
-    EXPECT_EQ(pass().result, kPassSucceeded);
+    EXPECT_EQ(scene.pass().result, kPassSucceeded);
     const auto same = [](const auto& one, const auto& other) { return one.second.holdsSame(other.second); };
-    EXPECT_TRUE(std::ranges::equal(view(0), view(1), same));
+    EXPECT_TRUE(std::ranges::equal(scene.view(0), scene.view(1), same));
 }
 
 INSTANTIATE_TEST_SUITE_P(SetsRoomAside, FullDisk, testing::Bool());

@@ -136,4 +136,30 @@ std::unique_ptr<World> World::make(const History& history)
     return std::make_unique<SimWorld>(history);
 }
 
+Scene::Scene(const History& history) : mWorld(World::make(history))
+{
+    mSettings.localHome = mWorld->home(0);
+    mSettings.networkHome = mWorld->home(1);
+    mSettings.jobs.resize(1);
+}
+
+void Scene::does(const Step& step)
+{
+    const auto doing = mWorld->person();
+    carryOut(step, mWorld->home(step.home));
+}
+
+PassReport Scene::pass(const Mishap& mishap)
+{
+    mWorld->settle();
+    mWorld->wait(10'000'000'000);
+    return mWorld->pass(mSettings, mishap);
+}
+
+View Scene::view(int home) const
+{
+    const auto looking = mWorld->person();
+    return viewOf(mWorld->home(home));
+}
+
 } // namespace braid::sim

@@ -5,6 +5,7 @@
 
 #include "braid/resolve.h"
 #include "histories.h"
+#include "home_view.h"
 
 namespace braid::sim
 {
@@ -30,6 +31,24 @@ public:
     virtual void backUp() = 0;
     virtual bool restore() = 0;             ///< False: there is no backup.
     virtual std::string struck() const = 0; ///< The call that the last mishap hit, or "".
+};
+
+/// For a test that tells its own history: two homes with one job for all that is in them.
+class Scene
+{
+public:
+    explicit Scene(const History& history = {});
+
+    void does(const Step& step);
+    /// After a while in which nobody did anything.
+    PassReport pass(const Mishap& mishap = {});
+    View view(int home) const;
+    World& world() const { return *mWorld; }
+    PassSettings& settings() { return mSettings; }
+
+private:
+    std::unique_ptr<World> mWorld;
+    PassSettings mSettings;
 };
 
 } // namespace braid::sim

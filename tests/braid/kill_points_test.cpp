@@ -5,7 +5,6 @@
 
 #include "histories.h"
 #include "history_world.h"
-#include "home_view.h"
 
 namespace braid::sim
 {
@@ -111,76 +110,45 @@ TEST_P(KillPoints, EveryCallOfAPass)
 
 TEST(FailingCalls, LeaveAFileInPlaceWhoseFolderDoesNotCome)
 {
-    bool wasStruck = true;
-    for (long call = 1; wasStruck; ++call) {
-        const auto world = World::make({});
-        PassSettings settings;
-        settings.localHome = world->home(0);
-        settings.networkHome = world->home(1);
-        settings.jobs.resize(1);
-        const auto does = [&](const Step& step) {
-            const auto doing = world->person();
-            carryOut(step, world->home(0));
-        };
-        does(at(0, Verb::Write, "a", 1));
-        world->wait(10'000'000'000);
-        world->pass(settings, {});
-        does(at(0, Verb::Remove, "a"));
-        does(at(0, Verb::MakeFolder, "a"));
-        world->pass(settings, {.kind = Kind::Fails, .call = call, .code = EIO, .meanwhile = {}});
-        wasStruck = !world->struck().empty();
-        const auto looking = world->person();
-        EXPECT_TRUE(viewOf(world->home(1)).contains("a")) << "after a failing " << world->struck() << ", call " << call;
+    std::string struck = "the first";
+    for (long call = 1; !struck.empty(); ++call) {
+        Scene scene;
+        scene.does(at(0, Verb::Write, "a", 1));
+        scene.pass();
+        scene.does(at(0, Verb::Remove, "a"));
+        scene.does(at(0, Verb::MakeFolder, "a"));
+        scene.pass({.kind = Kind::Fails, .call = call, .code = EIO, .meanwhile = {}});
+        struck = scene.world().struck();
+        EXPECT_TRUE(scene.view(1).contains("a")) << "after a failing " << struck << ", call " << call;
     }
 }
 
 TEST(FailingCalls, KeepNoMovedFileBack)
 {
-    const auto world = World::make({});
-    PassSettings settings;
-    settings.localHome = world->home(0);
-    settings.networkHome = world->home(1);
-    settings.jobs.resize(1);
-    const auto does = [&](const Step& step) {
-        const auto doing = world->person();
-        carryOut(step, world->home(step.home));
-    };
-    does(at(0, Verb::Write, "d/a", 1));
-    world->pass(settings, {});
-    does(at(0, Verb::Rename, "d/a", 0, "b"));
-    does(at(1, Verb::SetMode, "d", 0555)); // nothing can be moved out of it there
-    const PassReport report = world->pass(settings, {});
-    const auto looking = world->person();
-    const View network = viewOf(world->home(1));
-    EXPECT_TRUE(network.contains("d/a") && network.contains("b"));
+    Scene scene;
+    scene.does(at(0, Verb::Write, "d/a", 1));
+    scene.pass();
+    scene.does(at(0, Verb::Rename, "d/a", 0, "b"));
+    scene.does(at(1, Verb::SetMode, "d", 0555)); // nothing can be moved out of it there
+    const PassReport report = scene.pass();
+    EXPECT_TRUE(scene.view(1).contains("d/a") && scene.view(1).contains("b"));
     ASSERT_EQ(report.errors.size(), 1U);
     EXPECT_EQ(report.errors[0].path, "d/a");
 }
 
 TEST(KilledPasses, LeaveNoFolderThatCannotBeDeleted)
 {
-    bool wasStruck = true;
-    for (long call = 1; wasStruck; ++call) {
-        const auto world = World::make({});
-        PassSettings settings;
-        settings.localHome = world->home(0);
-        settings.networkHome = world->home(1);
-        settings.jobs.resize(1);
-        settings.allowMassDeletion = true;
-        const auto does = [&](const Step& step) {
-            const auto doing = world->person();
-            carryOut(step, world->home(step.home));
-        };
-        does(at(0, Verb::Write, "a/b/c", 1));
-        world->wait(10'000'000'000);
-        world->pass(settings, {.kind = Kind::Killed, .call = call, .code = 0, .meanwhile = {}});
-        wasStruck = !world->struck().empty();
-        world->pass(settings, {});
-        world->wait(10'000'000'000);
-        does(at(1, Verb::Remove, "a"));
-        world->pass(settings, {});
-        const auto looking = world->person();
-        EXPECT_FALSE(viewOf(world->home(0)).contains("a")) << "killed before call " << call;
+    std::string struck = "the first";
+    for (long call = 1; !struck.empty(); ++call) {
+        Scene scene;
+        scene.settings().allowMassDeletion = true;
+        scene.does(at(0, Verb::Write, "a/b/c", 1));
+        scene.pass({.kind = Kind::Killed, .call = call, .code = 0, .meanwhile = {}});
+        struck = scene.world().struck();
+        scene.pass();
+        scene.does(at(1, Verb::Remove, "a"));
+        scene.pass();
+        EXPECT_FALSE(scene.view(0).contains("a")) << "killed before call " << call;
     }
 }
 
