@@ -1,12 +1,13 @@
 #include "reserve.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string>
 
 #include "archive_file.h"
 #include "braid/disk/calls.h"
 
-namespace braid::reserve
+namespace braid
 {
 
 namespace
@@ -14,42 +15,48 @@ namespace
 
 constexpr const char* kFile = "reserve";
 constexpr std::uint64_t kHeld = std::uint64_t{1} << 20;
+constexpr std::uint64_t kStep = kHeld / 8;
 constexpr std::uint64_t kLittle = 16 * kHeld;
 constexpr std::uint64_t kLog = 4 * kHeld;
 constexpr std::uint64_t kItsNotes = kHeld / 64; // what the file system itself may write about the room
 
 } // namespace
 
-bool isNeeded(int markerFolder)
+bool Reserve::isNeeded() const
 {
-    return disk::freeRoomOf(markerFolder) < kLittle;
+    return disk::freeRoomOf(mFolder) < kLittle;
 }
 
-bool release(int markerFolder)
+void Reserve::release()
 {
-    return disk::unlink(markerFolder, kFile) == 0;
+    mIsReleased = disk::unlink(mFolder, kFile) == 0;
 }
 
-void giveToLog(int markerFolder, bool hasReleased)
+void Reserve::giveToLog()
 {
-    const auto log = disk::openToWrite(markerFolder, (std::string{kArchiveFile} + "-wal").c_str(), false);
+    const auto log = disk::openToWrite(mFolder, (std::string{kArchiveFile} + "-wal").c_str(), false);
     if (!log) return;
-    // Most of what is free is for the home's files; and an attempt that fails may leave nothing to anybody.
-    const std::uint64_t free = disk::freeRoomOf(markerFolder);
-    const std::uint64_t released = hasReleased ? std::min(kHeld, free) / 4 * 3 : 0;
-    disk::setRoomAside(log->number(), std::min(kLog, std::max(free / 8, released)));
+    // Most of what is free is for the home's files.
+    const std::uint64_t some = disk::freeRoomOf(mFolder) / 8;
+    const std::uint64_t most = mIsReleased ? std::max(some, std::min(8 * some, kHeld) / 4 * 3) : some;
+    if (!isFull(disk::setRoomAside(log->number(), std::min(kLog, most))) || mIsReleased) return;
+    release(); // a quota, of which the disk does not tell
+    disk::setRoomAside(log->number(), kHeld / 4 * 3);
 }
 
-void hold(int markerFolder, bool hasReleased)
+void Reserve::hold()
 {
-    const auto stat = disk::statAt(markerFolder, kFile);
+    const auto stat = disk::statAt(mFolder, kFile);
     if (!stat || stat->exists()) return;
-    const std::uint64_t free = disk::freeRoomOf(markerFolder);
-    if (free <= kItsNotes || (free < kLittle && !hasReleased)) return;
-    const auto file = disk::createFile(markerFolder, kFile);
-    if (file && disk::setRoomAside(file->number(), std::min(kHeld, free - kItsNotes)) != 0) {
-        disk::unlink(markerFolder, kFile);
-    }
+    const std::uint64_t free = disk::freeRoomOf(mFolder);
+    if (free <= kItsNotes || (free < kLittle && !mIsReleased)) return;
+    const auto file = disk::createFile(mFolder, kFile);
+    if (!file) return;
+    std::uint64_t room = std::min(kHeld, free - kItsNotes);
+    int code = disk::setRoomAside(file->number(), room);
+    for (; isFull(code) && room > kStep; code = disk::setRoomAside(file->number(), room))
+        room -= kStep;
+    if (code != 0) disk::unlink(mFolder, kFile);
 }
 
-} // namespace braid::reserve
+} // namespace braid

@@ -255,7 +255,11 @@ int rewrite(int file, std::string_view text)
 int setRoomAside(int file, std::uint64_t bytes)
 {
     if (int code = seam::ask(Operation::Write, file, "")) return code;
-    return lastError(system().fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes)));
+    const int code = lastError(system().fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes)));
+    if (!isFull(code)) return code;
+    // What it got before there was no more stays with the file otherwise.
+    if (const auto stat = statOf(file)) system().ftruncate(file, stat->size);
+    return code;
 }
 
 int makeFolder(int folder, const char* name, std::uint16_t mode)

@@ -47,7 +47,8 @@ Outcome<std::string> readSmall(int file, std::size_t most);
 /// Puts `text` in place of what the file holds.
 int rewrite(int file, std::string_view text);
 
-/// Has the disk keep room for the first `bytes` of the file, whose size stays as it is; EOPNOTSUPP where it cannot.
+/// Has the disk keep room for the first `bytes` of the file, whose size stays as it is, or nothing; EOPNOTSUPP where it
+/// cannot. Not while somebody else changes the file's size.
 int setRoomAside(int file, std::uint64_t bytes);
 
 int makeFolder(int folder, const char* name, std::uint16_t mode);

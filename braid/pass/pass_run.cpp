@@ -6,7 +6,6 @@
 #include <ranges>
 #include <utility>
 
-#include "braid/archive/reserve.h"
 #include "braid/disk/calls.h"
 #include "braid/jobs/areas.h"
 #include "braid/propagate/propagator.h"
@@ -93,7 +92,8 @@ PassReport PassRun::run()
         mArchive = nullptr;
         Archive::openAfresh(markerFolder(), true); // the next pass would only fail the same way
     }
-    if (std::exchange(mArchive, nullptr) && !mSettings.dryRun) reserve::hold(mHomes.local->markerFolder(), mHasReleased);
+    mArchive = nullptr;
+    if (mReserve) mReserve->hold();
     if (stop) {
         mReport.result = stop->result;
         mReport.reason = stop->reason;
@@ -199,17 +199,19 @@ PassRun::Stop PassRun::openArchive()
 {
     using Use = Archive::Use;
     Use use = mSettings.dryRun ? Use::Read : Use::Write;
-    const int folder = mHomes.local->markerFolder(); // none in a dry run
-    if (use == Use::Write && reserve::isNeeded(folder)) use = Use::WriteAlone;
-    if (use == Use::WriteAlone) mHasReleased = reserve::release(folder);
+    if (!mSettings.dryRun) mReserve.emplace(mHomes.local->markerFolder());
+    if (mReserve && mReserve->isNeeded()) {
+        use = Use::WriteAlone;
+        mReserve->release();
+    }
     Stop stop = useArchive(Archive::open(markerFolder(), use));
     if (stop && isFull(stop->result) && use == Use::Write) { // a quota, of which the disk does not tell
         mArchive = nullptr;
-        mHasReleased = reserve::release(folder);
+        mReserve->release();
         stop = useArchive(Archive::open(markerFolder(), Use::WriteAlone));
     }
     if (stop && mArchive && mArchive->isDamaged()) stop = startArchiveAfresh();
-    if (!stop && !mSettings.dryRun) reserve::giveToLog(folder, mHasReleased);
+    if (!stop && mReserve) mReserve->giveToLog();
     return stop;
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "braid/archive/archive.h"
+#include "braid/archive/reserve.h"
 #include "braid/disk/listing_pool.h"
 #include "braid/home/home.h"
 #include "braid/home/trash.h"
@@ -62,8 +63,8 @@ private:
     PerPeer<std::unique_ptr<Home>> mHomes;
     PerPeer<Home*> mHomePointers;
     std::unique_ptr<Archive> mArchive;
-    bool mHasReleased = false; ///< The room that was held for it.
-    std::vector<Job> mLastJobs; ///< Of the last pass, where they covered something else.
+    std::optional<Reserve> mReserve; ///< Of a pass that may write.
+    std::vector<Job> mLastJobs;      ///< Of the last pass, where they covered something else.
     std::optional<Coverage> mLastCoverage;
     bool mTrustsArchive = false;
     PerPeer<ListingPool> mPools;

@@ -36,16 +36,23 @@ void makeRoom(const Scene& scene)
     EXPECT_EQ(disk::unlink(markerFolder(scene).number(), kFiller), 0);
 }
 
-class FullDisk : public testing::TestWithParam<bool>
+struct FullDiskCase {
+    const char* name;
+    bool setsAside; ///< Room, without which no pass runs.
+    bool isQuota;
+};
+
+class FullDisk : public testing::TestWithParam<FullDiskCase>
 {
 };
 
 TEST_P(FullDisk, KeepsNoChangeOnItFromTheOtherHome)
 {
-    const bool setsAside = GetParam();
+    const bool setsAside = GetParam().setsAside;
     History history;
+    history.local.tellsRoom = !GetParam().isQuota;
     history.local.capacity = std::uint64_t{24} << 20;
-    history.local.copiesRanges = setsAside; // such a disk can set room aside, too
+    history.local.copiesRanges = setsAside;
     Scene scene{history};
     scene.does({.verb = Verb::Write, .path = "a", .number = 1});
     scene.does({.verb = Verb::Write, .path = "b", .number = 2});
@@ -67,7 +74,10 @@ TEST_P(FullDisk, KeepsNoChangeOnItFromTheOtherHome)
     EXPECT_TRUE(std::ranges::equal(scene.view(0), scene.view(1), same));
 }
 
-INSTANTIATE_TEST_SUITE_P(SetsRoomAside, FullDisk, testing::Bool());
+constexpr FullDiskCase kCases[] = {
+    {"Disk", true, false}, {"Quota", true, true}, {"DiskWithoutRoomSetAside", false, false}};
+
+INSTANTIATE_TEST_SUITE_P(Of, FullDisk, testing::ValuesIn(kCases), [](const auto& info) { return info.param.name; });
 
 } // namespace
 } // namespace braid::sim

@@ -83,9 +83,9 @@ int SimSystem::fallocate(int file, int mode, off_t offset, off_t length)
         Node& node = open.disk->node(open.inode);
         const std::uint64_t there = std::max<std::uint64_t>(node.setAside, node.data.size());
         const auto wanted = static_cast<std::uint64_t>(length);
-        if (wanted > there && !open.disk->hasRoomFor(wanted - there)) return -ENOSPC;
-        node.setAside = std::max(there, wanted);
-        return 0;
+        const std::uint64_t room = open.disk->freeRoom();
+        node.setAside = std::max(there, std::min(wanted, there + room)); // what it gets before it fails stays
+        return node.setAside < wanted ? -ENOSPC : 0;
     }));
 }
 

@@ -31,6 +31,7 @@ struct DiskTraits {
     bool foldsNames() const { return folding.folds(); }
     bool respells = true; ///< A rename from one spelling to another does that, instead of nothing.
     std::uint64_t capacity = std::uint64_t{1} << 30;
+    bool tellsRoom = true;      ///< Not of a user's quota, which the disk's own figures know nothing of.
     std::int64_t clockSkew = 0; ///< Against the computer's clock.
 };
 

@@ -269,7 +269,7 @@ int SimSystem::fstatfs(int descriptor, struct statfs* facts)
         if (traits.isInUserSpace) facts->f_type = FUSE_SUPER_MAGIC;
         facts->f_frsize = facts->f_bsize = kBlock;
         facts->f_blocks = traits.capacity / kBlock;
-        facts->f_bavail = at(descriptor).disk->freeRoom() / kBlock;
+        facts->f_bavail = (traits.tellsRoom ? at(descriptor).disk->freeRoom() : traits.capacity) / kBlock;
         return 0;
     }));
 }
