@@ -8,6 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "braid/archive/reserve.h"
+#include "braid/disk/calls.h"
+
 namespace braid::agent
 {
 
@@ -90,6 +93,19 @@ std::optional<std::string> replaceFile(const std::filesystem::path& path, std::s
     if (std::rename(fresh.c_str(), path.c_str()) != 0) return problem("rename", fresh);
     syncFolder(path.parent_path());
     return std::nullopt;
+}
+
+std::optional<std::string> replaceFileOfHome(const std::filesystem::path& path, std::span<const std::byte> bytes)
+{
+    auto reason = replaceFile(path, bytes);
+    if (!reason) return std::nullopt;
+    const auto folder = disk::openTop(path.parent_path().native());
+    if (!folder) return reason;
+    Reserve reserve{folder->number()};
+    if (!reserve.release()) return reason;
+    reason = replaceFile(path, bytes);
+    reserve.hold();
+    return reason;
 }
 
 void syncFolder(const std::filesystem::path& folder)

@@ -21,6 +21,11 @@ std::variant<std::monostate, std::vector<std::byte>, std::string> readFile(const
 [[nodiscard]] std::optional<std::string> replaceFile(const std::filesystem::path& path,
                                                      std::span<const std::byte> bytes);
 
+/// The same for a file in the marker folder of the local home, where a full disk has the room that is held for the
+/// archive.
+[[nodiscard]] std::optional<std::string> replaceFileOfHome(const std::filesystem::path& path,
+                                                           std::span<const std::byte> bytes);
+
 /// Makes the removal or renaming of entries of the folder durable, as far as its file system can.
 void syncFolder(const std::filesystem::path& folder);
 

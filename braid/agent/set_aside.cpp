@@ -89,7 +89,7 @@ std::optional<std::string> SetAside::save() const
     }
     const auto bytes = mCodec.serialise(entries, platform::PropertyListCodec::Format::Binary);
     if (const auto* error = std::get_if<platform::PropertyListCodec::Error>(&bytes)) return error->text;
-    return replaceFile(mFile, std::get<std::vector<std::byte>>(bytes));
+    return replaceFileOfHome(mFile, std::get<std::vector<std::byte>>(bytes));
 }
 
 bool SetAside::contains(const Conflict& conflict) const

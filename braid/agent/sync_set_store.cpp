@@ -76,7 +76,7 @@ std::optional<std::string> SyncSetStore::save(const SyncSet& set)
     if (::mkdir(mFolder.c_str(), 0700) != 0 && errno != EEXIST) {
         return "mkdir \"" + mFolder.string() + "\": " + std::generic_category().message(errno);
     }
-    return replaceFile(file(), std::get<std::vector<std::byte>>(bytes));
+    return replaceFileOfHome(file(), std::get<std::vector<std::byte>>(bytes));
 }
 
 std::optional<std::string> SyncSetStore::remove()

@@ -27,9 +27,9 @@ bool Reserve::isNeeded() const
     return disk::freeRoomOf(mFolder) < kLittle;
 }
 
-void Reserve::release()
+bool Reserve::release()
 {
-    mIsReleased = disk::unlink(mFolder, kFile) == 0;
+    return mIsReleased = disk::unlink(mFolder, kFile) == 0;
 }
 
 void Reserve::giveToLog()

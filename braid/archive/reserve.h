@@ -15,8 +15,8 @@ public:
     /// The disk has little room, or none.
     bool isNeeded() const;
 
-    /// Gives the file's room free, for the archive to be opened.
-    void release();
+    /// Gives the file's room free, for the archive to be opened; false: there was none.
+    bool release();
 
     /// Sets room aside for the log of the open archive, which nothing else takes before the archive is closed: as much
     /// as most passes need, or most of what the file held.

@@ -2,11 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/mount.h>
+
 #include <cerrno>
+#include <fstream>
 #include <limits>
 
 #include "braid/agent/pass_plan.h"
 #include "braid/agent/sync_set_store.h"
+#include "braid/archive/reserve.h"
+#include "braid/disk/calls.h"
 #include "braid/protocol.h"
 #include "platform/linux/property_list_codec.h"
 #include "platform/sync_engine.h"
@@ -55,6 +60,22 @@ protected:
     const std::filesystem::path mHome = mRoot.real("/home"), mFile = mHome / ".Braid/sync_set.plist";
     SyncSetStore mStore{*mCodec, mHome};
 };
+
+TEST_F(SyncSetFile, IsWrittenOnAFullDiskToo)
+{
+    if (mount("none", mHome.c_str(), "tmpfs", 0, "size=20m") != 0) GTEST_SKIP() << "only the superuser mounts";
+    SyncSet set = fullSet();
+    EXPECT_EQ(mStore.save(set), std::nullopt);
+    const auto folder = braid::disk::openTop(mFile.parent_path());
+    braid::Reserve{folder->number()}.hold();
+    std::ofstream filler{mHome / "filler"};
+    while (filler << std::string(4096, 'x') << std::flush) {}
+    set.name = std::string(6000, 'y');
+    EXPECT_EQ(mStore.save(set), std::nullopt);
+    EXPECT_EQ(mStore.load(), set);
+    EXPECT_TRUE(std::filesystem::exists(mHome / ".Braid/reserve"));
+    EXPECT_EQ(umount2(mHome.c_str(), MNT_DETACH), 0);
+}
 
 TEST_F(SyncSetFile, DamagedFileCountsAsNoneAndIsKept)
 {
