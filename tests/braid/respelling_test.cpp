@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "braid/disk/seam.h"
+#include "history_world.h"
 #include "home_view.h"
 #include "sim_system.h"
 
@@ -78,6 +79,28 @@ TEST(Respelling, WhatAPassDidNotGetToIsStillWanted)
             EXPECT_EQ(names, "F F/x= F/z= G ") << "nothing is copied for it";
         }
     }
+}
+
+TEST(Respelling, ThatFailsLeavesWhatCameBackWithoutTrust)
+{
+    History history;
+    history.network.folding = {true, true};
+    Scene scene{history};
+    scene.settings().allowMassDeletion = true;
+    scene.does({.verb = Verb::Write, .path = "f/x", .number = 1});
+    scene.pass();
+    auto& exclusions = scene.settings().jobs[0].exclusions;
+    exclusions.push_back(std::get<MatchRule>(MatchRule::make(Comparison::PathMatches, "[fF]")));
+    scene.does({.verb = Verb::Remove, .home = 1, .path = "f/x"}); // while no job had to do with it
+    scene.does({.verb = Verb::Respell, .path = "f", .other = "F"});
+    scene.pass();
+    exclusions.clear();
+    gTrouble = Trouble::Fails;
+    seam::gWatcher = hit;
+    EXPECT_FALSE(scene.pass().errors.empty());
+    seam::gWatcher = nullptr;
+    scene.pass();
+    EXPECT_TRUE(scene.view(0).contains("F/x") && scene.view(1).contains("F/x"));
 }
 
 } // namespace
