@@ -175,7 +175,11 @@ void Walk::mergeSpellings(const FolderTask& task, FolderPair& folder, Row row, c
         if (wanted.loser && !isBlocked && isOneJob) {
             const Decision write = decideWrite(*wanted.loser, options);
             if (write.jobEnd != JobEnd::None) endJob(mPlan, *job, write.jobEnd);
-            if (write.step == Step::KeptOut) return; // with all below: it has no name yet that both homes know
+            if (write.step == Step::KeptOut) { // with all below: it has no name yet that both homes know
+                const std::string& above = task.where ? task.where->agreed : task.path;
+                if (row.entry) mPlan.unseen.insert(joinPath(above, *row.agreedAs));
+                return;
+            }
             respelling.target = wanted.loser;
             respelling.from = row.items[*wanted.loser]->name;
             respelling.stat = row.items[*wanted.loser]->stat;

@@ -81,26 +81,34 @@ TEST(Respelling, WhatAPassDidNotGetToIsStillWanted)
     }
 }
 
-TEST(Respelling, ThatFailsLeavesWhatCameBackWithoutTrust)
+TEST(Respelling, ThatDoesNotHappenLeavesWhatCameBackWithoutTrust)
 {
-    History history;
-    history.network.folding = {true, true};
-    Scene scene{history};
-    scene.settings().allowMassDeletion = true;
-    scene.does({.verb = Verb::Write, .path = "f/x", .number = 1});
-    scene.pass();
-    auto& exclusions = scene.settings().jobs[0].exclusions;
-    exclusions.push_back(std::get<MatchRule>(MatchRule::make(Comparison::PathMatches, "[fF]")));
-    scene.does({.verb = Verb::Remove, .home = 1, .path = "f/x"}); // while no job had to do with it
-    scene.does({.verb = Verb::Respell, .path = "f", .other = "F"});
-    scene.pass();
-    exclusions.clear();
-    gTrouble = Trouble::Fails;
-    seam::gWatcher = hit;
-    EXPECT_FALSE(scene.pass().errors.empty());
-    seam::gWatcher = nullptr;
-    scene.pass();
-    EXPECT_TRUE(scene.view(0).contains("F/x") && scene.view(1).contains("F/x"));
+    for (const bool isKeptOut : {false, true}) {
+        History history;
+        history.network.folding = {true, true};
+        Scene scene{history};
+        scene.settings().allowMassDeletion = true;
+        scene.does({.verb = Verb::Write, .path = "f/x", .number = 1});
+        scene.pass();
+        Job& job = scene.settings().jobs[0];
+        job.exclusions.push_back(std::get<MatchRule>(MatchRule::make(Comparison::PathMatches, "[fF]")));
+        scene.does({.verb = Verb::Remove, .home = 1, .path = "f/x"}); // while no job had to do with it
+        scene.does({.verb = Verb::Respell, .path = "f"});
+        scene.pass();
+        job.exclusions.clear();
+        if (isKeptOut) {
+            job.options.resolveConflictsInFavorOf = Peer::Local;
+            job.options.readOnlyPeer = Peer::Network;
+        }
+        gTrouble = Trouble::Fails;
+        seam::gWatcher = isKeptOut ? nullptr : hit;
+        EXPECT_EQ(scene.pass().errors.empty(), isKeptOut);
+        EXPECT_TRUE(scene.view(1).contains("f"));
+        seam::gWatcher = nullptr;
+        job.options = {};
+        scene.pass();
+        EXPECT_TRUE(scene.view(0).contains("F/x") && scene.view(1).contains("F/x"));
+    }
 }
 
 } // namespace
