@@ -263,7 +263,7 @@ std::vector<Action> Propagator::nextBatch(const ActionList& items, ActionList::I
         if (action.verb == Action::Verb::Move) {
             mBench.reporter.at(action.path);
             const int code = mPlacer.move(action);
-            if (code == 0 || code == EAGAIN || mBench.isLost(code)) {
+            if (code == 0 || code == EAGAIN || isFull(code) || mBench.isLost(code)) {
                 done(action, code, mBench.counts.renamed);
                 continue;
             }
