@@ -189,6 +189,8 @@ class EngineLock
 public:
     struct Holder {
         int pid = 0; ///< 0: the holder has not written it (yet).
+
+        std::string words() const; ///< "Process 4711", or "Another process".
     };
 
     /// The lock, or who holds it, or (a string) why the marker folder cannot be used.

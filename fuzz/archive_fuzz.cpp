@@ -49,7 +49,7 @@ std::string wholeArchive()
     for (const auto& item : fs::directory_iterator{folder()})
         fs::remove_all(item.path());
     {
-        auto archive = Archive::open(folder().native(), Archive::Use::Write);
+        auto archive = Archive::open(folder().native(), true);
         if (!archive) std::abort();
         use(**archive);
     }
@@ -77,7 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         fs::remove_all(item.path());
     std::ofstream{folder() / "archive.sqlite", std::ios::binary} << file;
     for (const bool mayWrite : {false, true}) {
-        auto archive = Archive::open(folder().native(), mayWrite ? Archive::Use::Write : Archive::Use::Read);
+        auto archive = Archive::open(folder().native(), mayWrite);
         if (archive) use(**archive);
         if (archive && (*archive)->isDamaged() && mayWrite) archive = Archive::openAfresh(folder().native(), mayWrite);
         // A pass can always begin.

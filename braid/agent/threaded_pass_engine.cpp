@@ -240,7 +240,7 @@ std::optional<std::string> ThreadedPassEngine::forget()
     auto taken = EngineLock::take(mLocalHome);
     if (const auto* reason = std::get_if<std::string>(&taken)) return *reason;
     if (const auto* holder = std::get_if<EngineLock::Holder>(&taken)) {
-        return "Process " + std::to_string(holder->pid) + " is syncing this home.";
+        return holder->words() + " is syncing this home.";
     }
     return forgetPasses(mLocalHome, *std::get<std::unique_ptr<EngineLock>>(taken));
 }

@@ -90,16 +90,15 @@ Entry entryFrom(const Statement& row)
 
 Archive::Archive(std::unique_ptr<Database> database) : mDatabase(std::move(database)) {}
 
-Outcome<std::unique_ptr<Archive>> Archive::open(const std::string& markerFolder, Use use)
+Outcome<std::unique_ptr<Archive>> Archive::open(const std::string& markerFolder, bool mayWrite)
 {
-    const bool mayWrite = use != Use::Read;
     // A link would have the engine read, and write, a file elsewhere.
     if (const auto folder = disk::openTop(markerFolder)) {
         const auto file = disk::statAt(folder->number(), kArchiveFile);
         if (file && file->exists() && file->kind != Kind::File) return openAfresh(markerFolder, mayWrite);
     }
-    auto database = mayWrite ? openArchiveForWriting(markerFolder + "/" + kArchiveFile, use == Use::WriteAlone)
-                             : openArchiveForReading(markerFolder);
+    auto database =
+        mayWrite ? openArchiveForWriting(markerFolder + "/" + kArchiveFile) : openArchiveForReading(markerFolder);
     if (database && isUnusableArchive(**database)) {
         *database = nullptr;
         return openAfresh(markerFolder, mayWrite);
@@ -144,8 +143,8 @@ std::unique_ptr<Archive> Archive::openForQuestions(const std::filesystem::path& 
     const auto file = disk::statPath((folder / kArchiveFile).native());
     if (!file || !file->exists()) return nullptr;
     // As another reader of the same database it sees the last commit of a pass that is under way.
-    auto archive = open(folder.native(), Use::Write);
-    if (!archive) archive = open(folder.native(), Use::Read);
+    auto archive = open(folder.native(), true);
+    if (!archive) archive = open(folder.native(), false);
     return archive ? std::move(*archive) : nullptr;
 }
 

@@ -67,16 +67,10 @@ struct ConflictRecord {
 class Archive
 {
 public:
-    enum class Use {
-        Read,
-        Write,
-        WriteAlone, ///< As long as it is open nobody else can read it, and it takes no room beside its log.
-    };
-
-    /// Opens the archive, and makes it where it may write. Without a file and without that right: an empty archive that
+    /// Opens the archive, and makes it where `mayWrite`. Without a file and without that right: an empty archive that
     /// forgets everything. A damaged file is set aside under another name, unless the damage shows only in its tables;
     /// then isDamaged() tells.
-    static Outcome<std::unique_ptr<Archive>> open(const std::string& markerFolder, Use use);
+    static Outcome<std::unique_ptr<Archive>> open(const std::string& markerFolder, bool mayWrite);
     /// The same after damage that showed only while reading: the file is set aside, where `mayWrite`, and a new one
     /// begun.
     static Outcome<std::unique_ptr<Archive>> openAfresh(const std::string& markerFolder, bool mayWrite);

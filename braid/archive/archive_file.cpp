@@ -91,12 +91,10 @@ void setArchiveAside(const std::string& markerFolder)
     disk::unlink(folder->number(), (file + "-shm").c_str());
 }
 
-Outcome<std::unique_ptr<Database>> openArchiveForWriting(const std::string& file, bool alone)
+Outcome<std::unique_ptr<Database>> openArchiveForWriting(const std::string& file)
 {
     auto database = Database::open(file, Database::Access::ReadWrite);
     if (!database) return database;
-    // The index is a file that SQLite maps: where the disk has no room for one of its pages, a signal ends the process.
-    if (alone) (*database)->execute("PRAGMA locking_mode=EXCLUSIVE");
     (*database)->execute("PRAGMA journal_mode=WAL");
     // Every agreement must be on the disk before the pass relies on it.
     (*database)->execute("PRAGMA synchronous=FULL");

@@ -12,8 +12,8 @@ namespace braid
 constexpr const char* kArchiveFile = "archive.sqlite";
 
 /// Makes the file, or in it the tables that it lacks, where need be. ":memory:" makes an archive that forgets
-/// everything. `alone`: nobody else can open it meanwhile, and the index of its log takes no file.
-Outcome<std::unique_ptr<Database>> openArchiveForWriting(const std::string& file, bool alone = false);
+/// everything.
+Outcome<std::unique_ptr<Database>> openArchiveForWriting(const std::string& file);
 
 /// An archive that nobody may write is read from a copy when its log is not empty: an immutable open skips the log.
 /// Without a file it is one that forgets everything.

@@ -36,10 +36,12 @@ std::string uriOf(const std::string& file)
 /// The errno value that says about the same as the extended result of a call.
 int errnoOf(sqlite3* handle, int sqliteResult)
 {
-    // What could not be written or made is told as any failure of that.
-    if (const int code = sqlite3_system_errno(handle); isFull(code)) return code;
-    if (sqliteResult == SQLITE_IOERR_SHMSIZE) return ENOSPC; // nothing else keeps the log's index from growing
-    switch (sqliteResult & 0xff) {
+    const int kind = sqliteResult & 0xff;
+    // What could not be written or made is told as any failure of that, with the system's own answer beside it.
+    const int code = kind == SQLITE_IOERR || kind == SQLITE_CANTOPEN ? sqlite3_system_errno(handle) : 0;
+    if (isFull(code)) return code;
+    if (sqliteResult == SQLITE_IOERR_SHMSIZE) return ENOSPC; // the log's index could not grow, and nobody kept why
+    switch (kind) {
     case SQLITE_FULL:
         return ENOSPC;
     case SQLITE_READONLY:

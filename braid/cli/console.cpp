@@ -61,7 +61,7 @@ std::variant<std::unique_ptr<EngineLock>, std::string> waitForLock(const std::fi
         if (auto* reason = std::get_if<std::string>(&taken)) return std::move(*reason);
         if (stop.stop_requested()) return std::string{"Stopped."};
         if (std::chrono::steady_clock::now() >= end) {
-            return "Process " + std::to_string(std::get<EngineLock::Holder>(taken).pid) +
+            return std::get<EngineLock::Holder>(taken).words() +
                    " is syncing this home already. Try again when it is done.";
         }
         std::this_thread::sleep_for(std::chrono::milliseconds{100});

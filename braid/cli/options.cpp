@@ -113,7 +113,11 @@ void addExclusions(CLI::App& command, std::vector<MatchRule>& rules)
 /// Without it usualHome() is meant, which is looked for once the command is understood.
 void addHome(CLI::App& command, const char* name, std::filesystem::path& home, const std::string& what)
 {
-    command.add_option(name, home, what + "; without it that of the working folder, or yours")->type_name("");
+    // A variable that was not set must not turn into another home.
+    const auto whyNot = [](const std::string& word) { return word.empty() ? "it is an empty word" : ""; };
+    command.add_option(name, home, what + "; without it the one that the working folder lies in")
+        ->type_name("")
+        ->check(CLI::Validator{whyNot, ""});
 }
 
 /// For takeHome().
@@ -121,7 +125,7 @@ void addPaths(CLI::App& command, std::vector<std::string>& paths, const std::str
 {
     command
         .add_option("PATH", paths,
-                    what + "; in front of them a home, if it is not that of the working folder, or yours")
+                    what + "; in front of them a home, if it is not the one that the working folder lies in")
         ->type_name("");
 }
 

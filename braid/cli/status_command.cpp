@@ -65,7 +65,7 @@ std::string plainStatus(const StatusOptions& options, const HomeStatus& status)
     out += "Trash:         " + sizeText(status.trashBytes) + " in " + std::to_string(status.trashedVersions) +
            (status.trashedVersions == 1 ? " version\n" : " versions\n");
     out += "Engine:        ";
-    out += status.engine ? "process " + std::to_string(status.engine->pid) + " is at work\n" : "at rest\n";
+    out += status.engine ? status.engine->words() + " is at work\n" : "at rest\n";
     return out;
 }
 

@@ -121,8 +121,7 @@ ExitStatus empty(const TrashOptions& options, Streams streams)
 {
     // A pass that is under way may be moving something there.
     if (const auto holder = EngineLock::holder(options.home)) {
-        return refuse("Process " + std::to_string(holder->pid) + " is syncing this home. Try again when it is done.",
-                      streams);
+        return refuse(holder->words() + " is syncing this home. Try again when it is done.", streams);
     }
     const std::time_t now = std::time(nullptr);
     const auto removed = emptyTrash(options.home, options.days == 0 ? now + 1 : now - options.days * kSecondsPerDay);

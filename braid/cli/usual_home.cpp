@@ -2,8 +2,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cstdlib>
-
 namespace braid::cli
 {
 
@@ -12,16 +10,11 @@ namespace fs = std::filesystem;
 namespace
 {
 
-/// A folder that cannot be looked into is none.
-bool holds(const fs::path& folder, const char* file)
+/// A folder that cannot be looked into was not.
+bool wasSynced(const fs::path& folder)
 {
     std::error_code error;
-    return fs::exists(folder / ".Braid" / file, error);
-}
-
-bool isLocalHome(const fs::path& folder)
-{
-    return holds(folder, "archive.sqlite"); // the network home has a marker, too
+    return fs::exists(folder / ".Braid" / "replica", error);
 }
 
 } // namespace
@@ -30,17 +23,18 @@ fs::path usualHome()
 {
     std::error_code error;
     for (fs::path folder = fs::current_path(error); !folder.empty(); folder = folder.parent_path()) {
-        if (isLocalHome(folder)) return folder;
+        if (wasSynced(folder)) return folder;
         if (folder == folder.parent_path()) break;
     }
-    const char* own = std::getenv("HOME");
-    if (own && isLocalHome(own)) return own;
-    throw CLI::ValidationError{"which home? Neither the working folder nor your home folder was ever synced"};
+    throw CLI::ValidationError{"which home? The working folder lies in none that was ever synced"};
 }
 
 fs::path takeHome(std::vector<std::string>& typed)
 {
-    if (typed.empty() || !(typed.front().starts_with('/') || holds(typed.front(), "replica"))) return usualHome();
+    // A variable that was not set must not turn into another home.
+    if (!typed.empty() && typed.front().empty())
+        throw CLI::ValidationError{"an empty word names neither home nor item"};
+    if (typed.empty() || !(typed.front().starts_with('/') || wasSynced(typed.front()))) return usualHome();
     const fs::path home = typed.front();
     typed.erase(typed.begin());
     return home;

@@ -473,7 +473,8 @@ std::uint64_t freeRoomOf(int descriptor)
 {
     struct statfs facts {
     };
-    if (system().fstatfs(descriptor, &facts) < 0) return 0;
+    if (system().fstatfs(descriptor, &facts) < 0 || facts.f_blocks == 0)
+        return std::numeric_limits<std::uint64_t>::max();
     return static_cast<std::uint64_t>(facts.f_bavail) * static_cast<std::uint64_t>(facts.f_frsize);
 }
 

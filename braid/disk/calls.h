@@ -101,7 +101,7 @@ bool holdsLinksApart(int descriptor);
 
 /// Of the whole file system, in bytes; 0 where it does not tell.
 std::uint64_t capacityOf(int descriptor);
-/// The part of it that is left for those without privileges.
+/// The part of it that is left for those without privileges; as much as can be where it does not tell.
 std::uint64_t freeRoomOf(int descriptor);
 
 /// The file system flushes all its writes with one call and keeps the order of its own changes.

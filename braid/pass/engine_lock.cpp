@@ -23,6 +23,11 @@ EngineLock::Holder readHolder(int descriptor)
 
 } // namespace
 
+std::string EngineLock::Holder::words() const
+{
+    return pid == 0 ? "Another process" : "Process " + std::to_string(pid);
+}
+
 std::variant<std::unique_ptr<EngineLock>, EngineLock::Holder, std::string>
 EngineLock::take(const std::filesystem::path& localHome, bool leavesNoTrace)
 {

@@ -145,7 +145,7 @@ PassRun::Stop PassRun::lockLocalHome()
         return std::nullopt;
     }
     if (const auto* holder = std::get_if<EngineLock::Holder>(&taken)) {
-        return End{EBUSY, "Process " + std::to_string(holder->pid) + " is syncing this home already."};
+        return End{EBUSY, holder->words() + " is syncing this home already."};
     }
     return End{kPassRefused, std::get<std::string>(taken)};
 }
@@ -197,18 +197,14 @@ PassRun::Stop PassRun::prepareHomes()
 
 PassRun::Stop PassRun::openArchive()
 {
-    using Use = Archive::Use;
-    Use use = mSettings.dryRun ? Use::Read : Use::Write;
     if (!mSettings.dryRun) mReserve.emplace(mHomes.local->markerFolder());
-    if (mReserve && mReserve->isNeeded()) {
-        use = Use::WriteAlone;
-        mReserve->release();
-    }
-    Stop stop = useArchive(Archive::open(markerFolder(), use));
-    if (stop && isFull(stop->result) && use == Use::Write) { // a quota, of which the disk does not tell
+    if (mReserve && mReserve->isNeeded()) mReserve->release();
+    if (mReserve && mReserve->isExhausted()) return ended({ENOSPC, "use the archive", markerFolder()});
+    Stop stop = useArchive(Archive::open(markerFolder(), !mSettings.dryRun));
+    // Also a quota, of which the disk does not tell.
+    if (stop && isFull(stop->result) && mReserve && mReserve->release()) {
         mArchive = nullptr;
-        mReserve->release();
-        stop = useArchive(Archive::open(markerFolder(), Use::WriteAlone));
+        stop = useArchive(Archive::open(markerFolder(), true));
     }
     if (stop && mArchive && mArchive->isDamaged()) stop = startArchiveAfresh();
     if (!stop && mReserve) mReserve->giveToLog();

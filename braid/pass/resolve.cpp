@@ -92,7 +92,7 @@ Resolving::Refusal Resolving::lockLocalHome()
     if (mHeld) return std::nullopt;
     auto taken = EngineLock::take(mResolution.localHome);
     if (const auto* holder = std::get_if<EngineLock::Holder>(&taken)) {
-        return "Process " + std::to_string(holder->pid) + " is syncing this home already.";
+        return holder->words() + " is syncing this home already.";
     }
     if (const auto* reason = std::get_if<std::string>(&taken)) return *reason;
     mLock = std::move(std::get<std::unique_ptr<EngineLock>>(taken));

@@ -7,6 +7,7 @@
 #include "braid/disk/calls.h"
 #include "braid/disk/extended.h"
 #include "braid/disk/journals.h"
+#include "braid/disk/system.h"
 #include "braid/reconcile/judge.h"
 #include "respeller.h"
 
@@ -237,6 +238,13 @@ int Placer::move(const Action& action)
         mBench.recordBlocksLater(action.path, {*entry.digest, mBench.archive.blocks(action.from, *entry.digest)});
     }
     return 0;
+}
+
+bool Placer::canCopyInsteadOfMove(const Action& action)
+{
+    const auto to = mBench.ensureFolder(action.target, folderOf(action.path));
+    const auto from = mBench.homes[action.target]->openFolder(folderOf(action.from));
+    return to && from && disk::system().mayWrite(*to) == 0 && disk::system().mayWrite(from->number()) != 0;
 }
 
 int Placer::makeFolder(const Action& action)

@@ -19,6 +19,8 @@ public:
 
     int place(Staged& staged);
     int move(const Action& action);
+    /// After EACCES or EPERM: it is only the old name that the permissions hold fast.
+    bool canCopyInsteadOfMove(const Action& action);
     int makeFolder(const Action& action);
     int remove(const Action& action);
     int restamp(const Action& action);

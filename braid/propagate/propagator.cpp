@@ -263,12 +263,13 @@ std::vector<Action> Propagator::nextBatch(const ActionList& items, ActionList::I
         if (action.verb == Action::Verb::Move) {
             mBench.reporter.at(action.path);
             const int code = mPlacer.move(action);
-            if (code == 0 || code == EAGAIN || isFull(code) || mBench.isLost(code)) {
+            const bool isDenied = code == EACCES || code == EPERM;
+            if (isDenied) mBench.fail(action.from, action.target, {code, "move it", action.from});
+            if (!isDenied || !mPlacer.canCopyInsteadOfMove(action)) {
                 done(action, code, mBench.counts.renamed);
                 continue;
             }
-            // The old name cannot be taken away there; what the file holds need not wait for that.
-            mBench.fail(action.from, action.target, {code, "move it", action.from});
+            // What the file holds need not wait until its old name can be taken away.
             action.verb = Action::Verb::Copy;
             action.from.clear();
         }

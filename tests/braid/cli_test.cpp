@@ -82,6 +82,9 @@ TEST(CommandLine, WhatItCannotUnderstandIsAUsageError)
         {"braid", "sink", "here", "there"},
         {"braid", "sync", "here", "there", "--unknown"},
         {"braid", "resolve", "/here", "--keep", "both"},
+        {"braid", "forget", ""},
+        {"braid", "trash", "empty", ""},
+        {"braid", "trash", "restore", "", "a"},
     };
     for (const auto& words : cases) {
         const auto parsed = parse(static_cast<int>(words.size()), words.data());
@@ -111,6 +114,9 @@ TEST(CommandLine, AHomeThatIsLeftOutIsTheOneAround)
     const char* words[] = {"braid", "check"};
     const auto check = parse(2, words);
     EXPECT_EQ(std::get<CheckOptions>(std::get<Request>(check)).settings.networkHome, network);
+    std::filesystem::current_path("/"); // in no home
+    const char* forget[] = {"braid", "forget"};
+    EXPECT_EQ(std::get<ExitStatus>(parse(2, forget)), kUsage);
     std::filesystem::current_path(before);
 }
 

@@ -352,7 +352,7 @@ Failure Laws::archiveIsTrue(const PassSettings& settings, const Views& after) co
         const std::string marker = readWhole(home.native() + "/.Braid/replica");
         return marker.size() > 35 ? marker.substr(3, 32) : std::string{};
     };
-    const auto archive = Archive::open((settings.localHome / ".Braid").native(), Archive::Use::Write);
+    const auto archive = Archive::open((settings.localHome / ".Braid").native(), true);
     if (!archive) return "the archive cannot be opened: " + archive.problem().words();
     (*archive)->usePair(idOf(settings.localHome), idOf(settings.networkHome));
     std::vector<std::string> folders{""};
