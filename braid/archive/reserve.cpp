@@ -28,12 +28,14 @@ bool Reserve::isNeeded() const
 
 bool Reserve::isExhausted() const
 {
-    return !mIsReleased && disk::freeRoomOf(mFolder) < 2 * kIndex;
+    return mReleased == 0 && disk::freeRoomOf(mFolder) < 2 * kIndex;
 }
 
 bool Reserve::release()
 {
-    return mIsReleased = disk::unlink(mFolder, kFile) == 0;
+    const std::uint64_t room = disk::roomOf(mFolder, kFile);
+    if (disk::unlink(mFolder, kFile) == 0) mReleased = room;
+    return mReleased > 0;
 }
 
 void Reserve::giveToLog()
@@ -42,23 +44,24 @@ void Reserve::giveToLog()
     if (!log) return;
     // Most of what is free is for the home's files.
     const std::uint64_t some = std::min(kLog, disk::freeRoomOf(mFolder) / 8);
-    if (!mIsReleased) {
+    if (mReleased == 0) {
         if (!isFull(disk::setRoomAside(log->number(), some)) || !release()) return; // else a quota
     }
-    if (isFull(disk::setRoomAside(log->number(), kHeld / 4 * 3))) disk::setRoomAside(log->number(), kHeld / 4);
+    if (isFull(disk::setRoomAside(log->number(), mReleased / 4 * 3))) disk::setRoomAside(log->number(), mReleased / 4);
 }
 
 void Reserve::hold()
 {
+    const bool isShort = isNeeded();
     const auto stat = disk::statAt(mFolder, kFile);
-    if (!stat || (stat->exists() && isNeeded())) return; // it has what it has
+    if (!stat || (stat->exists() && isShort)) return; // it has what it has
     const auto file = disk::openToWrite(mFolder, kFile, true);
     if (!file) return;
     const std::uint64_t free = disk::freeRoomOf(mFolder);
-    // Where nothing was released others keep half; the file system may still be about to free the log's room.
-    const std::uint64_t most = mIsReleased || free > 2 * kHeld ? kHeld : free / 2;
+    // Nothing was released where a killed pass has left the room to others, or where none ran on a disk with room.
+    const std::uint64_t most = !isShort ? kHeld : mReleased > 0 ? mReleased : std::min(kHeld, free / 8);
     int code = 0;
-    for (const std::uint64_t room : {most, free, free - std::min(free, kItsNotes), kHeld / 2}) {
+    for (const std::uint64_t room : {most, free, free - std::min(free, kItsNotes), most / 2}) {
         code = disk::setRoomAside(file->number(), std::min(room, most));
         if (!isFull(code)) break;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 namespace braid
 {
 
@@ -30,7 +32,7 @@ public:
 
 private:
     int mFolder;
-    bool mIsReleased = false;
+    std::uint64_t mReleased = 0; // bytes
 };
 
 } // namespace braid

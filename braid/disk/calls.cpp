@@ -262,6 +262,14 @@ int setRoomAside(int file, std::uint64_t bytes)
     return code;
 }
 
+std::uint64_t roomOf(int folder, const char* name)
+{
+    if (seam::ask(Operation::Stat, folder, name) != 0) return 0;
+    struct statx raw {
+    };
+    return system().statx(folder, name, AT_SYMLINK_NOFOLLOW, &raw) == 0 ? raw.stx_blocks * 512 : 0;
+}
+
 int makeFolder(int folder, const char* name, std::uint16_t mode)
 {
     if (int code = seam::ask(Operation::MakeFolder, folder, name)) return code;

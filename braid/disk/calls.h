@@ -50,6 +50,8 @@ int rewrite(int file, std::string_view text);
 /// Has the disk keep room for the first `bytes` of the file, whose size stays as it is, or nothing; EOPNOTSUPP where it
 /// cannot. Not while somebody else changes the file's size.
 int setRoomAside(int file, std::uint64_t bytes);
+/// What the item takes of the disk, in bytes; 0 where there is none.
+std::uint64_t roomOf(int folder, const char* name);
 
 int makeFolder(int folder, const char* name, std::uint16_t mode);
 int makeLink(int folder, const char* name, const std::string& target);

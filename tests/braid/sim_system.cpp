@@ -248,6 +248,7 @@ int SimSystem::statx(int folder, const char* name, int flags, struct statx* fact
         for (std::size_t block = 0; block * kBlock < node.data.size(); ++block) {
             if (!isHole(node.data, block)) facts->stx_blocks += kBlock / 512;
         }
+        facts->stx_blocks = std::max<std::uint64_t>(facts->stx_blocks, node.setAside / 512);
         facts->stx_mtime = timestamp(node.item.mtime);
         facts->stx_ctime = timestamp(node.item.ctime);
         return 0;
