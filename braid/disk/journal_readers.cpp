@@ -169,11 +169,13 @@ bool RollbackReader::next()
     if (!readAll(mRecord)) return false;
     --mLeft;
     mAt += static_cast<std::int64_t>(mRecord.size());
+    if (pageNumber() == 0) return false;
+    if (pageNumber() > mPagesBefore) return true; // SQLite passes over it, whatever it holds
     constexpr std::size_t kSumStep = 200;
     std::uint32_t sum = mNonce;
     for (std::size_t at = pageSize() - kSumStep; at > 0 && at < pageSize(); at -= kSumStep)
         sum += static_cast<unsigned char>(page()[at]);
-    return sum == number(mRecord, 4 + pageSize()) && pageNumber() != 0;
+    return sum == number(mRecord, 4 + pageSize());
 }
 
 std::uint32_t RollbackReader::pageNumber() const

@@ -74,7 +74,7 @@ public:
     /// False: it was not written so far that it matters, or problem(). EBUSY: whether the transaction has ended cannot
     /// be told: it is one of several databases, and that is written elsewhere, or the journal makes no sense.
     bool begin();
-    /// False: no further page that belongs to it, or problem().
+    /// False: no further page that belongs to it, or problem(). Pages behind pagesBefore() are new in the transaction.
     bool next();
 
     std::uint32_t pagesBefore() const { return mPagesBefore; } ///< In the database, when the transaction began.

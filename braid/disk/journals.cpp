@@ -127,7 +127,7 @@ int takeBack(const Descriptor& journal, const Descriptor& copy)
     if (!reader.begin()) return reader.problem();
     if (int code = checkPages(copy, journal, reader.pagesBefore(), reader.pageSize())) return code;
     while (reader.next()) {
-        if (reader.pageNumber() > reader.pagesBefore()) continue; // new in the transaction
+        if (reader.pageNumber() > reader.pagesBefore()) continue;
         if (int code = writePage(copy, reader.pageNumber(), reader.page())) return code;
     }
     return reader.problem() != 0 ? reader.problem() : setPages(copy, reader.pagesBefore(), reader.pageSize());
