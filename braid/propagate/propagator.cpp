@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <deque>
+#include <utility>
 
 #include "braid/disk/calls.h"
 #include "linker.h"
@@ -166,7 +167,7 @@ void Propagator::failAll(Peer peer, int code)
 
 std::optional<Problem> Propagator::tellArchive()
 {
-    for (const std::string& path : mPlan.forgets)
+    for (const std::string& path : std::exchange(mPlan.forgets, {}))
         mBench.forgetLater(path);
     for (ActionList::Index i = 0; i < mPlan.records.size(); ++i) {
         if (mPlan.records.isDropped(i)) continue;
