@@ -2,6 +2,7 @@
 #include <memory>
 #include <sstream>
 
+#include "braid/reconcile/decide.h"
 #include "history_laws.h"
 
 namespace braid::sim
@@ -193,7 +194,10 @@ Failure Run::cleanPass(const PassSettings& settings, const Views* decided)
     const bool isMixed = settings.jobs.size() > 1 && std::ranges::any_of(settings.jobs, [](const Job& job) {
                              return job.options.readOnlyPeer || job.options.abortOnWriteToReadOnlyPeer;
                          });
-    if (isMixed) mWorld->pass(settings, {});
+    // And what collided with an item that this pass took away gets its place.
+    const bool hasCollided = std::ranges::any_of(
+        report.conflicts, [](const Conflict& conflict) { return conflict.kind == conflicts::kNameCollision; });
+    if (isMixed || hasCollided) mWorld->pass(settings, {});
     const PassReport again = mWorld->pass(settings, {});
     const Counts& counts = again.counts;
     for (const auto& home : {settings.localHome, settings.networkHome}) {
