@@ -52,12 +52,12 @@ void Reserve::giveToLog()
 
 void Reserve::hold()
 {
-    const bool isShort = isNeeded();
+    const std::uint64_t free = disk::freeRoomOf(mFolder);
+    const bool isShort = free < kLittle;
     const auto stat = disk::statAt(mFolder, kFile);
     if (!stat || (stat->exists() && isShort)) return; // it has what it has
     const auto file = disk::openToWrite(mFolder, kFile, true);
     if (!file) return;
-    const std::uint64_t free = disk::freeRoomOf(mFolder);
     // Nothing was released where a killed pass has left the room to others, or where none ran on a disk with room.
     const std::uint64_t most = !isShort ? kHeld : mReleased > 0 ? mReleased : std::min(kHeld, free / 8);
     int code = 0;
