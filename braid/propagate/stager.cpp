@@ -184,7 +184,9 @@ Outcome<ContentDigest> Stager::bringContent(const Action& action, const Descript
         staged.bytes += bytes;
         mCount(bytes);
     };
-    if (!seen || !beginWithOldVersion(action, copy)) return copyContent(source, stat, copy, mBench.stop, count);
+    // What has become so short that it is one block has no list of blocks to tell what changed.
+    const bool hasBlocks = seen && !seen->blocks.empty();
+    if (!hasBlocks || !beginWithOldVersion(action, copy)) return copyContent(source, stat, copy, mBench.stop, count);
     const auto changed = changedBlocks(*seen, action.known->blocks);
     if (int code = copyBlocks(source, stat, copy, *seen, changed, mBench.stop, count)) {
         return Problem{code, code == EAGAIN ? "copy it" : "write a copy of it", action.path};

@@ -8,6 +8,7 @@
 
 #include "braid/disk/calls.h"
 #include "braid/disk/content.h"
+#include "history_world.h"
 #include "home_pair.h"
 
 namespace braid
@@ -114,6 +115,17 @@ TEST(LargeFile, HolesAreNeitherReadNorWritten)
     fs::resize_file(pair.local() / "hole", 3 * kBlockBytes);
     EXPECT_EQ(digestOpen(dense, *disk::statOf(dense.number()), {})->whole,
               digestOpen(hole, *disk::statOf(hole.number()), {})->whole);
+}
+
+TEST(LargeFile, ThatHasBecomeShortHoldsNothingOfItsOldVersion)
+{
+    sim::Scene scene; // whose network disk can clone
+    scene.does({.verb = sim::Step::Verb::Write, .path = "a", .number = sim::kLargeContents});
+    scene.pass();
+    scene.pass(); // trusts the times of the first copy now
+    scene.does({.verb = sim::Step::Verb::Write, .path = "a", .number = 16});
+    scene.pass();
+    EXPECT_EQ(scene.view(1).at("a").content, scene.view(0).at("a").content);
 }
 
 } // namespace
