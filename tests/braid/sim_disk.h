@@ -95,7 +95,11 @@ public:
 
     /// The whole state, as a backup keeps it.
     std::map<std::uint64_t, Node> nodes() const { return mNodes; }
-    void restore(std::map<std::uint64_t, Node> nodes) { mNodes = std::move(nodes); }
+    void restore(std::map<std::uint64_t, Node> nodes)
+    {
+        mNodes = std::move(nodes);
+        mUndo.clear(); // what it would take back is no more
+    }
 
 private:
     std::string key(std::string_view name) const;
