@@ -16,7 +16,7 @@ constexpr const char* kFile = "reserve";
 constexpr std::uint64_t kHeld = std::uint64_t{1} << 20;
 constexpr std::uint64_t kLittle = 16 * kHeld;
 constexpr std::uint64_t kLog = 4 * kHeld;
-constexpr std::uint64_t kIndex = std::uint64_t{32} << 10;    // of the first 16 MB of log
+constexpr std::uint64_t kLeast = std::uint64_t{64} << 10;    // twice the index of the first 16 MB of log
 constexpr std::uint64_t kItsNotes = std::uint64_t{16} << 10; // what the file system itself may write about the room
 
 } // namespace
@@ -28,14 +28,15 @@ bool Reserve::isNeeded() const
 
 bool Reserve::isExhausted() const
 {
-    return mReleased == 0 && disk::freeRoomOf(mFolder) < 2 * kIndex;
+    return std::max(mReleased, disk::freeRoomOf(mFolder)) < kLeast; // what was released may not be free at once
 }
 
 bool Reserve::release()
 {
     const std::uint64_t room = disk::roomOf(mFolder, kFile);
-    if (disk::unlink(mFolder, kFile) == 0) mReleased = room;
-    return mReleased > 0;
+    if (disk::unlink(mFolder, kFile) != 0) return false;
+    mReleased = room;
+    return room > 0;
 }
 
 void Reserve::giveToLog()
@@ -56,10 +57,11 @@ void Reserve::hold()
     const bool isShort = free < kLittle;
     const auto stat = disk::statAt(mFolder, kFile);
     if (!stat || (stat->exists() && isShort)) return; // it has what it has
-    const auto file = disk::openToWrite(mFolder, kFile, true);
-    if (!file) return;
     // Nothing was released where a killed pass has left the room to others, or where none ran on a disk with room.
     const std::uint64_t most = !isShort ? kHeld : mReleased > 0 ? mReleased : std::min(kHeld, free / 8);
+    if (most < kLeast) return;
+    const auto file = disk::openToWrite(mFolder, kFile, true);
+    if (!file) return;
     int code = 0;
     for (const std::uint64_t room : {most, free, free - std::min(free, kItsNotes), most / 2}) {
         code = disk::setRoomAside(file->number(), std::min(room, most));

@@ -16,7 +16,7 @@ public:
 
     /// The disk has little room, or none.
     bool isNeeded() const;
-    /// Nothing was released, and there is not even what the log's index takes. SQLite maps it, and a page that finds no
+    /// Even with what was released there is not what the log's index takes. SQLite maps it, and a page that finds no
     /// room there ends the process.
     bool isExhausted() const;
 

@@ -203,26 +203,15 @@ void declareCheck(CLI::App& app, Request& request)
     });
 }
 
-void declareConflicts(CLI::App& app, Request& request)
+/// A command that needs to know of a local home only.
+template <class Options>
+void declareForHome(CLI::App& app, Request& request, const char* name, const char* help, const char* footer)
 {
-    const auto options = std::make_shared<ConflictsOptions>();
-    CLI::App& command = *app.add_subcommand("conflicts", "What waits for a person: conflicts, and items not synced");
+    const auto options = std::make_shared<Options>();
+    CLI::App& command = *app.add_subcommand(name, help);
     addHome(command, "LOCAL", options->localHome, "The local home");
     addOutput(command, options->json);
-    command.footer("Exit status: 0 nothing waits, 1 something does, 3 there is no such home.");
-    command.callback([options, &request] {
-        if (options->localHome.empty()) options->localHome = usualHome();
-        request = *options;
-    });
-}
-
-void declareStatus(CLI::App& app, Request& request)
-{
-    const auto options = std::make_shared<StatusOptions>();
-    CLI::App& command = *app.add_subcommand("status", "What is known of a home: its partner, its last pass, its trash");
-    addHome(command, "LOCAL", options->localHome, "The local home");
-    addOutput(command, options->json);
-    command.footer("Exit status: 0 said, 3 there is no such home.");
+    command.footer(footer);
     command.callback([options, &request] {
         if (options->localHome.empty()) options->localHome = usualHome();
         request = *options;
@@ -305,20 +294,6 @@ void declareTrash(CLI::App& app, Request& request)
     }
 }
 
-void declareForget(CLI::App& app, Request& request)
-{
-    const auto options = std::make_shared<ForgetOptions>();
-    CLI::App& command = *app.add_subcommand("forget", "Forget what both homes agreed on, and all recorded conflicts");
-    addHome(command, "LOCAL", options->localHome, "The local home");
-    addOutput(command, options->json);
-    command.footer("Both homes and their trash stay as they are; the next sync runs as a first one.\n"
-                   "Exit status: 0 done, 3 refused.");
-    command.callback([options, &request] {
-        if (options->localHome.empty()) options->localHome = usualHome();
-        request = *options;
-    });
-}
-
 /// The words that were understood as commands, and the last of these.
 std::pair<std::string, const CLI::App*> commandTyped(const CLI::App& app)
 {
@@ -351,11 +326,18 @@ std::variant<Request, ExitStatus> parse(int argc, const char* const* argv)
     Request request;
     declareSync(app, request);
     declareCheck(app, request);
-    declareConflicts(app, request);
-    declareStatus(app, request);
+    declareForHome<ConflictsOptions>(app, request, "conflicts",
+                                     "What waits for a person: conflicts, and items not synced",
+                                     "Exit status: 0 nothing waits, 1 something does, 3 there is no such home.");
+    declareForHome<StatusOptions>(app, request, "status",
+                                  "What is known of a home: its partner, its last pass, its trash",
+                                  "Exit status: 0 said, 3 there is no such home.");
     declareResolve(app, request);
     declareTrash(app, request);
-    declareForget(app, request);
+    declareForHome<ForgetOptions>(app, request, "forget",
+                                  "Forget what both homes agreed on, and all recorded conflicts",
+                                  "Both homes and their trash stay as they are; the next sync runs as a first one.\n"
+                                  "Exit status: 0 done, 3 refused.");
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {

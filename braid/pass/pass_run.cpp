@@ -332,7 +332,7 @@ void PassRun::rememberJobs()
 {
     const bool isHeldBack =
         std::ranges::any_of(mPlan.conflicts, [](const ConflictRecord& record) { return record.conflict.path == "."; });
-    if (isHeldBack || mPlan.hasWithdrawn || mSettings.occasion == Occasion::Aside) return;
+    if (isHeldBack || mPlan.hasWithdrawnForgets || mSettings.occasion == Occasion::Aside) return;
     const std::string areas = areasOf(mSettings.jobs);
     if (areas == mArchive->lastAreas(mSettings.occasion)) return;
     mArchive->begin();

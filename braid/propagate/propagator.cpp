@@ -167,6 +167,7 @@ void Propagator::failAll(Peer peer, int code)
 
 std::optional<Problem> Propagator::tellArchive()
 {
+    // Taken out: what is withdrawn from now on has been forgotten nevertheless.
     for (const std::string& path : std::exchange(mPlan.forgets, {}))
         mBench.forgetLater(path);
     for (ActionList::Index i = 0; i < mPlan.records.size(); ++i) {
@@ -252,7 +253,7 @@ void Propagator::failedToStage(const Action& action, const Problem& problem)
 }
 
 /// The next copies to make together, from `at` on, which moves on; moves on the way are carried out, or become copies
-/// where they fail.
+/// where only the old name is held fast.
 std::vector<Action> Propagator::nextBatch(const ActionList& items, ActionList::Index& at)
 {
     std::vector<Action> batch;

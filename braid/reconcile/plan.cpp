@@ -50,7 +50,7 @@ void Plan::withdraw(const PathSet& paths)
         });
     }
     const auto concerns = [&](const auto& planned) { return liesIn(paths, planned.path); };
-    hasWithdrawn |= std::erase_if(forgets, [&](const std::string& path) { return liesIn(paths, path); }) > 0;
+    hasWithdrawnForgets |= std::erase_if(forgets, [&](const std::string& path) { return liesIn(paths, path); }) > 0;
     std::erase_if(finishes, concerns);
     std::erase_if(respellings, concerns);
 }

@@ -58,10 +58,10 @@ struct Plan {
     std::vector<ConflictRecord> conflicts;
     std::vector<ItemError> errors;
     std::vector<std::string> skipped;
-    std::set<std::string> unseen;    ///< What could not be looked at: nothing is known of it and what lies below.
-    bool hasWithdrawn = false;       ///< The archive keeps entries that it was to forget.
-    std::vector<JobEnd> jobEnds;     ///< One per job.
-    std::optional<Problem> lostHome; ///< A home's top could not be listed: there is nothing to plan with.
+    std::set<std::string> unseen;     ///< What could not be looked at: nothing is known of it and what lies below.
+    bool hasWithdrawnForgets = false; ///< The archive keeps entries that it was to forget.
+    std::vector<JobEnd> jobEnds;      ///< One per job.
+    std::optional<Problem> lostHome;  ///< A home's top could not be listed: there is nothing to plan with.
 
     /// How many actions change a home.
     std::size_t count() const

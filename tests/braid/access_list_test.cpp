@@ -64,39 +64,32 @@ TEST(AccessLists, TravelWithTheirItems)
     EXPECT_EQ(writesOf(pair.sync()), 0U);
 }
 
-PassSettings settingsIn(const sim::World& world)
+/// Of an item in the local home, which a person is at.
+Descriptor opened(const sim::Scene& scene, const char* name, int flags)
 {
-    PassSettings settings;
-    settings.localHome = world.home(0);
-    settings.networkHome = world.home(1);
-    settings.jobs.resize(1);
-    return settings;
+    return Descriptor{disk::system().open((scene.world().home(0) + name).c_str(), flags)};
 }
 
 TEST(AccessLists, AndLinksStayWhereAFileSystemInUserSpaceDropsThem)
 {
     sim::History history;
     history.network.isInUserSpace = true;
-    const auto world = sim::World::make(history);
-    const PassSettings settings = settingsIn(*world);
-    const auto file = [&] { return Descriptor{disk::system().open((world->home(0) + "/file").c_str(), O_RDWR)}; };
+    sim::Scene scene{history};
     const std::string list = listWith(4);
+    scene.does({.verb = sim::Step::Verb::Write, .path = "file"});
+    scene.does({.verb = sim::Step::Verb::MakeLink, .path = "link"});
     {
-        const auto doing = world->person();
-        sim::carryOut({.verb = sim::Step::Verb::Write, .path = "file"}, world->home(0));
-        sim::carryOut({.verb = sim::Step::Verb::MakeLink, .path = "link"}, world->home(0));
-        disk::system().fsetxattr(file().number(), kAccess, list.data(), list.size());
+        const auto doing = scene.world().person();
+        disk::system().fsetxattr(opened(scene, "/file", O_RDWR).number(), kAccess, list.data(), list.size());
     }
     for (const std::uint64_t mode : {0U, 0600U}) {
-        if (mode != 0) { // has the pass look at what else there is
-            const auto doing = world->person();
-            sim::carryOut({.verb = sim::Step::Verb::SetMode, .path = "file", .number = mode}, world->home(1));
-        }
-        world->wait(10'000'000'000);
-        const PassReport report = world->pass(settings, {});
+        // Has the pass look at what else there is.
+        if (mode != 0) scene.does({.verb = sim::Step::Verb::SetMode, .home = 1, .path = "file", .number = mode});
+        const PassReport report = scene.pass();
         EXPECT_TRUE(report.errors.empty()) << report.errors[0].message;
-        const auto looking = world->person();
-        EXPECT_EQ(disk::system().fgetxattr(file().number(), kAccess, nullptr, 0), std::ssize(list));
+        const auto looking = scene.world().person();
+        const Descriptor file = opened(scene, "/file", O_RDWR);
+        EXPECT_EQ(disk::system().fgetxattr(file.number(), kAccess, nullptr, 0), std::ssize(list));
     }
 }
 
@@ -104,25 +97,20 @@ TEST(Attributes, AreNotTakenAwayByAPassAfterTheClockWasTurnedBack)
 {
     sim::History history;
     history.network.keepsAttributes = false;
-    const auto world = sim::World::make(history);
-    const PassSettings settings = settingsIn(*world);
-    const auto does = [&](int home, const sim::Step& step) {
-        const auto doing = world->person();
-        sim::carryOut(step, world->home(home));
-    };
-    const auto folder = [&] { return Descriptor{disk::system().open((world->home(0) + "/A").c_str(), O_RDONLY)}; };
-    does(0, {.verb = sim::Step::Verb::Write, .path = "A/a"});
-    world->pass(settings, {});
-    does(1, {.verb = sim::Step::Verb::Write, .path = "A/b/c"});
+    sim::Scene scene{history};
+    const auto passAtOnce = [&] { return scene.world().pass(scene.settings(), {}); };
+    scene.does({.verb = sim::Step::Verb::Write, .path = "A/a"});
+    passAtOnce();
+    scene.does({.verb = sim::Step::Verb::Write, .home = 1, .path = "A/b/c"});
     {
-        const auto doing = world->person();
-        disk::system().fsetxattr(folder().number(), "user.note", "x", 1);
+        const auto doing = scene.world().person();
+        disk::system().fsetxattr(opened(scene, "/A", O_RDONLY).number(), "user.note", "x", 1);
     }
-    world->wait(-61'435'000'000'000);
-    world->pass(settings, {});
-    EXPECT_EQ(writesOf(world->pass(settings, {})), 0U);
-    const auto looking = world->person();
-    EXPECT_EQ(disk::system().fgetxattr(folder().number(), "user.note", nullptr, 0), 1);
+    scene.world().wait(-61'435'000'000'000);
+    passAtOnce();
+    EXPECT_EQ(writesOf(passAtOnce()), 0U);
+    const auto looking = scene.world().person();
+    EXPECT_EQ(disk::system().fgetxattr(opened(scene, "/A", O_RDONLY).number(), "user.note", nullptr, 0), 1);
 }
 
 } // namespace

@@ -23,7 +23,8 @@ ssize_t SimSystem::write(int file, const void* bytes, std::size_t length)
     return told<ssize_t>(call("write", file, "", [&]() -> Answer {
         Open& open = at(file);
         const std::uint64_t there = std::max<std::uint64_t>(open.disk->node(open.inode).setAside, open.offset);
-        if (!open.disk->hasRoomFor(open.offset + length - std::min(there, open.offset + length))) return -ENOSPC;
+        const std::uint64_t end = open.offset + length;
+        if (end > there && !open.disk->hasRoomFor(end - there)) return -ENOSPC;
         open.disk->write(open.inode, open.offset, {static_cast<const char*>(bytes), length}, mClock);
         open.offset += length;
         return static_cast<Answer>(length);

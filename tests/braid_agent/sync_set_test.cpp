@@ -61,9 +61,15 @@ protected:
     SyncSetStore mStore{*mCodec, mHome};
 };
 
+struct Unmounting {
+    std::filesystem::path at;
+    ~Unmounting() { umount2(at.c_str(), MNT_DETACH); }
+};
+
 TEST_F(SyncSetFile, IsWrittenOnAFullDiskToo)
 {
     if (mount("none", mHome.c_str(), "tmpfs", 0, "size=20m") != 0) GTEST_SKIP() << "only the superuser mounts";
+    const Unmounting afterwards{mHome};
     SyncSet set = fullSet();
     EXPECT_EQ(mStore.save(set), std::nullopt);
     const auto folder = braid::disk::openTop(mFile.parent_path());
@@ -74,7 +80,6 @@ TEST_F(SyncSetFile, IsWrittenOnAFullDiskToo)
     EXPECT_EQ(mStore.save(set), std::nullopt);
     EXPECT_EQ(mStore.load(), set);
     EXPECT_TRUE(std::filesystem::exists(mHome / ".Braid/reserve"));
-    EXPECT_EQ(umount2(mHome.c_str(), MNT_DETACH), 0);
 }
 
 TEST_F(SyncSetFile, DamagedFileCountsAsNoneAndIsKept)
