@@ -5,6 +5,7 @@
 
 #include "archive_file.h"
 #include "braid/disk/calls.h"
+#include "braid/disk/file_system.h"
 
 namespace braid
 {

@@ -1,7 +1,6 @@
 #include "calls.h"
 
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 
@@ -9,10 +8,10 @@
 #include <array>
 #include <cerrno>
 #include <limits>
-#include <span>
 #include <system_error>
 #include <thread>
 
+#include "file_system.h"
 #include "seam.h"
 #include "system.h"
 
@@ -84,21 +83,6 @@ Stat statFrom(const struct statx& raw)
     stat.mtime = nanoseconds(raw.stx_mtime);
     stat.ctime = nanoseconds(raw.stx_ctime);
     return stat;
-}
-
-bool isOneOf(std::span<const std::uint64_t> magics, int descriptor)
-{
-    struct statfs facts {
-    };
-    if (system().fstatfs(descriptor, &facts) < 0) return false;
-    return std::ranges::find(magics, static_cast<std::uint64_t>(facts.f_type)) != magics.end();
-}
-
-/// File systems of user space may give every name a number of its own: an item that went by way of a second name would
-/// not be known again.
-bool numbersNames(int descriptor)
-{
-    return isOneOf(std::to_array<std::uint64_t>({FUSE_SUPER_MAGIC}), descriptor);
 }
 
 } // namespace
@@ -250,24 +234,6 @@ int rewrite(int file, std::string_view text)
         text.remove_prefix(static_cast<std::size_t>(put));
     }
     return 0;
-}
-
-int setRoomAside(int file, std::uint64_t bytes)
-{
-    if (int code = seam::ask(Operation::Write, file, "")) return code;
-    const int code = lastError(system().fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(bytes)));
-    if (!isFull(code)) return code;
-    // What it got before there was no more stays with the file otherwise.
-    if (const auto stat = statOf(file)) system().ftruncate(file, stat->size);
-    return code;
-}
-
-std::uint64_t roomOf(int folder, const char* name)
-{
-    if (seam::ask(Operation::Stat, folder, name) != 0) return 0;
-    struct statx raw {
-    };
-    return system().statx(folder, name, AT_SYMLINK_NOFOLLOW, &raw) == 0 ? raw.stx_blocks * 512 : 0;
 }
 
 int makeFolder(int folder, const char* name, std::uint16_t mode)
@@ -469,23 +435,6 @@ bool isLockFree(int file)
     return system().lock(file, F_OFD_GETLK, &range) == 0 && range.l_type == F_UNLCK;
 }
 
-std::uint64_t capacityOf(int descriptor)
-{
-    struct statfs facts {
-    };
-    if (system().fstatfs(descriptor, &facts) < 0) return 0;
-    return static_cast<std::uint64_t>(facts.f_blocks) * static_cast<std::uint64_t>(facts.f_frsize);
-}
-
-std::uint64_t freeRoomOf(int descriptor)
-{
-    struct statfs facts {
-    };
-    if (system().fstatfs(descriptor, &facts) < 0 || facts.f_blocks == 0)
-        return std::numeric_limits<std::uint64_t>::max();
-    return static_cast<std::uint64_t>(facts.f_bavail) * static_cast<std::uint64_t>(facts.f_frsize);
-}
-
 int syncFileSystem(int descriptor)
 {
     if (int code = seam::ask(Operation::Durable, descriptor, "")) return code;
@@ -497,25 +446,6 @@ int syncFile(int descriptor)
     if (int code = seam::ask(Operation::Durable, descriptor, "")) return code;
     const int code = lastError(system().fsync(descriptor));
     return code == EINVAL ? 0 : code; // a file system that cannot flush folders says so this way
-}
-
-bool syncsAsAWhole(int descriptor)
-{
-    constexpr auto kMagics = std::to_array<std::uint64_t>(
-        {EXT4_SUPER_MAGIC, BTRFS_SUPER_MAGIC, XFS_SUPER_MAGIC, TMPFS_MAGIC, F2FS_SUPER_MAGIC, OVERLAYFS_SUPER_MAGIC});
-    return isOneOf(kMagics, descriptor);
-}
-
-bool copiesOnServer(int descriptor)
-{
-    constexpr auto kMagics = std::to_array<std::uint64_t>({NFS_SUPER_MAGIC, CIFS_SUPER_MAGIC, SMB2_SUPER_MAGIC});
-    return isOneOf(kMagics, descriptor);
-}
-
-bool holdsLinksApart(int descriptor)
-{
-    constexpr auto kMagics = std::to_array<std::uint64_t>({FUSE_SUPER_MAGIC});
-    return !isOneOf(kMagics, descriptor);
 }
 
 } // namespace braid::disk

@@ -47,12 +47,6 @@ Outcome<std::string> readSmall(int file, std::size_t most);
 /// Puts `text` in place of what the file holds.
 int rewrite(int file, std::string_view text);
 
-/// Has the disk keep room for the first `bytes` of the file, whose size stays as it is, or nothing; EOPNOTSUPP where it
-/// cannot. Not while somebody else changes the file's size.
-int setRoomAside(int file, std::uint64_t bytes);
-/// What the item takes of the disk, in bytes; 0 where there is none.
-std::uint64_t roomOf(int folder, const char* name);
-
 int makeFolder(int folder, const char* name, std::uint16_t mode);
 int makeLink(int folder, const char* name, const std::string& target);
 /// Gives a file of createUnnamed() its name; EEXIST where something has that already.
@@ -93,20 +87,5 @@ int syncFile(int descriptor);
 int lockFile(int file);
 /// Nothing: some other open file holds the lock, or it cannot be told. Changes nothing.
 bool isLockFree(int file);
-
-/// The file server can copy a file by itself, without the bytes coming here and going back.
-bool copiesOnServer(int descriptor);
-
-/// What is done to a link by its name is done to the link. In user space a file system may follow it, as one that
-/// speaks SFTP does, to an item that nobody meant.
-bool holdsLinksApart(int descriptor);
-
-/// Of the whole file system, in bytes; 0 where it does not tell.
-std::uint64_t capacityOf(int descriptor);
-/// The part of it that is left for those without privileges; as much as can be where it does not tell.
-std::uint64_t freeRoomOf(int descriptor);
-
-/// The file system flushes all its writes with one call and keeps the order of its own changes.
-bool syncsAsAWhole(int descriptor);
 
 } // namespace braid::disk

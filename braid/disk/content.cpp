@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "calls.h"
+#include "file_system.h"
 #include "seam.h"
 #include "system.h"
 

@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "braid/disk/calls.h"
+#include "braid/disk/file_system.h"
 #include "braid/disk/seam.h"
 #include "braid/disk/system.h"
 

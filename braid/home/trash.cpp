@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "braid/disk/calls.h"
+#include "braid/disk/file_system.h"
 #include "braid/disk/listing.h"
 #include "braid/disk/system.h"
 

@@ -6,6 +6,7 @@
 
 #include "braid/disk/calls.h"
 #include "braid/disk/extended.h"
+#include "braid/disk/file_system.h"
 #include "braid/disk/journals.h"
 #include "braid/disk/system.h"
 #include "braid/reconcile/judge.h"

@@ -9,6 +9,7 @@
 #include "braid/disk/calls.h"
 #include "braid/disk/content.h"
 #include "braid/disk/extended.h"
+#include "braid/disk/file_system.h"
 #include "braid/disk/journals.h"
 #include "braid/disk/listing.h"
 #include "braid/reconcile/judge.h"
